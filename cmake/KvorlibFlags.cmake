@@ -1,0 +1,15 @@
+# What every target of the project is compiled with.
+
+add_library(kvorlib_flags INTERFACE)
+target_compile_features(kvorlib_flags INTERFACE cxx_std_20)
+target_compile_options(kvorlib_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
+
+if(KVORLIB_SANITIZE)
+  set(KVORLIB_SANITIZERS -fsanitize=address,undefined -fno-sanitize-recover=all
+                         -fno-omit-frame-pointer)
+  target_compile_options(kvorlib_flags INTERFACE ${KVORLIB_SANITIZERS})
+  target_link_options(kvorlib_flags INTERFACE ${KVORLIB_SANITIZERS})
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

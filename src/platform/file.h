@@ -1,0 +1,60 @@
+// Files as the store needs them. A port owes exactly what this header says.
+//
+// Failures are `errno` values (ENOENT, EMFILE, ENOSPC, EACCES, …) on every platform.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace platform {
+
+enum class OpenMode {
+  ReadOnly,
+  ReadWrite,
+  CreateNew,     // reading and writing; the file must not be there yet (EEXIST)
+  CreateAppend,  // reading and writing at the end; made when missing
+};
+
+enum class Sharing {
+  All,   // other holders may read and write, but nobody deletes the file while it is open
+  None,  // no other holder at all: a second opening fails with EACCES
+};
+
+// Tells one file from another whatever its name; two open files are the same exactly when equal.
+struct FileIdentity {
+  std::uint64_t volume = 0;
+  std::uint64_t index = 0;
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// An open file; closed when destroyed. Positions are absolute, there is no file pointer. Binary.
+// A file that its owner created may be read and written by the owner alone (mode 0600).
+class File {
+ public:
+  virtual ~File() = default;
+
+  // Reads up to `n` bytes at `offset`. The number read, less than `n` only at the end of the file;
+  // -1 on failure, with the code in LastError().
+  virtual std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) = 0;
+  // Writes all `n` bytes at `offset`, growing the file as needed; false with LastError(). After a
+  // failure any part of them may have been written.
+  virtual bool Write(std::uint64_t offset, const void* bytes, std::size_t n) = 0;
+  // The length in bytes, or -1 with LastError().
+  virtual std::int64_t Size() = 0;
+  virtual bool Truncate(std::uint64_t size) = 0;
+  virtual bool Identity(FileIdentity& identity) = 0;
+  // The `errno` of this object's latest failure.
+  virtual int LastError() const = 0;
+};
+
+// Opens the regular file `path` (UTF-8). Null with `error` set on failure: a folder gives EACCES.
+// Interrupted calls are made again; the handle is not inherited by started processes.
+std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing, int& error);
+
+// Deletes a file: 0 or an `errno` value. EACCES while anybody, this process included, has it open
+// through OpenFile, so that nobody goes on writing to a file that has no name any more.
+int RemoveFile(const std::string& path);
+
+}  // namespace platform

@@ -1,0 +1,46 @@
+// A mutex that all processes of one user share by its name, with a piece of memory that belongs to
+// it. A port owes exactly what this header says.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace platform {
+
+// Recursive: a thread that has it may take it again, and gives it back as many times. A holder that
+// dies gives it back by dying; nobody waits for the dead.
+class NamedMutex {
+ public:
+  enum class Wait {
+    Had,       // the mutex is held
+    TimedOut,  // somebody else held it all the time
+    Failed,    // it cannot be waited for
+  };
+
+  virtual ~NamedMutex() = default;  // does not give back what is held
+
+  virtual Wait Lock(std::chrono::milliseconds patience) = 0;
+  // REQUIRES: this thread holds it.
+  virtual void Unlock() = 0;
+
+  // The memory shared by all who open the mutex by this name. All zero when the first of them made
+  // it; it outlives them, so that the next holder finds what a dead one left. To be touched only
+  // while holding the mutex. The first Backed() bytes may be touched; Back asks for more and
+  // answers false when there is no memory for that.
+  virtual std::byte* Memory() = 0;
+  virtual std::size_t Backed() const = 0;
+  virtual bool Back(std::size_t bytes) = 0;
+  // Gives memory behind the first `bytes` back to the system; it reads as zero when backed again.
+  virtual void Release(std::size_t bytes) = 0;
+};
+
+// Opens the mutex of this name, or makes it, with `reserved` bytes of address space for its memory.
+// Null if it cannot be had: the name is taken by another user or by something else, or there is no
+// shared memory on this system. Racing openers all end with the same, whole mutex. Two names never
+// share anything, nor do two users, nor programs of different pointer width.
+// REQUIRES: all openers of a name pass the same `reserved`.
+std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, std::size_t reserved);
+
+}  // namespace platform

@@ -1,0 +1,41 @@
+// What the store asks of the system below it: files, one lock, and memory that outlives a crash.
+// The engine reaches them through this interface alone, so that tests can put a host in its place
+// that fails at a chosen call.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "platform/file.h"
+
+namespace store {
+
+using VirtualFile = platform::File;
+
+class Host {
+ public:
+  virtual ~Host() = default;
+
+  virtual std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
+                                            platform::Sharing sharing, int& error) = 0;
+  virtual int Remove(const std::string& path) = 0;  // 0 or an errno value
+
+  // Takes the lock that guards all store files, waiting up to 10 seconds. Recursive. False: not
+  // had. A host that has no lock at all answers true.
+  virtual bool Lock() = 0;
+  virtual void Unlock() = 0;
+
+  // Memory that is touched only under the lock and is found again by whoever takes the lock from a
+  // process that died: at least `bytes` of it, or null. All zero at first.
+  virtual std::byte* LockedMemory(std::size_t bytes) = 0;
+  // The memory behind the first `bytes` is not needed any more.
+  virtual void TrimLockedMemory(std::size_t bytes) = 0;
+};
+
+// The host in use; the system's own at first. Setting null puts the system's own back.
+// REQUIRES: no store file is open when it is changed.
+Host& CurrentHost();
+void SetHost(Host* host);
+
+}  // namespace store
