@@ -63,7 +63,7 @@ std::optional<TreePage> TreePage::Of(const Page& page) {
 }
 
 std::optional<Entry> TreePage::At(std::size_t offset) const {
-  if (offset + EntryHead > Used()) return std::nullopt;
+  if (offset > Used() || EntryHead > Used() - offset) return std::nullopt;
   const Entry entry(bytes + EntriesAt + offset);
   if (entry.Length() < EntryHead || entry.Size() > MaxEntry || offset + entry.Size() > Used()) {
     return std::nullopt;
