@@ -1,0 +1,22 @@
+// What the first program of a newcomer does: makes a keyed file, stores a record, reads it back.
+#include <cstdio>
+#include <string>
+
+#include <kvorlib/kvorlib.h>
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  IndexFile file;
+  if (!file.Create(argv[1], IndexFile::KD_TEXT0)) {
+    std::fprintf(stderr, "create: %s\n", file.ErrorMessage());
+    return 1;
+  }
+  std::string article;
+  if (!file.Put(std::string("cat кошка")) || !file.Get("cat", article) || !file.Close()) {
+    std::fprintf(stderr, "store: %s\n", file.ErrorMessage());
+    return 1;
+  }
+  IndexFile again(argv[1], true, IndexFile::KD_TEXT0);
+  std::printf("%s\n", again.Get("cat").c_str());
+  return 0;
+}
