@@ -39,10 +39,11 @@ for header in "$tree"/include/kvorlib/*.h; do
     fail "$(basename "$header") does not compile alone"
 done
 
-cmake -S "$here/user" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" \
-  -DCMAKE_PREFIX_PATH="$tree" >"$work/user.log" 2>&1 &&
-  cmake --build "$work/cmake" >>"$work/user.log" 2>&1 ||
-  { cat "$work/user.log" >&2; fail "the user's CMake project"; }
+user_project() {
+  cmake -S "$here/user" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$tree" &&
+    cmake --build "$work/cmake"
+}
+user_project >"$work/user.log" 2>&1 || { cat "$work/user.log" >&2; fail "the user's CMake project"; }
 expect "cat кошка" "$("$work/cmake/user" "$work/one")" "find_package user"
 
 export PKG_CONFIG_PATH=$lib/pkgconfig
