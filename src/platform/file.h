@@ -14,12 +14,12 @@ enum class OpenMode {
   ReadOnly,
   ReadWrite,
   CreateNew,     // reading and writing; the file must not be there yet (EEXIST)
-  CreateAppend,  // reading and writing at the end; made when missing
+  CreateAppend,  // reading, and writing at the end whatever the offset; made when missing
 };
 
 enum class Sharing {
   All,   // other holders may read and write, but nobody deletes the file while it is open
-  None,  // no other holder at all: a second opening fails with EACCES
+  None,  // no other holder at all: a second opening fails with EACCES; not with ReadOnly
 };
 
 // Tells one file from another whatever its name; two open files are the same exactly when equal.

@@ -28,7 +28,7 @@ class NamedMutex {
   // The memory shared by all who open the mutex by this name. All zero when the first of them made
   // it; it outlives them, so that the next holder finds what a dead one left. To be touched only
   // while holding the mutex. The first Backed() bytes may be touched; Back asks for more and
-  // answers false when there is no memory for that.
+  // answers false when there is no memory for that. The address may change with an outermost Lock.
   virtual std::byte* Memory() = 0;
   virtual std::size_t Backed() const = 0;
   virtual bool Back(std::size_t bytes) = 0;

@@ -1,0 +1,39 @@
+// A file descriptor that is closed when its owner goes, and the loop around interrupted calls.
+#pragma once
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace platform {
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int fd) : number(fd) {}
+  Descriptor(Descriptor&& o) noexcept : number(std::exchange(o.number, -1)) {}
+  Descriptor& operator=(Descriptor&& o) noexcept {
+    std::swap(number, o.number);
+    return *this;
+  }
+  ~Descriptor() {
+    if (number >= 0) close(number);
+  }
+
+  int Get() const { return number; }
+  explicit operator bool() const { return number >= 0; }
+
+ private:
+  int number = -1;
+};
+
+// Makes a call again for as long as a signal interrupts it.
+template <typename Call>
+auto Uninterrupted(Call call) {
+  auto answer = call();
+  while (answer == -1 && errno == EINTR) answer = call();
+  return answer;
+}
+
+}  // namespace platform

@@ -1,0 +1,188 @@
+// Files on POSIX systems. Nothing here knows who may share a file, so the rules of sharing are
+// acted out with a lock on one byte far behind any content: every holder has it shared, or alone.
+// It is a lock of the open file description, so closing another descriptor of the same file drops
+// nothing, and it ends with the process. A file system without such locks does without the rules.
+#ifndef _GNU_SOURCE
+#define _GNU_SOURCE  // F_OFD_SETLK
+#endif
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/posix/descriptor.h"
+
+namespace platform {
+namespace {
+
+constexpr off_t SharingByte = off_t{1} << 62;
+constexpr int OpeningTries = 16;
+
+enum class Claim { Had, Refused, Unsupported };
+
+// `type`: F_RDLCK to hold the file with others, F_WRLCK to hold it alone.
+Claim ClaimSharing(int fd, short type) {
+  struct flock lock = {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = SharingByte;
+  lock.l_len = 1;
+  int answer = Uninterrupted([&] { return fcntl(fd, F_OFD_SETLK, &lock); });
+  if (answer != 0 && errno == EBADF) {
+    // A descriptor that may not write cannot hold the byte alone; it can ask whether it could.
+    answer = Uninterrupted([&] { return fcntl(fd, F_OFD_GETLK, &lock); });
+    if (answer == 0 && lock.l_type != F_UNLCK) return Claim::Refused;
+  }
+  if (answer == 0) return Claim::Had;
+  return errno == EAGAIN || errno == EACCES ? Claim::Refused : Claim::Unsupported;
+}
+
+class PosixFile final : public File {
+ public:
+  explicit PosixFile(Descriptor fd) : descriptor(std::move(fd)) {}
+
+  std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
+    std::size_t done = 0;
+    while (done < n) {
+      const ssize_t got = Uninterrupted([&] {
+        return pread(descriptor.Get(), static_cast<char*>(out) + done, n - done,
+                     static_cast<off_t>(offset + done));
+      });
+      if (got < 0) return Failed(-1);
+      if (got == 0) break;
+      done += static_cast<std::size_t>(got);
+    }
+    return static_cast<std::ptrdiff_t>(done);
+  }
+
+  bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
+    std::size_t done = 0;
+    while (done < n) {
+      const ssize_t put = Uninterrupted([&] {
+        return pwrite(descriptor.Get(), static_cast<const char*>(bytes) + done, n - done,
+                      static_cast<off_t>(offset + done));
+      });
+      if (put == 0) errno = ENOSPC;
+      if (put <= 0) return Failed(false);
+      done += static_cast<std::size_t>(put);
+    }
+    return true;
+  }
+
+  std::int64_t Size() override {
+    struct stat status = {};
+    return fstat(descriptor.Get(), &status) == 0 ? status.st_size : Failed(-1);
+  }
+
+  bool Truncate(std::uint64_t size) override {
+    return Uninterrupted([&] { return ftruncate(descriptor.Get(), static_cast<off_t>(size)); }) ==
+               0 ||
+           Failed(false);
+  }
+
+  bool Identity(FileIdentity& identity) override {
+    struct stat status = {};
+    if (fstat(descriptor.Get(), &status) != 0) return Failed(false);
+    identity = {status.st_dev, status.st_ino};
+    return true;
+  }
+
+  int LastError() const override { return lastError; }
+
+ private:
+  template <typename Answer>
+  Answer Failed(Answer answer) {
+    lastError = errno;
+    return answer;
+  }
+
+  Descriptor descriptor;
+  int lastError = 0;
+};
+
+int FlagsOf(OpenMode mode) {
+  switch (mode) {
+    case OpenMode::ReadOnly:
+      return O_RDONLY;
+    case OpenMode::ReadWrite:
+      return O_RDWR;
+    case OpenMode::CreateNew:
+      return O_RDWR | O_CREAT | O_EXCL;
+    case OpenMode::CreateAppend:
+      return O_RDWR | O_CREAT | O_APPEND;
+  }
+  return O_RDONLY;
+}
+
+// Never waits: without O_NONBLOCK a pipe would be opened only when its other end is.
+Descriptor OpenAtOnce(const std::string& path, int flags) {
+  return Descriptor(Uninterrupted(
+      [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600); }));
+}
+
+bool StillNamed(const std::string& path, const struct stat& opened) {
+  struct stat named = {};
+  return stat(path.c_str(), &named) == 0 && named.st_dev == opened.st_dev &&
+         named.st_ino == opened.st_ino;
+}
+
+enum class Opening { Done, Failed, Again };
+
+// One attempt. Again: the file lost its name before the claim on it was had.
+Opening TryOpen(const std::string& path, OpenMode mode, Sharing sharing, Descriptor& fd,
+                int& error) {
+  fd = OpenAtOnce(path, FlagsOf(mode));
+  if (!fd) {
+    error = errno == EISDIR ? EACCES : errno;
+    return Opening::Failed;
+  }
+  struct stat status = {};
+  if (fstat(fd.Get(), &status) != 0) {
+    error = errno;
+    return Opening::Failed;
+  }
+  error = EACCES;
+  if (!S_ISREG(status.st_mode)) return Opening::Failed;
+  switch (ClaimSharing(fd.Get(), sharing == Sharing::All ? F_RDLCK : F_WRLCK)) {
+    case Claim::Refused:
+      return Opening::Failed;
+    case Claim::Unsupported:
+      return Opening::Done;
+    case Claim::Had:
+      break;
+  }
+  return StillNamed(path, status) ? Opening::Done : Opening::Again;
+}
+
+}  // namespace
+
+std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing,
+                               int& error) {
+  for (int i = 0; i < OpeningTries; ++i) {
+    Descriptor fd;
+    const Opening result = TryOpen(path, mode, sharing, fd, error);
+    if (result == Opening::Failed) return nullptr;
+    if (result == Opening::Done) return std::make_unique<PosixFile>(std::move(fd));
+  }
+  return nullptr;
+}
+
+int RemoveFile(const std::string& path) {
+  Descriptor fd;  // holds the claim until the name is gone
+  for (int i = 0; i < OpeningTries; ++i) {
+    fd = OpenAtOnce(path, O_RDWR);
+    if (!fd) fd = OpenAtOnce(path, O_RDONLY);
+    if (!fd) break;  // what may not be opened may still be deleted
+    if (ClaimSharing(fd.Get(), F_WRLCK) == Claim::Refused) return EACCES;
+    struct stat status = {};
+    if (fstat(fd.Get(), &status) == 0 && StillNamed(path, status)) break;
+  }
+  if (unlink(path.c_str()) == 0) return 0;
+  return errno == EISDIR ? EACCES : errno;
+}
+
+}  // namespace platform

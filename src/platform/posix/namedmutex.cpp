@@ -1,0 +1,266 @@
+// The named mutex: a robust mutex in a file of shared memory that belongs to the user. The file
+// gets its name only when it is complete, so whoever opens it by name finds a working mutex.
+//
+// The file is one page of head, then the reserved memory. Of that memory only what the head counts
+// as backed is really there: it is asked for with fallocate, since touching a page for which there
+// is no room would kill the process.
+#ifndef _GNU_SOURCE
+#define _GNU_SOURCE  // O_TMPFILE, fallocate, pthread_mutex_clocklock
+#endif
+#include "platform/namedmutex.h"
+
+#include <fcntl.h>
+#include <linux/falloc.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "platform/posix/descriptor.h"
+
+namespace platform {
+namespace {
+
+constexpr char Folder[] = "/dev/shm";
+constexpr std::uint64_t Magic = 0x31785475'4d726f76;
+constexpr int OpeningTries = 16;
+
+struct Head {
+  std::uint64_t magic;
+  std::atomic<std::uint64_t> backed;  // bytes of the memory that may be touched
+  std::atomic<std::uint32_t> depth;   // how many times the holder has taken it, 0: nobody holds it
+  pthread_mutex_t mutex;
+};
+
+std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+
+std::size_t UpToPage(std::size_t n) { return (n + PageSize() - 1) / PageSize() * PageSize(); }
+
+bool InitMutex(pthread_mutex_t& mutex) {
+  pthread_mutexattr_t kind;
+  if (pthread_mutexattr_init(&kind) != 0) return false;
+  const bool done = pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED) == 0 &&
+                    pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST) == 0 &&
+                    pthread_mutexattr_settype(&kind, PTHREAD_MUTEX_RECURSIVE) == 0 &&
+                    pthread_mutex_init(&mutex, &kind) == 0;
+  pthread_mutexattr_destroy(&kind);
+  return done;
+}
+
+// The open file and its mapping.
+class Segment {
+ public:
+  // Null: not ours, not whole, or no address space for it.
+  static std::unique_ptr<Segment> Map(Descriptor fd, std::size_t size) {
+    void* const at = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.Get(), 0);
+    if (at == MAP_FAILED) return nullptr;
+    return std::unique_ptr<Segment>(new Segment(std::move(fd), at, size));
+  }
+
+  // A mapping in which somebody holds the mutex stays: if it is a thread of this process, the
+  // kernel must find the mutex when that thread dies.
+  ~Segment() {
+    if (Shared().depth == 0) munmap(start, size);
+  }
+  Segment(const Segment&) = delete;
+  Segment& operator=(const Segment&) = delete;
+
+  Head& Shared() const { return *static_cast<Head*>(start); }
+  std::byte* Memory() const { return static_cast<std::byte*>(start) + PageSize(); }
+  std::size_t Reserved() const { return size - PageSize(); }
+  int File() const { return descriptor.Get(); }
+
+  // Whether the file has lost its name: later openers get another mutex.
+  bool Removed() const {
+    struct stat status = {};
+    return fstat(descriptor.Get(), &status) == 0 && status.st_nlink == 0;
+  }
+
+ private:
+  Segment(Descriptor fd, void* at, std::size_t bytes)
+      : descriptor(std::move(fd)), start(at), size(bytes) {}
+
+  Descriptor descriptor;
+  void* start;
+  std::size_t size;
+};
+
+// Makes a whole file and gives it the name `path`, unless somebody else did meanwhile.
+bool Create(const std::string& path, std::size_t size) {
+  Descriptor fd(open(Folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  if (!fd || fchmod(fd.Get(), 0600) != 0 || ftruncate(fd.Get(), static_cast<off_t>(size)) != 0 ||
+      Uninterrupted([&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(PageSize())); }) !=
+          0) {
+    return false;
+  }
+  const std::string link = "/proc/self/fd/" + std::to_string(fd.Get());
+  const auto segment = Segment::Map(std::move(fd), size);
+  if (segment == nullptr) return false;
+  Head* const head = new (&segment->Shared()) Head{};  // NOLINT: lives in the file
+  if (!InitMutex(head->mutex)) return false;
+  head->magic = Magic;
+  return linkat(AT_FDCWD, link.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
+         errno == EEXIST;
+}
+
+// The magic is read, not looked at in the mapping: a foreign file may have no page there.
+bool IsOurs(const Descriptor& fd, const struct stat& status, std::size_t size) {
+  std::uint64_t magic = 0;
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+         (status.st_mode & 07777) == 0600 && static_cast<std::size_t>(status.st_size) == size &&
+         pread(fd.Get(), &magic, sizeof magic, 0) == sizeof magic && magic == Magic;
+}
+
+std::unique_ptr<Segment> OpenSegment(const std::string& path, std::size_t size) {
+  for (int i = 0; i < OpeningTries; ++i) {
+    Descriptor fd(Uninterrupted([&] {
+      return open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    }));
+    if (!fd) {
+      if (errno != ENOENT || !Create(path, size)) return nullptr;
+      continue;
+    }
+    struct stat status = {};
+    if (fstat(fd.Get(), &status) != 0) return nullptr;
+    if (status.st_nlink == 0) continue;
+    return IsOurs(fd, status, size) ? Segment::Map(std::move(fd), size) : nullptr;
+  }
+  return nullptr;
+}
+
+timespec Deadline(std::chrono::milliseconds patience) {
+  timespec at = {};
+  clock_gettime(CLOCK_MONOTONIC, &at);
+  const auto ms = std::max<std::chrono::milliseconds::rep>(patience.count(), 0);
+  at.tv_sec += ms / 1000;
+  at.tv_nsec += ms % 1000 * 1'000'000;
+  if (at.tv_nsec >= 1'000'000'000) {
+    at.tv_nsec -= 1'000'000'000;
+    ++at.tv_sec;
+  }
+  return at;
+}
+
+NamedMutex::Wait LockHead(Head& head, const timespec& deadline) {
+  switch (pthread_mutex_clocklock(&head.mutex, CLOCK_MONOTONIC, &deadline)) {
+    case 0:
+      break;
+    case ETIMEDOUT:
+      return NamedMutex::Wait::TimedOut;
+    case EOWNERDEAD:
+      // What a dead holder left half done is the affair of whoever holds the mutex now.
+      pthread_mutex_consistent(&head.mutex);
+      head.depth = 0;
+      break;
+    default:
+      return NamedMutex::Wait::Failed;
+  }
+  ++head.depth;
+  return NamedMutex::Wait::Had;
+}
+
+void UnlockHead(Head& head) {
+  --head.depth;
+  pthread_mutex_unlock(&head.mutex);
+}
+
+class PosixNamedMutex final : public NamedMutex {
+ public:
+  PosixNamedMutex(std::string path, std::size_t size, std::unique_ptr<Segment> first)
+      : file(std::move(path)), bytes(size), current(first.get()) {
+    segments.push_back(std::move(first));
+  }
+
+  // A session that ends may clear the folder while we run. Then the mutex that later openers find
+  // is another one, and it must be taken instead. A thread that is inside already stays with its
+  // own: the check is for the outermost lock alone.
+  Wait Lock(std::chrono::milliseconds patience) override {
+    const timespec deadline = Deadline(patience);
+    for (int i = 0; i < OpeningTries; ++i) {
+      Segment* const segment = current;
+      Head& head = segment->Shared();
+      const Wait answer = LockHead(head, deadline);
+      if (answer != Wait::Had || head.depth > 1 || !segment->Removed()) return answer;
+      UnlockHead(head);
+      if (!Renew(segment)) return Wait::Failed;
+    }
+    return Wait::Failed;
+  }
+
+  void Unlock() override { UnlockHead(current.load()->Shared()); }
+
+  std::byte* Memory() override { return current.load()->Memory(); }
+  std::size_t Backed() const override { return current.load()->Shared().backed; }
+
+  bool Back(std::size_t wanted) override {
+    const Segment& segment = *current;
+    std::atomic<std::uint64_t>& backed = segment.Shared().backed;
+    if (wanted <= backed) return true;
+    if (wanted > segment.Reserved()) return false;
+    const std::size_t end = std::min(UpToPage(wanted), segment.Reserved());
+    // Pages left by somebody who died while releasing them must read as zero, too.
+    if (!Allocate(segment, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, backed, end) ||
+        !Allocate(segment, 0, backed, end)) {
+      return false;
+    }
+    backed = end;
+    return true;
+  }
+
+  void Release(std::size_t keep) override {
+    const Segment& segment = *current;
+    std::atomic<std::uint64_t>& backed = segment.Shared().backed;
+    const std::size_t begin = UpToPage(keep);
+    const std::size_t end = backed;
+    if (begin >= end) return;
+    backed = begin;
+    Allocate(segment, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, begin, end);
+  }
+
+ private:
+  static bool Allocate(const Segment& segment, int mode, std::size_t begin, std::size_t end) {
+    return Uninterrupted([&] {
+             return fallocate(segment.File(), mode, static_cast<off_t>(PageSize() + begin),
+                              static_cast<off_t>(end - begin));
+           }) == 0;
+  }
+
+  // Opens what now has the name. Other threads may still wait in the old mapping, so it is kept.
+  bool Renew(const Segment* gone) {
+    const std::lock_guard guard(renewing);
+    if (current != gone) return true;
+    auto fresh = OpenSegment(file, bytes);
+    if (fresh == nullptr) return false;
+    current = fresh.get();
+    segments.push_back(std::move(fresh));
+    return true;
+  }
+
+  std::string file;
+  std::size_t bytes;
+  std::atomic<Segment*> current;
+  std::mutex renewing;
+  std::vector<std::unique_ptr<Segment>> segments;
+};
+
+}  // namespace
+
+std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, std::size_t reserved) {
+  if (name.find('/') != std::string::npos) return nullptr;
+  const std::string path = std::string(Folder) + "/kvorlib-" + std::to_string(geteuid()) + "-" +
+                           name + ".m" + std::to_string(8 * sizeof(void*));
+  const std::size_t size = PageSize() + UpToPage(reserved);
+  auto segment = OpenSegment(path, size);
+  if (segment == nullptr) return nullptr;
+  return std::make_unique<PosixNamedMutex>(path, size, std::move(segment));
+}
+
+}  // namespace platform
