@@ -1,0 +1,14 @@
+// The console behind the standard output. A port owes exactly what this header says.
+#pragma once
+
+#include <string>
+
+namespace platform {
+
+// Whether the standard output goes to a console that people read.
+bool OutputIsConsole();
+
+// Shows wide text on that console at once, past every stream. What cannot be shown is lost.
+void WriteConsole(const std::u16string& text);
+
+}  // namespace platform
