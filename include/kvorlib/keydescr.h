@@ -14,7 +14,7 @@ struct KEYDESCR {
   std::int16_t offset = 0;  // where the key begins inside a record
 
   KEYDESCR() = default;
-  KEYDESCR(std::uint8_t keyType, std::uint8_t keyLen, std::int16_t keyOffset)
+  constexpr KEYDESCR(std::uint8_t keyType, std::uint8_t keyLen, std::int16_t keyOffset)
       : type(keyType), len(keyLen), offset(keyOffset) {}
 
   // Whether keys end with a stop symbol. Such a key, with its stop symbol, has at most 127 bytes.

@@ -1,0 +1,12 @@
+// All of the library's interface. IndexFile (indexfile.h) is where most callers begin.
+#pragma once
+
+#include "kvorlib/datatransfer.h"
+#include "kvorlib/encoding.h"
+#include "kvorlib/indexfile.h"
+#include "kvorlib/keydescr.h"
+#include "kvorlib/mapfactory.h"
+#include "kvorlib/memindexfile.h"
+#include "kvorlib/persistentmap.h"
+#include "kvorlib/recordpool.h"
+#include "kvorlib/storetools.h"
