@@ -20,6 +20,8 @@ class Host {
   virtual std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                             platform::Sharing sharing, int& error) = 0;
   virtual int Remove(const std::string& path) = 0;  // 0 or an errno value
+  // The path by which any process finds the file, whatever its current folder.
+  virtual std::string Absolute(const std::string& path) { return path; }
 
   // Takes the lock that guards all store files, waiting up to 10 seconds. Recursive. False: not
   // had. A host that has no lock at all answers true.

@@ -1,0 +1,80 @@
+// Taking entries out of the tree. Pages are never merged: a page with one entry stays until that
+// entry goes, and then the page is freed and its parent loses the entry that led to it.
+#include "store/pageeditor.h"
+#include "store/tree.h"
+
+namespace store {
+
+void Tree::TakeOut() {
+  PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
+  const Entry entry = work.EntryAt(work.ViewOf(slot), Cursor().offset);
+  if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
+  PageEditor(slot.bytes).Remove(Cursor().offset, entry.Size());
+}
+
+void Tree::Erase() {
+  PageSlot* slot = RemoveFromLeaf();
+  while (slot == nullptr && pathLength > 0) slot = RemoveFromParent(path[--pathLength]);
+  if (slot == nullptr) {
+    work.Head().root = work.Head().firstLeaf = 0;  // depth stays as it stands
+  } else if (pathLength == 0) {
+    DissolveRoot(*slot);
+  }
+}
+
+// The leaf that lost the entry, or null if that was its last one and the leaf is freed.
+PageSlot* Tree::RemoveFromLeaf() {
+  PageSlot& slot = FetchLeaf(Cursor().page, work.slotB);
+  const TreePage view = work.ViewOf(slot);
+  const Entry entry = work.EntryAt(view, Cursor().offset);
+  if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
+  if (entry.Size() == view.Used()) {
+    if (work.Head().firstLeaf == slot.number) work.Head().firstLeaf = view.Next();
+    FreePage(slot);
+    return nullptr;
+  }
+  PageEditor(slot.bytes).Remove(Cursor().offset, entry.Size());
+  work.WritePage(slot);
+  return &slot;
+}
+
+// Takes out of an internal page what led to the page just freed. Null if nothing is left in it.
+PageSlot* Tree::RemoveFromParent(Step at) {
+  PageSlot& slot = work.Fetch(at.page, work.slotB);
+  const TreePage view = work.ViewOf(slot);
+  PageEditor editor(slot.bytes);
+  if (at.offset < view.Used()) {
+    editor.Remove(at.offset, work.EntryAt(view, at.offset).Size());
+  } else if (view.Used() == 0) {
+    FreePage(slot);
+    return nullptr;
+  } else {
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < view.Used(); i += work.EntryAt(view, i).Size()) last = i;
+    editor.SetRightChild(work.EntryAt(view, last).Child());
+    editor.CutAt(last);
+  }
+  work.WritePage(slot);
+  return &slot;
+}
+
+// A root that has only its rightmost child left makes way for it: one level, once.
+void Tree::DissolveRoot(PageSlot& root) {
+  const TreePage view = work.ViewOf(root);
+  if (view.IsLeaf() || view.Used() > 0) return;
+  Header& header = work.Head();
+  if (header.depth == 0) work.Raise(UDB_FILE_CORRUPTED);
+  work.CheckPageNumber(view.RightChild());
+  --header.depth;
+  header.root = view.RightChild();
+  FreePage(root);
+}
+
+void Tree::FreePage(PageSlot& slot) {
+  const TreePage view = work.ViewOf(slot);
+  work.FreeRun(slot.number, 1);
+  work.PatchLink(view.Prev(), WorkFile::Link::Next, slot, view.Next());
+  work.PatchLink(view.Next(), WorkFile::Link::Prev, slot, view.Prev());
+}
+
+}  // namespace store

@@ -1,0 +1,212 @@
+// Opening, making, clearing and closing of store files, and what the table of them answers.
+#include <array>
+#include <cerrno>
+
+#include "store/bitmap.h"
+#include "store/journal.h"
+#include "store/operations.h"
+#include "store/udb.h"
+
+namespace store {
+
+namespace {
+
+constexpr std::array<const char*, 16> Words = {
+    "SUCCESS",          "WRONG FILE NUMBER",      "FILE LIMIT OVERFLOW",
+    "SYSTEM ERROR",     "FILE ALREADY EXISTS",    "INDEX DEPTH OVERFLOW",
+    "NONEXISTENT FILE", "CANNOT ALLOCATE RECORD", "TOO MANY OPEN FILES",
+    "WRONG KEY",        "WRONG RECORD LENGTH",    "UNKNOWN ERROR",
+    "CHECKSUM ERROR",   "FILE CORRUPTED",         "UNKNOWN ERROR",
+    "TIMEOUT",
+};
+
+// `len` and `offset` count as signed here.
+bool MayBeCreated(const KEYDESCR& kd) {
+  const auto len = static_cast<std::int8_t>(kd.len);
+  const int reach = kd.IsText() ? kd.offset + 1 : len + kd.offset;
+  return reach >= 0 && reach <= static_cast<int>(MaxEntry) &&
+         (kd.IsText() || len <= static_cast<int>(MaxKey));
+}
+
+int CodeOfOpening(int error) {
+  return error == ENOENT   ? UDB_NONEXISTENT_FILE
+         : error == EMFILE ? UDB_TOO_MANY_OPEN_FILES
+                           : UDB_SYSTEM_ERROR;
+}
+
+void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
+  int error = 0;
+  entry.fd = CurrentHost().Open(path, mode, platform::Sharing::All, error);
+  if (entry.fd == nullptr) throw StoreFailure{CodeOfOpening(error)};
+  entry.writable = mode == platform::OpenMode::ReadOnly ? 0 : 1;
+  entry.identity = {};
+  entry.fd->Identity(entry.identity);
+}
+
+void ResetEntry(UdbFile& entry) {
+  entry.cursorPage = entry.cursorOffset = 0;
+  entry.matchMode = UDB_EXACT;
+  entry.maxRead = udbMaxRecord;
+}
+
+// Makes the file of the entry's path, one page long. A file that could not be given its page 0 is
+// not left behind.
+void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
+  OpenFor(entry, entry.path, platform::OpenMode::CreateNew);
+  Page page{};
+  SetVersion(page, CurrentVersion);
+  Header header;
+  header.key = kd;
+  header.freePages = static_cast<std::uint16_t>(MaxPages);
+  header.Store(page);
+  MarkRun(BitmapOf(page), 0, 1, true);
+  if (!entry.fd->Write(0, page.data(), page.size())) {
+    const int error = entry.fd->LastError();
+    OpenFiles::Free(entry);
+    CurrentHost().Remove(entry.path);
+    throw StoreFailure{CodeOfOpening(error)};
+  }
+  entry.header = header;
+  ResetEntry(entry);
+  OpenJournal(entry);
+}
+
+// Runs a body that fills a free entry. On failure the entry is free again.
+template <typename Body>
+int Enter(const char* path, std::string& failure, Body body) {
+  Engine& engine = TheEngine();
+  UdbFile* entry = nullptr;
+  int code = UDB_SUCCESS;
+  try {
+    const Guard guard(engine.work.Undo());
+    const auto name = NameForTable(path);
+    if (!name) throw StoreFailure{UDB_LONG_NAME};
+    const int file = engine.files.FreeNumber();
+    if (file < 0) throw StoreFailure{UDB_FILE_LIMIT_OVERFLOW};
+    entry = &engine.files.At(file);
+    entry->name = *name;
+    entry->path = CurrentHost().Absolute(path);
+    body(*entry);
+    engine.work.Attach(*entry);
+    engine.work.LoadHeader();
+    entry->lastError = UDB_SUCCESS;
+    return file;
+  } catch (const StoreFailure& raised) {
+    code = raised.code;
+  } catch (const std::bad_alloc&) {
+    code = UDB_SYSTEM_ERROR;
+  }
+  if (entry != nullptr) OpenFiles::Free(*entry);
+  udbCodeText(code, failure);
+  return -1;
+}
+
+}  // namespace
+
+}  // namespace store
+
+using namespace store;  // NOLINT: the face stands at top level
+
+UdbFile& udbEntry(int file) { return TheEngine().files.At(file); }
+
+void udbInit() { TheEngine().files.FreeAll(); }
+
+int udbOpen(const char* path, int flags, std::string& failure) {
+  return Enter(path, failure, [&](UdbFile& entry) {
+    OpenFor(entry, entry.path,
+            flags == 0 ? platform::OpenMode::ReadOnly : platform::OpenMode::ReadWrite);
+    ResetEntry(entry);
+    OpenJournal(entry);
+  });
+}
+
+int udbCreate(const char* path, const KEYDESCR& kd, std::string& failure) {
+  if (!MayBeCreated(kd)) {
+    udbCodeText(UDB_WRONG_KEY, failure);
+    return -1;
+  }
+  return Enter(path, failure, [&](UdbFile& entry) { MakeFile(entry, kd); });
+}
+
+int udbClose(int file) {
+  // The number of a file that clearing lost is given back by closing it.
+  if (file >= 0 && file < udbMaxFiles) udbEntry(file).lost = false;
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  return Attempt(entry, [&] {
+    const Guard guard(TheEngine().work.Undo());
+    OpenFiles::Free(entry);
+    return 0;
+  });
+}
+
+int udbClear(int file) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  return Attempt(entry, [&] {
+    WorkFile& work = TheEngine().work;
+    const Guard guard(work.Undo());
+    const KEYDESCR kd = entry.header.key;
+    OpenFiles::Free(entry);
+    entry.lost = true;
+    const int error = CurrentHost().Remove(entry.path);
+    if (error != 0 && error != ENOENT) return -1;
+    MakeFile(entry, kd);
+    entry.lost = false;
+    work.Attach(entry);
+    work.LoadHeader();
+    return 0;
+  });
+}
+
+int udbGetKeyDescr(int file, KEYDESCR& kd) {
+  if (!Select(file)) return -1;
+  kd = udbEntry(file).header.key;
+  return 0;
+}
+
+int udbGetFileName(int file, std::string& name) {
+  if (!Select(file)) return -1;
+  name = udbEntry(file).name;
+  return 0;
+}
+
+int udbGetCount(int file, std::uint32_t& count) {
+  if (!Select(file)) return -1;
+  count = udbEntry(file).header.recordCount;
+  return 0;
+}
+
+int udbSetMatchMode(int file, int mode) {
+  if (!Select(file)) return -1;
+  udbEntry(file).matchMode = mode;
+  return 0;
+}
+
+void udbErrorText(int file, std::string& text) {
+  const UdbFile* const entry = TheEngine().files.Find(file);
+  udbCodeText(entry == nullptr ? int{UDB_WRONG_FILE_NUMBER} : entry->lastError, text);
+}
+
+void udbCodeText(int code, std::string& text) {
+  const bool known = code >= 0 && static_cast<std::size_t>(code) < Words.size();
+  text = known ? Words[static_cast<std::size_t>(code)] : "UNKNOWN ERROR";
+}
+
+int udbUpgrade(int file) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  return AttemptRead(entry, [&] {
+    WorkFile& work = TheEngine().work;
+    if (entry.header.corrupted != 0) return -1;  // with the words of success
+    SetVersion(work.HeaderPage(), CurrentVersion);
+    work.WriteBytes(0, work.HeaderPage());
+    return 0;
+  });
+}
+
+UdbHold::UdbHold() : held(CurrentHost().Lock()) {}
+
+UdbHold::~UdbHold() {
+  if (held) CurrentHost().Unlock();
+}

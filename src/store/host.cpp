@@ -1,0 +1,67 @@
+// The system's own host: real files, and one named mutex for all processes of this user.
+#include "store/host.h"
+
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/namedmutex.h"
+
+namespace store {
+
+namespace {
+
+constexpr const char* MutexName = "stdindfile";
+constexpr std::chrono::milliseconds Patience(10'000);
+// Address space only: enough for the largest record to be kept and its tree pages.
+constexpr std::size_t Reserved = 20U << 20;
+
+class SystemHost : public Host {
+ public:
+  SystemHost() : mutex(platform::OpenNamedMutex(MutexName, Reserved)) {}
+
+  std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
+                                    platform::Sharing sharing, int& error) override {
+    return platform::OpenFile(path, mode, sharing, error);
+  }
+  int Remove(const std::string& path) override { return platform::RemoveFile(path); }
+  std::string Absolute(const std::string& path) override {
+    std::error_code failed;
+    const std::u8string name(path.begin(), path.end());
+    const std::u8string whole = std::filesystem::absolute(name, failed).u8string();
+    return failed ? path : std::string(whole.begin(), whole.end());
+  }
+
+  bool Lock() override {
+    return mutex == nullptr || mutex->Lock(Patience) == platform::NamedMutex::Wait::Had;
+  }
+  void Unlock() override {
+    if (mutex != nullptr) mutex->Unlock();
+  }
+  std::byte* LockedMemory(std::size_t bytes) override {
+    if (mutex == nullptr || bytes > Reserved) return nullptr;
+    if (bytes > mutex->Backed() && !mutex->Back(bytes)) return nullptr;
+    return mutex->Memory();
+  }
+  void TrimLockedMemory(std::size_t bytes) override {
+    if (mutex != nullptr) mutex->Release(bytes);
+  }
+
+ private:
+  std::unique_ptr<platform::NamedMutex> mutex;
+};
+
+Host& SystemsOwn() {
+  static SystemHost host;
+  return host;
+}
+
+Host* chosen = nullptr;
+
+}  // namespace
+
+Host& CurrentHost() { return chosen != nullptr ? *chosen : SystemsOwn(); }
+
+void SetHost(Host* host) { chosen = host; }
+
+}  // namespace store

@@ -1,0 +1,115 @@
+// Putting an entry into the tree: into its leaf, and a separator into each parent above a split.
+#include "store/pageeditor.h"
+#include "store/split.h"
+#include "store/tree.h"
+
+namespace store {
+
+void Tree::Insert(StagedEntry& staged) {
+  if (work.Head().root == 0) {
+    StartTree(staged);
+    return;
+  }
+  Step at = Cursor();
+  bool isCursor = true;
+  while (InsertInto(at, staged, isCursor)) {
+    if (pathLength == 0) {
+      GrowRoot(staged);
+      return;
+    }
+    at = path[--pathLength];
+    isCursor = false;
+  }
+}
+
+void Tree::StartTree(const StagedEntry& staged) {
+  PageSlot& slot = work.slotB;
+  work.AllocatePage(slot);
+  PageEditor leaf(slot.bytes);
+  leaf.SetType(LeafType);
+  leaf.Insert(0, staged.Whole());
+  work.WritePage(slot);
+  work.Head().root = work.Head().firstLeaf = slot.number;
+}
+
+void Tree::GrowRoot(const StagedEntry& separator) {
+  Header& header = work.Head();
+  PageSlot& slot = work.slotB;
+  work.AllocatePage(slot);
+  PageEditor root(slot.bytes);
+  root.SetType(InternalType);
+  root.SetRightChild(header.root);
+  root.Insert(0, separator.Whole());
+  work.WritePage(slot);
+  header.root = slot.number;
+  ++header.depth;
+}
+
+// True if the page split: then `staged` has become the separator for the level above.
+bool Tree::InsertInto(Step& at, StagedEntry& staged, bool isCursor) {
+  PageSlot& slot = work.Fetch(at.page, work.slotB);
+  const TreePage view = work.ViewOf(slot);
+  if (at.offset > view.Used()) work.Raise(UDB_FILE_CORRUPTED);
+  if (view.Used() + staged.Size() < EntriesEnd) {
+    PageEditor(slot.bytes).Insert(at.offset, staged.Whole());
+    work.WritePage(slot);
+    return false;
+  }
+  Split(slot, at, staged);
+  if (isCursor) SetCursor(at.page, at.offset);
+  return true;
+}
+
+// The new page becomes the left half, so that the parent's entry, which leads to the old page,
+// stays right. `at` follows the new entry.
+void Tree::Split(PageSlot& old, Step& at, StagedEntry& staged) {
+  const TreePage before = work.ViewOf(old);
+  const auto choice = ChooseSplit(before, at.offset, staged.Size());
+  if (!choice || choice->offset > before.Used()) work.Raise(UDB_FILE_CORRUPTED);
+  const std::size_t rest = before.Used() - choice->offset;
+  const std::size_t leftSize = choice->offset + (choice->newEntryGoesLeft ? staged.Size() : 0);
+  const std::size_t rightSize = rest + (choice->newEntryGoesLeft ? 0 : staged.Size());
+  if (leftSize == 0 || leftSize >= EntriesEnd || rightSize >= EntriesEnd) {
+    work.Raise(UDB_FILE_CORRUPTED);
+  }
+
+  PageSlot& left = work.OtherThan(old);
+  work.AllocatePage(left);
+  left.bytes = old.bytes;
+  PageEditor leftPage(left.bytes);
+  PageEditor rightPage(old.bytes);
+  const std::uint16_t leftNeighbour = before.Prev();
+  work.PatchLink(leftNeighbour, WorkFile::Link::Next, old, left.number);
+  leftPage.CutAt(choice->offset);
+  leftPage.SetNext(old.number);
+  rightPage.Remove(0, choice->offset);
+  rightPage.SetPrev(left.number);
+
+  if (choice->newEntryGoesLeft) {
+    leftPage.Insert(at.offset, staged.Whole());
+    at.page = left.number;
+  } else {
+    at.offset = static_cast<std::uint16_t>(at.offset - choice->offset);
+    rightPage.Insert(at.offset, staged.Whole());
+  }
+  RaiseSeparator(left, staged);
+  if (work.ViewOf(left).IsLeaf() && leftNeighbour == 0) work.Head().firstLeaf = left.number;
+  work.WritePage(old);
+  work.WritePage(left);
+}
+
+// Stages the separator for the left page: the key of its last entry. An internal page's last entry
+// leaves the page for it, and its child becomes the rightmost one.
+void Tree::RaiseSeparator(PageSlot& left, StagedEntry& separator) {
+  const TreePage view = work.ViewOf(left);
+  std::size_t last = 0;
+  for (std::size_t at = 0; at < view.Used(); at += work.EntryAt(view, at).Size()) last = at;
+  const Entry entry = work.EntryAt(view, last);
+  separator.BuildKey(left.number, KeyOf(entry));
+  if (view.IsLeaf()) return;
+  PageEditor editor(left.bytes);
+  editor.SetRightChild(entry.Child());
+  editor.CutAt(last);
+}
+
+}  // namespace store

@@ -1,0 +1,54 @@
+// The table of open files.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "store/host.h"
+#include "store/page.h"
+#include "store/udb.h"
+
+struct UdbFile {
+  std::unique_ptr<store::VirtualFile> fd;  // none: the entry is free, or lost
+  std::int32_t maxRead = udbMaxRecord;     // a read returns no more bytes of a record than this
+  std::int32_t matchMode = UDB_EXACT;
+  std::uint16_t writable = 0;
+  std::string name;  // at most 127 characters: leading folders are dropped from a longer path
+  std::string path;  // as opened, from the root of the file system
+  std::uint16_t cursorPage = 0;  // 0: before the first record
+  std::uint16_t cursorOffset = 0;
+  store::Header header;  // what the last selection or operation saw; stays when the file is closed
+  std::uint16_t lastError = UDB_SUCCESS;
+  std::unique_ptr<store::VirtualFile> journalFd;
+  platform::FileIdentity identity;
+  // Its file could not be made anew after clearing. The number is still its holder's, who closes
+  // it; until then nobody else is given it.
+  bool lost = false;
+};
+
+// The entry of a number from 0 to udbMaxFiles - 1.
+UdbFile& udbEntry(int file);
+
+namespace store {
+
+class OpenFiles {
+ public:
+  UdbFile* Find(int file);  // an entry with an open file, or null
+  UdbFile& At(int file) { return entries[static_cast<std::size_t>(file)]; }
+  // The lowest free number, or -1.
+  int FreeNumber() const;
+  void FreeAll();
+
+  // Closes what the entry holds and makes it free. Its copy of the header stays.
+  static void Free(UdbFile& entry);
+
+ private:
+  std::array<UdbFile, udbMaxFiles> entries;
+};
+
+// The path as the table keeps it; nothing if its last component does not fit.
+std::optional<std::string> NameForTable(const std::string& path);
+
+}  // namespace store

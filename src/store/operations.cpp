@@ -1,0 +1,234 @@
+// Operations on records: the engine's face for what is told in udb.h.
+#include "store/operations.h"
+
+#include <algorithm>
+#include <array>
+
+#include "store/udb.h"
+
+namespace store {
+
+Engine& TheEngine() {
+  static Engine engine;
+  return engine;
+}
+
+bool Select(int file) {
+  Engine& engine = TheEngine();
+  UdbFile* const entry = engine.files.Find(file);
+  if (entry == nullptr) return false;
+  const std::uint16_t before = entry->lastError;
+  const int answer = Attempt(*entry, [&] {
+    engine.work.Attach(*entry);
+    engine.work.LoadHeader();
+    return 0;
+  });
+  if (answer == 0) entry->lastError = before;
+  return answer == 0;
+}
+
+namespace {
+
+// A whole key out of what a caller handed in, for the tree never to measure again.
+Bytes WholeKey(UdbKey key) {
+  WorkFile& work = TheEngine().work;
+  const auto whole = KeyAtStart(work.KeyDescr(), key);
+  if (!whole || whole->size() > MaxKey) work.Raise(UDB_WRONG_KEY);
+  return *whole;
+}
+
+bool CurrentEquals(Bytes key) {
+  Engine& engine = TheEngine();
+  const Bytes found = engine.tree.KeyOf(engine.tree.Current());
+  return CompareKeys(engine.work.KeyDescr(), found, key) == 0;
+}
+
+// Sets the cursor by the file's match mode: 0 or 1.
+int Seek(UdbKey key) {
+  Engine& engine = TheEngine();
+  const Bytes whole = WholeKey(key);
+  const int mode = engine.work.File().matchMode;
+  const bool exact = mode != UDB_AT_OR_AFTER && mode != UDB_AFTER;
+  if (!engine.tree.Descend(whole, exact ? Match::Exact : Match::AtOrAfter)) return 1;
+  if (mode == UDB_AT_OR_AFTER) return 0;
+  const bool equal = CurrentEquals(whole);
+  if (exact) return equal ? 0 : 1;
+  return !equal || engine.tree.Advance() ? 0 : 1;
+}
+
+// Whether the key stands in the tree, the cursor at its place. Updates match exactly, whatever the
+// file's mode: a hop into the next leaf would put a key behind its separator.
+bool SeekForUpdate(Bytes key) {
+  return TheEngine().tree.Descend(key, Match::Exact) && CurrentEquals(key);
+}
+
+template <typename Body>
+int AttemptUpdate(UdbFile& entry, UdbKey bytes, UdbUpdate operation, Body body) {
+  return AttemptGuarded(
+      entry,
+      [&] {
+        const int answer = body();
+        return answer == 0 ? udbUpdateHook(entry, bytes, operation, 0) : answer;
+      },
+      [&] { udbUpdateHook(entry, bytes, operation, -1); });
+}
+
+// Insertions and erasures of a file marked as corrupted are refused with no code of their own.
+template <typename Body>
+int AttemptUnlessCorrupted(int file, UdbKey bytes, UdbUpdate operation, Body body) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  const std::uint16_t before = entry.lastError;
+  bool refused = entry.header.corrupted != 0;
+  if (refused) return -1;
+  const int answer = AttemptUpdate(entry, bytes, operation, [&] {
+    refused = entry.header.corrupted != 0;
+    return refused ? -1 : body();
+  });
+  if (refused && answer == -1 && entry.lastError == UDB_SUCCESS) entry.lastError = before;
+  return answer;
+}
+
+int Insert(Bytes record) {
+  Engine& engine = TheEngine();
+  WorkFile& work = engine.work;
+  const std::size_t pages = (record.size() + PageSize - 1) / PageSize;
+  if (pages + 6 >= work.Head().freePages || !engine.tree.RootHasRoom()) {
+    work.Raise(UDB_CANNOT_ALLOCATE_RECORD);
+  }
+  const auto key = KeyIn(work.KeyDescr(), record);
+  if (!key || key->size() > MaxKey) work.Raise(UDB_WRONG_KEY);
+  if (SeekForUpdate(*key)) return 1;
+  StagedEntry staged;
+  engine.records.Stage(record, *key, staged);
+  engine.tree.Insert(staged);
+  ++work.Head().recordCount;
+  work.MarkDirty();
+  return 0;
+}
+
+int Erase(UdbKey key) {
+  Engine& engine = TheEngine();
+  if (!SeekForUpdate(WholeKey(key))) return 1;
+  engine.tree.Erase();
+  --engine.work.Head().recordCount;
+  engine.work.MarkDirty();
+  return 0;
+}
+
+// By the record's key: erased in place, a leaf's last record would take the whole tree with it.
+int EraseAtCursor() {
+  Tree& tree = TheEngine().tree;
+  const auto entry = tree.AtCursor();
+  if (!entry) return 1;
+  const Bytes key = tree.KeyOf(*entry);
+  std::array<std::uint8_t, MaxKey> copy;
+  if (key.size() > copy.size()) TheEngine().work.Raise(UDB_WRONG_KEY);
+  std::copy(key.begin(), key.end(), copy.begin());
+  return Erase(Bytes(copy).first(key.size()));
+}
+
+}  // namespace
+
+}  // namespace store
+
+using namespace store;  // NOLINT: the face stands at top level
+
+void udbSaveHeader(UdbFile& file) {
+  WorkFile& work = TheEngine().work;
+  if (&work.File() == &file) work.SaveHeader();
+}
+
+int udbUpdateHook(UdbFile& file, UdbKey /*bytes*/, UdbUpdate /*operation*/, int result) {
+  udbSaveHeader(file);
+  return result;
+}
+
+int udbFind(int file, UdbKey key) {
+  if (!Select(file)) return -1;
+  return AttemptRead(udbEntry(file), [&] { return Seek(key); });
+}
+
+int udbGet(int file, UdbKey key, DataTransfer& record) {
+  if (!Select(file)) return -1;
+  return AttemptRead(udbEntry(file), [&] {
+    const int answer = Seek(key);
+    if (answer == 0) TheEngine().records.Read(TheEngine().tree.Current(), record);
+    return answer;
+  });
+}
+
+int udbGetNext(int file, DataTransfer& record) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  if (entry.header.recordCount == 0) return Attempt(entry, [] { return 1; });
+  return AttemptRead(entry, [&] {
+    Engine& engine = TheEngine();
+    if (entry.header.recordCount == 0 || !engine.tree.Advance()) return 1;
+    engine.records.Read(engine.tree.Current(), record);
+    return 0;
+  });
+}
+
+int udbRewind(int file) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  entry.cursorPage = entry.cursorOffset = 0;
+  return Attempt(entry, [] { return 0; });
+}
+
+int udbInsert(int file, const unsigned char* record, std::uint32_t length) {
+  const Bytes bytes(record, length);
+  return AttemptUnlessCorrupted(file, bytes, UdbUpdate::Insert, [&] { return Insert(bytes); });
+}
+
+int udbUpdate(int file, UdbKey key, const unsigned char* record, std::uint32_t length) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  const Bytes bytes(record, length);
+  return AttemptUpdate(entry, bytes, UdbUpdate::Update, [&] {
+    Engine& engine = TheEngine();
+    if (entry.header.corrupted != 0) return -1;  // with the words of success
+    const Bytes whole = WholeKey(key);
+    if (!SeekForUpdate(whole)) return 1;
+    StagedEntry staged;
+    engine.tree.TakeOut();
+    engine.records.Stage(bytes, whole, staged);
+    engine.tree.Insert(staged);
+    return 0;
+  });
+}
+
+int udbErase(int file, UdbKey key) {
+  return AttemptUnlessCorrupted(file, key, UdbUpdate::Erase, [&] { return Erase(key); });
+}
+
+int udbEraseCurrent(int file) {
+  return AttemptUnlessCorrupted(file, {}, UdbUpdate::Erase, EraseAtCursor);
+}
+
+int udbGetPosition(int file, UdbPosition& position, std::string& key) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  position = {entry.cursorPage, entry.cursorOffset};
+  key.clear();
+  const auto found = TheEngine().tree.Probe(position.page, position.offset);
+  if (!found) return -1;
+  const auto bytes = found->Key(TheEngine().work.KeyDescr());
+  if (!bytes) return -1;
+  key.assign(bytes->begin(), bytes->end());
+  return 0;
+}
+
+int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
+  if (!Select(file)) return -1;
+  UdbFile& entry = udbEntry(file);
+  const KEYDESCR& kd = TheEngine().work.KeyDescr();
+  const auto found = TheEngine().tree.Probe(position.page, position.offset);
+  const auto there = found ? found->Key(kd) : std::nullopt;
+  const auto wanted = KeyAtStart(kd, key);
+  if (!there || !wanted || CompareKeys(kd, *there, *wanted) != 0) return udbFind(file, key);
+  entry.cursorPage = position.page;
+  entry.cursorOffset = position.offset;
+  return 0;
+}

@@ -1,0 +1,83 @@
+// The frame around every operation: select the file, take the lock, see the file as it is now,
+// work, and turn what was raised into an answer, all at one place.
+#pragma once
+
+#include <new>
+
+#include "store/guard.h"
+#include "store/openfiles.h"
+#include "store/records.h"
+#include "store/tree.h"
+#include "store/workfile.h"
+
+// Writes page 0 if the operation changed anything in it; see WorkFile::SaveHeader.
+void udbSaveHeader(UdbFile& file);
+
+enum class UdbUpdate { Insert = 0, Update = 1, Erase = 2 };
+
+// Runs at the end of each update, failed ones (`result` -1) included, under the lock. `bytes` is
+// the record, for an erasure the key. It saves the header and gives `result` back. Whoever writes a
+// journal finds here the operation, its data and its outcome.
+int udbUpdateHook(UdbFile& file, UdbKey bytes, UdbUpdate operation, int result);
+
+namespace store {
+
+// The working state of the engine; one for all files in turn.
+struct Engine {
+  OpenFiles files;
+  WorkFile work;
+  Records records{work};
+  Tree tree{work, records};
+};
+
+Engine& TheEngine();
+
+// Makes the file current and reads its header. False: there is no such file, or its page 0 cannot
+// be read; then the entry's lastError tells why.
+bool Select(int file);
+
+// Runs the body, which answers 0, 1 or -1, and keeps the code of what it raised in the entry.
+template <typename Body>
+int Attempt(UdbFile& entry, Body body) {
+  int code = UDB_SUCCESS;
+  int answer = -1;
+  try {
+    answer = body();
+  } catch (const StoreFailure& failure) {
+    code = failure.code;
+  } catch (const std::bad_alloc&) {
+    code = UDB_SYSTEM_ERROR;
+  }
+  entry.lastError = static_cast<std::uint16_t>(code);
+  return answer;
+}
+
+// As Attempt, under the lock and on the file as it is behind the lock. `afterFailure` runs when the
+// tree has been taken back and may raise in turn; the newer code then counts.
+template <typename Body, typename AfterFailure>
+int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
+  return Attempt(entry, [&] {
+    WorkFile& work = TheEngine().work;
+    const Guard guard(work.Undo());
+    work.Attach(entry);
+    work.LoadHeader();
+    try {
+      const int answer = body();
+      work.Commit();
+      return answer;
+    } catch (...) {
+      // What cannot be put back stays kept, for whoever takes the lock next to try again.
+      if (!work.TakeBack()) throw StoreFailure{UDB_SYSTEM_ERROR};
+      afterFailure();
+      work.Commit();
+      throw;
+    }
+  });
+}
+
+template <typename Body>
+int AttemptRead(UdbFile& entry, Body body) {
+  return AttemptGuarded(entry, body, [&] { udbSaveHeader(entry); });
+}
+
+}  // namespace store

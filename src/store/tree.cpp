@@ -1,0 +1,155 @@
+// Searching the tree and walking its leaves.
+#include "store/tree.h"
+
+namespace store {
+
+namespace {
+
+// An offset that was kept from before may lie inside an entry now; such a place has no entry.
+std::optional<Entry> EntryBeginningAt(const TreePage& page, std::size_t offset) {
+  for (std::size_t at = 0; at < page.Used();) {
+    const auto entry = page.At(at);
+    if (!entry || at == offset) return entry;
+    at += entry->Size();
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
+  work.File().cursorPage = page;
+  work.File().cursorOffset = static_cast<std::uint16_t>(offset);
+}
+
+Bytes Tree::KeyOf(const Entry& entry) {
+  const KEYDESCR& kd = work.KeyDescr();
+  if (const auto key = entry.Key(kd)) return *key;
+  // Told apart as for keys handed in: text that runs on without its stop symbol is a wrong key.
+  const std::size_t before =
+      entry.Form() == EntryForm::Inline && kd.offset > 0 ? static_cast<std::size_t>(kd.offset) : 0;
+  const bool runsOn = kd.IsText() && kd.offset >= 0 && entry.Payload().size() >= before + MaxKey;
+  work.Raise(runsOn ? UDB_WRONG_KEY : UDB_FILE_CORRUPTED);
+}
+
+PageSlot& Tree::FetchLeaf(std::uint16_t page, PageSlot& preferred) {
+  PageSlot& slot = work.Fetch(page, preferred);
+  if (!work.ViewOf(slot).IsLeaf()) work.Raise(UDB_FILE_CORRUPTED);
+  return slot;
+}
+
+std::size_t Tree::Scan(const TreePage& page, Bytes key) {
+  std::size_t at = 0;
+  while (at < page.Used()) {
+    const Entry entry = work.EntryAt(page, at);
+    if (CompareKeys(work.KeyDescr(), KeyOf(entry), key) >= 0) break;
+    at += entry.Size();
+  }
+  return at;
+}
+
+void Tree::Push(Step step) {
+  if (pathLength == path.size()) work.Raise(UDB_INDEX_DEPTH_OVERFLOW);
+  path[pathLength++] = step;
+}
+
+void Tree::CheckNotOnPath(std::uint16_t page) {
+  for (std::size_t i = 0; i < pathLength; ++i) {
+    if (path[i].page == page) work.Raise(UDB_FILE_CORRUPTED);
+  }
+}
+
+bool Tree::Descend(Bytes key, Match match) {
+  pathLength = 0;
+  if (work.Head().root == 0) return false;
+  std::uint16_t page = work.Head().root;
+  PageSlot* slot = &work.Fetch(page, work.slotA);
+  for (;;) {
+    const TreePage view = work.ViewOf(*slot);
+    const std::size_t at = Scan(view, key);
+    const bool found = at < view.Used();
+    const bool goesOn = !found && match == Match::AtOrAfter && view.Next() != 0;
+    if (view.IsLeaf() && !goesOn) {
+      SetCursor(page, at);
+      return found;
+    }
+    Push({page, static_cast<std::uint16_t>(at)});
+    const bool hops = view.IsLeaf();
+    page = hops ? view.Next() : found ? work.EntryAt(view, at).Child() : view.RightChild();
+    CheckNotOnPath(page);
+    slot = hops ? &FetchLeaf(page, work.slotB) : &work.Fetch(page, work.slotB);
+  }
+}
+
+Entry Tree::Current() {
+  const PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
+  return work.EntryAt(work.ViewOf(slot), Cursor().offset);
+}
+
+bool Tree::Advance() {
+  const Step from = Cursor();
+  const bool fromStart = from.page == 0;
+  PageSlot* slot = &FetchLeaf(fromStart ? work.Head().firstLeaf : from.page, work.slotA);
+  const TreePage view = work.ViewOf(*slot);
+  // Other operations may have moved entries since the cursor was set: entries are stepped over from
+  // the page's start, so that the cursor never lands inside one.
+  std::size_t at = 0;
+  while (at < view.Used() && !fromStart && at <= from.offset) at += work.EntryAt(view, at).Size();
+  if (at >= view.Used()) {
+    slot = NextLeaf(*slot);
+    if (slot == nullptr) return false;
+    at = 0;
+  }
+  work.EntryAt(work.ViewOf(*slot), at);
+  SetCursor(slot->number, at);
+  return true;
+}
+
+PageSlot* Tree::NextLeaf(PageSlot& leaf) {
+  const std::uint16_t number = work.ViewOf(leaf).Next();
+  if (number == 0) return nullptr;
+  PageSlot& next = FetchLeaf(number, work.OtherThan(leaf));
+  if (&next == &leaf || work.ViewOf(next).Used() == 0) work.Raise(UDB_FILE_CORRUPTED);
+  CheckAscends(leaf, next);
+  return &next;
+}
+
+// A chain of leaves that ran in a circle would have to step down somewhere. A page that was freed
+// under the cursor may do so too; it is no part of the chain.
+void Tree::CheckAscends(PageSlot& leaf, PageSlot& next) {
+  const TreePage view = work.ViewOf(leaf);
+  if (view.Used() == 0 || !work.WasInUse(leaf.number)) return;
+  std::size_t last = 0;
+  for (std::size_t at = 0; at < view.Used(); at += work.EntryAt(view, at).Size()) last = at;
+  const Bytes lastKey = KeyOf(work.EntryAt(view, last));
+  const Bytes firstKey = KeyOf(work.EntryAt(work.ViewOf(next), 0));
+  if (CompareKeys(work.KeyDescr(), lastKey, firstKey) >= 0) work.Raise(UDB_FILE_CORRUPTED);
+}
+
+std::optional<Entry> Tree::Probe(std::uint16_t page, std::uint16_t offset) {
+  if (page == 0 || page >= MaxPages) return std::nullopt;
+  PageSlot& slot = work.slotA;
+  slot.filled = false;
+  const auto read =
+      work.File().fd->Read(std::uint64_t{page} * PageSize, slot.bytes.data(), PageSize);
+  if (read != static_cast<std::ptrdiff_t>(PageSize)) return std::nullopt;
+  const auto view = TreePage::Of(slot.bytes);
+  if (!view || !view->IsLeaf()) return std::nullopt;
+  return EntryBeginningAt(*view, offset);
+}
+
+std::optional<Entry> Tree::AtCursor() {
+  if (Cursor().page == 0) return std::nullopt;
+  const TreePage view = work.ViewOf(FetchLeaf(Cursor().page, work.slotB));
+  return EntryBeginningAt(view, Cursor().offset);
+}
+
+bool Tree::RootHasRoom() {
+  const Header& header = work.Head();
+  if (header.depth < path.size() || header.root == 0) return true;
+  const std::size_t longest = header.key.IsText() ? MaxKey : header.key.len;
+  const TreePage root = work.ViewOf(work.Fetch(header.root, work.slotA));
+  return root.Used() + EntryHead + longest < EntriesEnd;
+}
+
+}  // namespace store

@@ -1,0 +1,84 @@
+// The B+ tree of a file: linked leaves that hold the records' entries, internal pages above them.
+//
+// A separator is the highest key of the subtree that it points to, at the time of the split, and it
+// stays when that key is erased later: a search may descend to a leaf that no longer holds its key.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "store/records.h"
+#include "store/workfile.h"
+
+namespace store {
+
+enum class Match { Exact, AtOrAfter };
+
+class Tree {
+ public:
+  Tree(WorkFile& file, Records& recordsOfFile) : work(file), records(recordsOfFile) {}
+
+  // ---- Searching ----
+
+  // Goes to the first entry not less than the key and sets the cursor to its place, or behind the
+  // last entry of the leaf that it would stand in. False if there is no such entry. AtOrAfter, a
+  // search that ends behind a leaf's last entry goes on to the next leaf. In an empty tree the
+  // cursor stays.
+  bool Descend(Bytes key, Match match);
+  // Moves the cursor to the next entry along the leaves, from before the first one if it stands
+  // nowhere. False at the end, where the cursor stays.
+  bool Advance();
+  // The entry at the cursor. REQUIRES: Descend or Advance has just answered true.
+  Entry Current();
+  // The entry at the cursor, if it stands at one.
+  std::optional<Entry> AtCursor();
+  // The entry at a place, if there is a sound one of a leaf; reading errors count as none.
+  std::optional<Entry> Probe(std::uint16_t page, std::uint16_t offset);
+  // The entry's key with its stop symbol.
+  Bytes KeyOf(const Entry& entry);
+
+  // Whether a root that may not split any more still has room for a separator.
+  bool RootHasRoom();
+
+  // ---- Changing; each at the place where a descent has just ended ----
+
+  void Insert(StagedEntry& staged);
+  // Takes the entry out of the page in memory alone, for Insert to put another in its place.
+  void TakeOut();
+  void Erase();
+
+ private:
+  struct Step {
+    std::uint16_t page;
+    std::uint16_t offset;
+  };
+
+  Step Cursor() const { return {work.File().cursorPage, work.File().cursorOffset}; }
+  void SetCursor(std::uint16_t page, std::size_t offset);
+  PageSlot& FetchLeaf(std::uint16_t page, PageSlot& preferred);
+  std::size_t Scan(const TreePage& page, Bytes key);
+  void Push(Step step);
+  void CheckNotOnPath(std::uint16_t page);
+  PageSlot* NextLeaf(PageSlot& leaf);
+  void CheckAscends(PageSlot& leaf, PageSlot& next);
+
+  void StartTree(const StagedEntry& staged);
+  void GrowRoot(const StagedEntry& separator);
+  bool InsertInto(Step& at, StagedEntry& staged, bool isCursor);
+  void Split(PageSlot& old, Step& at, StagedEntry& staged);
+  void RaiseSeparator(PageSlot& left, StagedEntry& separator);
+
+  void FreePage(PageSlot& slot);
+  PageSlot* RemoveFromLeaf();
+  PageSlot* RemoveFromParent(Step at);
+  void DissolveRoot(PageSlot& root);
+
+  WorkFile& work;
+  Records& records;
+  std::array<Step, 6> path{};  // from the root down, without the leaf
+  std::size_t pathLength = 0;
+};
+
+}  // namespace store

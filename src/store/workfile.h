@@ -1,0 +1,107 @@
+// The file that an operation works on: its header, its page slots, its bitmap, and the way every
+// failure is raised. One object serves all files in turn; nothing read survives an operation.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "store/failure.h"
+#include "store/openfiles.h"
+#include "store/page.h"
+#include "store/undo.h"
+
+namespace store {
+
+// A page held in memory, with the number it has in the file.
+struct PageSlot {
+  std::uint16_t number = 0;
+  bool filled = false;
+  Page bytes;
+
+  bool Holds(std::uint16_t page) const { return filled && number == page; }
+};
+
+class WorkFile {
+ public:
+  // Makes the entry the current one. Nothing is read.
+  void Attach(UdbFile& entry);
+  // Reads page 0 anew: the header in the file, not the table's copy, is the truth.
+  void LoadHeader();
+  // Takes the page built in HeaderPage() for page 0, as when a file is made.
+  void AdoptHeader();
+
+  UdbFile& File() { return *entry; }
+  Header& Head() { return entry->header; }
+  const KEYDESCR& KeyDescr() const { return entry->header.key; }
+  std::uint32_t Version() const { return version; }
+  Page& HeaderPage() { return slotH.bytes; }
+  UndoLog& Undo() { return undo; }
+
+  // ---- Failing ----
+
+  // Never returns. UDB_FILE_ACCESS travels as what errno makes of it. UDB_FILE_CORRUPTED on a file
+  // opened for writing sets the mark in the table's copy of the header.
+  [[noreturn]] void Raise(int code);
+
+  // ---- Bytes and pages ----
+
+  void ReadBytes(std::uint64_t offset, std::span<std::uint8_t> out);
+  void WriteBytes(std::uint64_t offset, Bytes bytes);
+
+  // The tree page, from the slot that holds it or read into the preferred one.
+  PageSlot& Fetch(std::uint16_t page, PageSlot& preferred);
+  PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
+  TreePage ViewOf(const PageSlot& slot);
+  Entry EntryAt(TreePage page, std::size_t offset);
+  void WritePage(const PageSlot& slot);
+  // A page number out of a link or an entry: none that a file can have raises FILE CORRUPTED.
+  void CheckPageNumber(std::uint16_t page);
+
+  enum class Link { Next, Prev };
+  // Points a neighbour's link, which so far led to `from`, to `to`, by a write of two bytes.
+  void PatchLink(std::uint16_t neighbour, Link link, const PageSlot& from, std::uint16_t to);
+
+  // ---- Space ----
+
+  // Marks the lowest `count` free pages in a row; "CANNOT ALLOCATE RECORD" if there are none.
+  std::uint16_t AllocateRun(std::uint32_t count);
+  // Raises FILE CORRUPTED for a run that does not lie within the bitmap.
+  void FreeRun(std::uint16_t first, std::uint32_t count);
+  // A zeroed page of its own in the slot.
+  void AllocatePage(PageSlot& slot);
+  // Whether the page was in use before this operation.
+  bool WasInUse(std::uint32_t page) const;
+
+  // ---- Ends of an operation ----
+
+  // Writes page 0, header and bitmap together, if anything in it changed or the file is journaled.
+  void SaveHeader();
+  void MarkDirty() { dirty = true; }
+  // The operation stands: what was kept for taking it back is dropped.
+  void Commit() { undo.Drop(); }
+  // The operation failed: tree pages and counts become what they were. Pages that it had allocated
+  // stay marked in use, so that nothing is given out twice; runs that it had freed are in use
+  // again. False if the file could not be put back.
+  bool TakeBack();
+
+  PageSlot slotA;
+  PageSlot slotB;
+
+ private:
+  void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
+  void BeginUndo();
+
+  UdbFile* entry = nullptr;
+  std::uint32_t version = CurrentVersion;
+  PageSlot slotH;
+  bool dirty = false;
+  UndoLog undo;
+  // As they were when page 0 was loaded.
+  Header headerBefore;
+  Page pageBefore;                // valid once `marked`
+  bool marked = false;            // the bitmap has changed
+  std::uint16_t figureFreed = 0;  // by how much freeing has raised freePages
+};
+
+}  // namespace store
