@@ -131,13 +131,15 @@ int udbCreate(const char* path, const KEYDESCR& kd, std::string& failure) {
 int udbClose(int file) {
   // The number of a file that clearing lost is given back by closing it.
   if (file >= 0 && file < udbMaxFiles) udbEntry(file).lost = false;
-  if (!Select(file)) return -1;
-  UdbFile& entry = udbEntry(file);
-  return Attempt(entry, [&] {
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr) return -1;
+  // Nothing is written at a close, so that one which fails closes all the same.
+  const int answer = !Select(file) ? -1 : Attempt(*entry, [] {
     const Guard guard(TheEngine().work.Undo());
-    OpenFiles::Free(entry);
     return 0;
   });
+  OpenFiles::Free(*entry);
+  return answer;
 }
 
 int udbClear(int file) {

@@ -77,7 +77,7 @@ inline constexpr std::size_t MaxKey = 127;
 
 enum class EntryForm : std::uint8_t { Key = 0, Inline = 1 };
 
-inline std::size_t Rounded(std::size_t length) { return (length + 3) & ~std::size_t{3}; }
+constexpr std::size_t Rounded(std::size_t length) { return (length + 3) & ~std::size_t{3}; }
 
 // One entry, known to lie inside its page: form, length and size are sound.
 class Entry {
