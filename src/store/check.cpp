@@ -33,7 +33,7 @@ bool CheckDescriptor(const KEYDESCR& key, Findings& findings) {
     return false;
   }
   const int end = key.offset + (key.IsText() ? 1 : key.len);
-  if (end < 0 || end > static_cast<int>(MaxEntry) || (key.offset < 0 && end != 0)) {
+  if (end < 0 || end > static_cast<int>(MaxEntry)) {
     findings.Damage(0, 6, "the header puts keys where no record has them");
     return false;
   }
@@ -75,9 +75,9 @@ void CompareHeader(const Header& header, const TreeCheck& tree, Examination& exa
   Findings& findings = exam.findings;
   const auto leftmost = header.root == 0 ? std::optional<std::uint32_t>(0) : tree.LeftmostLeaf();
   if (leftmost && *leftmost != header.firstLeaf) {
-    findings.Damage(0, 8,
-                    Words("the leftmost leaf is page ", *leftmost, ", and the header says ",
-                          header.firstLeaf));
+    findings.Damage(
+        0, 8,
+        Words("the leftmost leaf is page ", *leftmost, ", and the header says ", header.firstLeaf));
   }
   if (exam.report.records != header.recordCount) {
     findings.Damage(0, 21,
@@ -89,8 +89,8 @@ void CompareHeader(const Header& header, const TreeCheck& tree, Examination& exa
   const auto levels = tree.Levels();
   if (levels && header.depth < *levels) {
     findings.Damage(0, 14,
-                    Words("the tree has ", *levels, " levels of internal pages, and the header says ",
-                          header.depth));
+                    Words("the tree has ", *levels,
+                          " levels of internal pages, and the header says ", header.depth));
   } else if (levels && header.depth > *levels) {
     findings.Note(0, 14,
                   Words("the header counts ", header.depth - *levels,
@@ -116,8 +116,8 @@ void FindLeaks(Examination& exam) {
   }
 }
 
-// The counter is exact as long as nothing was lost on the way. It may have drifted in the past, when
-// an update failed halfway; it decides only whether an insertion is tried, so it is no damage.
+// The counter is exact as long as nothing was lost on the way. It may have drifted in the past,
+// when an update failed halfway; it decides only whether an insertion is tried, so it is no damage.
 void CompareCounter(const Header& header, Examination& exam) {
   if (exam.report.damages != 0 || exam.report.leaks != 0) return;
   const auto expected = static_cast<std::uint16_t>(exam.expectedFree);
@@ -173,8 +173,9 @@ StoreReport CheckStore(const std::string& path) {
   report.fileSize = file->Size();
   Examine(*file, report);
   if (!quiet.Held()) {
-    Findings(report).Note(0, 0, "another process kept the store busy: the file may have changed "
-                                "while it was examined");
+    Findings(report).Note(0, 0,
+                          "another process kept the store busy: the file may have changed "
+                          "while it was examined");
   }
   if (report.failure.empty()) {
     report.state = report.damages == 0 ? StoreState::Sound : StoreState::Damaged;

@@ -15,8 +15,8 @@ namespace {
 std::optional<RunPrefix> SoundPrefix(Examination& exam, std::uint32_t first, std::uint32_t page,
                                      std::size_t offset) {
   if (first == 0 || first >= MaxPages || !exam.file.Holds(first, 1)) {
-    exam.findings.Damage(page, offset,
-                         Words("the entry leads to page ", first, ", which the file does not have"));
+    exam.findings.Damage(
+        page, offset, Words("the entry leads to page ", first, ", which the file does not have"));
     return std::nullopt;
   }
   std::array<std::uint8_t, 8> bytes{};
@@ -54,9 +54,9 @@ bool ClaimRun(Examination& exam, std::uint32_t first, std::uint32_t pages) {
     if (!InUse(exam.page0, n) && !unmarked) unmarked = n;
   }
   if (shared) {
-    exam.findings.Damage(first, 0,
-                         Words("the run of ", pages, " pages shares page ", *shared,
-                               " with something else in use"));
+    exam.findings.Damage(
+        first, 0,
+        Words("the run of ", pages, " pages shares page ", *shared, " with something else in use"));
   }
   if (unmarked) {
     exam.findings.Damage(*unmarked, 0, "the page is part of a run, and the bitmap calls it free");

@@ -18,7 +18,7 @@ struct Examination {
   bool keysKnown;  // the descriptor is one whose keys can be told and compared
   StoreReport& report;
   Findings& findings;
-  PageSet used;  // tree pages and run pages met so far
+  PageSet used;                           // tree pages and run pages met so far
   std::uint32_t expectedFree = MaxPages;  // the free-page counter, by what was met, modulo 65,536
 };
 

@@ -31,10 +31,10 @@ void TreeCheck::Lose(std::uint32_t number, std::size_t level) {
 
 bool TreeCheck::Claim(std::uint32_t number, const Place& parent) {
   if (number == 0 || number >= MaxPages || !exam.file.Holds(number, 1)) {
-    exam.findings.Damage(parent.page, parent.offset,
-                         Words("the link leads to page ", number,
-                               number == 0 ? ", which is no tree page"
-                                           : ", which the file does not have"));
+    exam.findings.Damage(
+        parent.page, parent.offset,
+        Words("the link leads to page ", number,
+              number == 0 ? ", which is no tree page" : ", which the file does not have"));
     return false;
   }
   if (exam.used.test(number)) {
@@ -71,9 +71,9 @@ bool TreeCheck::TestLevel(const TreePage& view, std::uint32_t number, std::size_
   if (view.IsLeaf()) {
     if (!leafLevel) leafLevel = level;
     if (*leafLevel == level) return true;
-    exam.findings.Damage(number, 0,
-                         Words("a leaf under ", level, " internal pages, where others lie under ",
-                               *leafLevel));
+    exam.findings.Damage(
+        number, 0,
+        Words("a leaf under ", level, " internal pages, where others lie under ", *leafLevel));
     return false;
   }
   if (level < MaxLevels && (!leafLevel || level < *leafLevel)) return true;
@@ -116,9 +116,9 @@ std::optional<Bytes> TreeCheck::TestKey(const Entry& entry, const Range& range,
     exam.findings.Damage(place.page, place.offset, "the entry holds more than its key");
   }
   if (range.above && CompareKeys(exam.key, *key, *range.above) <= 0) {
-    exam.findings.Damage(place.page, place.offset,
-                         "the key is not above the one in front of it");
-  } else if (range.upTo && CompareKeys(exam.key, *key, *range.upTo) > 0) {
+    exam.findings.Damage(place.page, place.offset, "the key is not above the one in front of it");
+  } else if (!rangeTold && range.upTo && CompareKeys(exam.key, *key, *range.upTo) > 0) {
+    rangeTold = true;  // all keys behind it in this page lie above as well
     exam.findings.Damage(place.page, place.offset,
                          "the key is above the separator that leads to its page");
   }
@@ -144,6 +144,7 @@ void TreeCheck::VisitLeaf(const TreePage& view, std::uint32_t number, const Rang
   ++exam.report.leafPages;
   leafBytes += view.Used();
   if (view.Used() == 0) exam.findings.Damage(number, 2, "a leaf with no entry");
+  rangeTold = false;
   Range left = range;
   for (std::size_t at = 0; at < view.Used();) {
     const auto entry = view.At(at);
@@ -172,6 +173,7 @@ void TreeCheck::VisitInternal(const TreePage& view, std::uint32_t number, std::s
       Lose(Unknown, level + 1);
       break;
     }
+    rangeTold = false;
     const auto separator = TestKey(*entry, left, place);
     Visit(entry->Child(), level + 1, {left.above, separator ? separator : range.upTo}, place);
     if (separator) left.above = separator;
@@ -187,14 +189,14 @@ void TreeCheck::CheckLinks(const std::vector<Member>& level) {
     const std::uint32_t prev = i == 0 ? 0 : level[i - 1].page;
     const std::uint32_t next = i + 1 == level.size() ? 0 : level[i + 1].page;
     if (next != Unknown && member.next != next) {
-      exam.findings.Damage(member.page, 4,
-                           Words("the right neighbour is page ", next, ", and the link says ",
-                                 member.next));
+      exam.findings.Damage(
+          member.page, 4,
+          Words("the right neighbour is page ", next, ", and the link says ", member.next));
     }
     if (prev != Unknown && member.prev != prev) {
-      exam.findings.Damage(member.page, 6,
-                           Words("the left neighbour is page ", prev, ", and the link says ",
-                                 member.prev));
+      exam.findings.Damage(
+          member.page, 6,
+          Words("the left neighbour is page ", prev, ", and the link says ", member.prev));
     }
   }
 }

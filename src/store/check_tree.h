@@ -62,6 +62,7 @@ class TreeCheck {
   std::array<std::vector<Member>, MaxLevels + 1> levels;
   std::optional<std::size_t> leafLevel;
   std::uint64_t leafBytes = 0;
+  bool rangeTold = false;
 };
 
 }  // namespace store
