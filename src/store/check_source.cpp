@@ -17,7 +17,19 @@ std::string FailureWords(int error) {
   return words;
 }
 
+namespace {
+
+// Opening a store file makes the store take back what a process that died has left half done in it.
+void LetStoreRecover(const std::string& path) {
+  std::string ignored;
+  const int file = udbOpen(path.c_str(), 0, ignored);
+  if (file >= 0) udbClose(file);
+}
+
+}  // namespace
+
 std::unique_ptr<ExaminedFile> ExaminedFile::Open(const std::string& path, std::string& failure) {
+  LetStoreRecover(path);
   int error = 0;
   auto file = CurrentHost().Open(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
   if (!file) {
