@@ -32,6 +32,8 @@ std::string ToUtf8(const std::u16string& text) {
 
 bool OutputIsConsole() { return isatty(STDOUT_FILENO) == 1; }
 
+bool ConsoleTakesWideTextOnly() { return false; }
+
 void WriteConsole(const std::u16string& text) {
   const std::string bytes = ToUtf8(text);
   for (std::size_t done = 0; done < bytes.size();) {
