@@ -111,7 +111,7 @@ int Erase(UdbKey key) {
   Engine& engine = TheEngine();
   if (!SeekForUpdate(WholeKey(key))) return 1;
   engine.tree.Erase();
-  --engine.work.Head().recordCount;
+  if (engine.work.Head().recordCount > 0) --engine.work.Head().recordCount;
   engine.work.MarkDirty();
   return 0;
 }

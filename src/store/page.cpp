@@ -51,6 +51,17 @@ std::span<const std::uint8_t, BitmapBytes> BitmapOf(const Page& page) {
   return std::span(page).subspan<PageSize - BitmapBytes, BitmapBytes>();
 }
 
+std::optional<Entry> Entry::At(Bytes entries, std::size_t offset, bool leaf) {
+  if (offset > entries.size() || EntryHead > entries.size() - offset) return std::nullopt;
+  const Entry entry(entries.data() + offset);
+  if (entry.Length() < EntryHead || entry.Size() > MaxEntry ||
+      offset + entry.Size() > entries.size()) {
+    return std::nullopt;
+  }
+  const bool known = entry.Form() == EntryForm::Key || (leaf && entry.Form() == EntryForm::Inline);
+  return known ? std::optional(entry) : std::nullopt;
+}
+
 std::optional<Bytes> Entry::Key(const KEYDESCR& kd) const {
   return Form() == EntryForm::Inline ? KeyIn(kd, Payload()) : KeyAtStart(kd, Payload());
 }
@@ -60,17 +71,6 @@ std::optional<TreePage> TreePage::Of(const Page& page) {
   TreePage view(page.data());
   if (view.Used() >= EntriesEnd) return std::nullopt;
   return view;
-}
-
-std::optional<Entry> TreePage::At(std::size_t offset) const {
-  if (offset > Used() || EntryHead > Used() - offset) return std::nullopt;
-  const Entry entry(bytes + EntriesAt + offset);
-  if (entry.Length() < EntryHead || entry.Size() > MaxEntry || offset + entry.Size() > Used()) {
-    return std::nullopt;
-  }
-  const bool known =
-      entry.Form() == EntryForm::Key || (IsLeaf() && entry.Form() == EntryForm::Inline);
-  return known ? std::optional(entry) : std::nullopt;
 }
 
 std::optional<Bytes> KeyIn(const KEYDESCR& kd, Bytes record) {

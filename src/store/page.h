@@ -82,6 +82,10 @@ constexpr std::size_t Rounded(std::size_t length) { return (length + 3) & ~std::
 // One entry, known to lie inside its page: form, length and size are sound.
 class Entry {
  public:
+  // The entry that begins `offset` bytes into these entries of a leaf or an internal page. Nothing
+  // if no sound entry lies there: it must end within them and have a form of its kind of page.
+  static std::optional<Entry> At(Bytes entries, std::size_t offset, bool leaf);
+
   EntryForm Form() const { return static_cast<EntryForm>(at[0]); }
   std::size_t Length() const { return Load16(at + 1); }
   std::size_t Size() const { return Rounded(Length()); }
@@ -93,7 +97,6 @@ class Entry {
   std::optional<Bytes> Key(const KEYDESCR& kd) const;
 
  private:
-  friend class TreePage;
   explicit Entry(const std::uint8_t* p) : at(p) {}
   const std::uint8_t* at;
 };
@@ -116,9 +119,10 @@ class TreePage {
   std::uint16_t Next() const { return Load16(bytes + 4); }
   std::uint16_t Prev() const { return Load16(bytes + 6); }
   std::uint16_t RightChild() const { return Load16(bytes + 8); }
-  // The entry that begins `offset` bytes behind the start of the entries. Nothing if no sound entry
-  // lies there: it must end within `used`, and have a known form, the one of its kind of page.
-  std::optional<Entry> At(std::size_t offset) const;
+  Bytes Entries() const { return {bytes + EntriesAt, Used()}; }
+  std::optional<Entry> At(std::size_t offset) const {
+    return Entry::At(Entries(), offset, IsLeaf());
+  }
 
  private:
   explicit TreePage(const std::uint8_t* p) : bytes(p) {}

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 
 namespace store {
@@ -32,6 +33,11 @@ Head& HeadAt(std::byte* memory) { return *reinterpret_cast<Head*>(memory); }
 
 std::size_t SizeOf(std::uint64_t length) {
   return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
+}
+
+// Whether a file that fails to open so will not be had by trying again.
+bool OutOfReach(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EACCES || error == EROFS;
 }
 
 template <typename T>
@@ -134,11 +140,11 @@ bool UndoLog::Recover(Host& current) {
   const std::string path(HeadAt(memory).path, HeadAt(memory).pathLength);
   const auto file =
       current.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
+  if (file == nullptr && !OutOfReach(error)) return false;
   platform::FileIdentity identity;
-  if (file != nullptr && file->Identity(identity) && identity == HeadAt(memory).identity &&
-      !PutBack(*file)) {
-    return false;
-  }
+  const bool same =
+      file != nullptr && file->Identity(identity) && identity == HeadAt(memory).identity;
+  if (same && !PutBack(*file)) return false;
   Drop();
   return true;
 }

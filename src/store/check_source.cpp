@@ -1,0 +1,56 @@
+// Reading a store file that nobody vouches for.
+#include "store/check_source.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "store/udb.h"
+
+namespace store {
+
+std::string FailureWords(int error) {
+  const int code = error == ENOENT   ? UDB_NONEXISTENT_FILE
+                   : error == EMFILE ? UDB_TOO_MANY_OPEN_FILES
+                                     : UDB_SYSTEM_ERROR;
+  std::string words;
+  udbCodeText(code, words);
+  return words;
+}
+
+namespace {
+
+// Opening a store file makes the store take back what a process that died has left half done in it.
+void LetStoreRecover(const std::string& path) {
+  std::string ignored;
+  const int file = udbOpen(path.c_str(), 0, ignored);
+  if (file >= 0) udbClose(file);
+}
+
+}  // namespace
+
+std::unique_ptr<ExaminedFile> ExaminedFile::Open(const std::string& path, std::string& failure) {
+  LetStoreRecover(path);
+  int error = 0;
+  auto file = CurrentHost().Open(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
+  if (!file) {
+    failure = FailureWords(error);
+    return nullptr;
+  }
+  const std::int64_t bytes = file->Size();
+  if (bytes < 0) {
+    failure = FailureWords(file->LastError());
+    return nullptr;
+  }
+  return std::unique_ptr<ExaminedFile>(
+      new ExaminedFile(std::move(file), static_cast<std::uint64_t>(bytes)));
+}
+
+std::uint32_t ExaminedFile::WholePages() const {
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(size / PageSize, 65536));
+}
+
+bool ExaminedFile::Read(std::uint64_t offset, std::uint8_t* out, std::size_t n) {
+  return file->Read(offset, out, n) == static_cast<std::ptrdiff_t>(n);
+}
+
+}  // namespace store
