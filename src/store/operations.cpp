@@ -225,7 +225,9 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
   UdbFile& entry = udbEntry(file);
   const KEYDESCR& kd = TheEngine().work.KeyDescr();
   const auto found = TheEngine().tree.Probe(position.page, position.offset);
-  const auto there = found ? found->Key(kd) : std::nullopt;
+  // A page that was freed keeps its bytes; the record that they show is gone, or somewhere else.
+  const bool inTree = found && TheEngine().work.WasInUse(position.page);
+  const auto there = inTree ? found->Key(kd) : std::nullopt;
   const auto wanted = KeyAtStart(kd, key);
   if (!there || !wanted || CompareKeys(kd, *there, *wanted) != 0) return udbFind(file, key);
   entry.cursorPage = position.page;
