@@ -1,0 +1,241 @@
+// Files in memory, and faults on demand.
+#include "support/memoryhost.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+namespace {
+
+// Address space for the locked memory of whichever host is in use; backed by the system as touched.
+constexpr std::size_t Reserved = std::size_t{192} << 20;
+
+std::byte* LockedBlock() {
+  static std::byte* const block = static_cast<std::byte*>(std::calloc(1, Reserved));
+  return block;
+}
+
+}  // namespace
+
+class MemoryFile : public store::VirtualFile {
+ public:
+  MemoryFile(MemoryHost& host, std::shared_ptr<MemoryHost::Contents> c, bool mayWrite)
+      : owner(host), contents(std::move(c)), writable(mayWrite) {
+    ++contents->holders;
+  }
+  ~MemoryFile() override {
+    --contents->holders;
+    contents->exclusive = false;
+  }
+
+  std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
+    const Fault f = owner.Call("read");
+    if (f != Fault::None && f != Fault::Short && f != Fault::CrashBehind) return Failed();
+    const std::string& bytes = contents->bytes;
+    std::size_t there = offset < bytes.size() ? bytes.size() - offset : 0;
+    if (there > n) there = n;
+    if (f == Fault::Short) there /= 2;
+    std::memcpy(out, bytes.data() + (there != 0 ? offset : 0), there);
+    return static_cast<std::ptrdiff_t>(there);
+  }
+
+  bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
+    if (!writable) return Failed(EBADF), false;
+    const Fault f = owner.Call("write");
+    std::size_t done = n;
+    if (f == Fault::Fail || f == Fault::Broken) done = 0;
+    if (f == Fault::NoSpace || f == Fault::Short || f == Fault::Crash) done = n / 2;
+    if (done != 0) {
+      if (contents->bytes.size() < offset + done) contents->bytes.resize(offset + done);
+      std::memcpy(contents->bytes.data() + offset, bytes, done);
+    }
+    if (f == Fault::Crash || f == Fault::CrashBehind) owner.TakePicture();
+    if (f != Fault::None) return Failed(f == Fault::NoSpace ? ENOSPC : EIO), false;
+    return true;
+  }
+
+  std::int64_t Size() override {
+    const Fault f = owner.Call("size");
+    if (f != Fault::None && f != Fault::CrashBehind) return Failed();
+    return static_cast<std::int64_t>(contents->bytes.size());
+  }
+
+  bool Truncate(std::uint64_t size) override {
+    if (!writable) return Failed(EBADF), false;
+    const Fault f = owner.Call("truncate");
+    if (f != Fault::None && f != Fault::CrashBehind) {
+      return Failed(f == Fault::NoSpace ? ENOSPC : EIO), false;
+    }
+    contents->bytes.resize(size);
+    if (f == Fault::CrashBehind) return owner.TakePicture(), Failed(), false;
+    return true;
+  }
+
+  bool Identity(platform::FileIdentity& identity) override {
+    const Fault f = owner.Call("identity");
+    if (f != Fault::None && f != Fault::CrashBehind) return Failed(), false;
+    identity = {7, contents->index};
+    return true;
+  }
+
+  int LastError() const override { return error; }
+
+ private:
+  using Fault = MemoryHost::Fault;
+  std::ptrdiff_t Failed(int code = EIO) {
+    error = code;
+    return -1;
+  }
+
+  MemoryHost& owner;
+  std::shared_ptr<MemoryHost::Contents> contents;
+  bool writable;
+  int error = 0;
+};
+
+MemoryHost::~MemoryHost() { std::memset(LockedBlock(), 0, touched); }
+
+MemoryHost::Fault MemoryHost::Call(const char* what) {
+  ++calls;
+  if (dead) return Fault::Broken;
+  if (calls != failAt || fault == Fault::None) return Fault::None;
+  struck = what;
+  const bool writes = struck == "write" || struck == "truncate";
+  switch (fault) {
+    case Fault::Broken:
+      dead = true;
+      break;
+    case Fault::Crash:
+    case Fault::CrashBehind:
+      dead = true;
+      if (fault == Fault::Crash ? struck != "write" : !writes) TakePicture();
+      break;
+    case Fault::Short:
+      if (struck != "read" && !writes) return Fault::Fail;
+      break;
+    case Fault::NoSpace:
+      if (!writes) return Fault::Fail;
+      break;
+    default:
+      break;
+  }
+  return fault;
+}
+
+void MemoryHost::TakePicture() {
+  pictured = true;
+  pictureOfFiles.clear();
+  for (const auto& [path, contents] : files) pictureOfFiles[path] = contents->bytes;
+  pictureOfMemory.assign(reinterpret_cast<const char*>(LockedBlock()), touched);
+}
+
+void MemoryHost::Heal() {
+  dead = false;
+  failAt = 0;
+}
+
+void MemoryHost::Restart() {
+  Heal();
+  locks = 0;
+  if (!pictured) return;
+  pictured = false;
+  for (auto it = files.begin(); it != files.end();) {
+    it = pictureOfFiles.count(it->first) != 0 ? std::next(it) : files.erase(it);
+  }
+  for (const auto& [path, bytes] : pictureOfFiles) {
+    if (files.count(path) == 0) Put(path, bytes);
+    files.at(path)->bytes = bytes;
+  }
+  std::memset(LockedBlock(), 0, touched);
+  touched = pictureOfMemory.size();
+  std::memcpy(LockedBlock(), pictureOfMemory.data(), pictureOfMemory.size());
+}
+
+std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
+                                                     platform::OpenMode mode,
+                                                     platform::Sharing sharing, int& error) {
+  using platform::OpenMode;
+  const Fault f = Call("open");
+  const auto at = files.find(path);
+  error = 0;
+  if (f == Fault::Fail || f == Fault::Broken || f == Fault::Crash) error = errorOfFault;
+  if (mode == OpenMode::CreateNew && at != files.end()) error = EEXIST;
+  if ((mode == OpenMode::ReadOnly || mode == OpenMode::ReadWrite) && at == files.end()) {
+    error = ENOENT;
+  }
+  if (at != files.end()) {
+    const Contents& c = *at->second;
+    if (c.readOnly && mode != OpenMode::ReadOnly) error = EACCES;
+    if (c.holders != 0 && (c.exclusive || sharing == platform::Sharing::None)) error = EACCES;
+  }
+  if (error != 0) return nullptr;
+  if (at == files.end()) Put(path, "");
+  const auto& contents = files.at(path);
+  contents->exclusive = sharing == platform::Sharing::None;
+  if (f == Fault::CrashBehind) {
+    TakePicture();
+    error = EIO;
+    return nullptr;
+  }
+  return std::make_unique<MemoryFile>(*this, contents, mode != OpenMode::ReadOnly);
+}
+
+int MemoryHost::Remove(const std::string& path) {
+  const Fault f = Call("remove");
+  if (f != Fault::None && f != Fault::CrashBehind) return EIO;
+  const auto at = files.find(path);
+  if (at == files.end()) return ENOENT;
+  if (at->second->holders != 0) return EACCES;
+  files.erase(at);
+  if (f == Fault::CrashBehind) return TakePicture(), EIO;
+  return 0;
+}
+
+bool MemoryHost::Lock() {
+  const Fault f = Call("lock");
+  if (refuseLock || (f != Fault::None && f != Fault::CrashBehind)) return false;
+  ++locks;
+  return true;
+}
+
+void MemoryHost::Unlock() {
+  if (locks == 0) throw std::logic_error("a lock is given back that is not held");
+  --locks;
+}
+
+std::byte* MemoryHost::LockedMemory(std::size_t bytes) {
+  if (locks == 0) throw std::logic_error("locked memory without the lock");
+  const Fault f = Call("memory");
+  if (f != Fault::None && f != Fault::CrashBehind) return nullptr;
+  if (bytes > Reserved) return nullptr;
+  if (bytes > touched) touched = bytes;
+  return LockedBlock();
+}
+
+void MemoryHost::TrimLockedMemory(std::size_t bytes) {
+  if (locks == 0) throw std::logic_error("locked memory without the lock");
+  if (dead || bytes >= touched) return;
+  std::memset(LockedBlock() + bytes, 0, touched - bytes);
+  touched = bytes;
+}
+
+int MemoryHost::FilesOpen() const {
+  int open = 0;
+  for (const auto& [path, contents] : files) open += contents->holders;
+  return open;
+}
+
+std::string MemoryHost::PathEndingWith(const std::string& end) const {
+  for (const auto& [path, contents] : files) {
+    if (path.ends_with(end)) return path;
+  }
+  return {};
+}
+
+void MemoryHost::Put(const std::string& path, const std::string& bytes) {
+  auto contents = std::make_shared<Contents>();
+  contents->bytes = bytes;
+  contents->index = nextIndex++;
+  files[path] = std::move(contents);
+}

@@ -1,0 +1,94 @@
+// A host for the store that keeps files in memory, counts the store's calls, and makes a chosen one
+// go wrong. A crash is played by taking a picture of all that would outlive the process, failing
+// every call from there on, and putting the picture back.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "store/host.h"
+
+class MemoryHost : public store::Host {
+ public:
+  enum class Fault {
+    None,
+    Fail,     // the call fails with EIO and does nothing
+    NoSpace,  // a write or a truncation fails with ENOSPC, half of the bytes written; else as Fail
+    Short,    // a read comes up short by half, a write fails with half of its bytes written
+    Broken,   // this call and all later ones fail, until Heal()
+    Crash,    // the process dies here, a write half done; until Restart()
+    CrashBehind,  // as Crash, with the call done whole
+  };
+
+  struct Contents {
+    std::string bytes;
+    std::uint64_t index = 0;
+    int holders = 0;
+    bool exclusive = false;
+    bool readOnly = false;  // cannot be opened for writing
+  };
+
+  MemoryHost() = default;
+  ~MemoryHost() override;
+
+  std::unique_ptr<store::VirtualFile> Open(const std::string& path, platform::OpenMode mode,
+                                           platform::Sharing sharing, int& error) override;
+  int Remove(const std::string& path) override;
+  std::string Absolute(const std::string& path) override {
+    return path.starts_with('/') ? path : "/cwd/" + path;
+  }
+  bool Lock() override;
+  void Unlock() override;
+  std::byte* LockedMemory(std::size_t bytes) override;
+  void TrimLockedMemory(std::size_t bytes) override;
+
+  // The call number `nth` from now on, counted from 1, goes wrong in this way.
+  void FailCall(int nth, Fault kind) {
+    calls = 0;
+    failAt = nth;
+    fault = kind;
+    struck.clear();
+  }
+  void Heal();
+  // Puts everything back that outlives a process. REQUIRES: no file is open.
+  void Restart();
+
+  int Calls() const { return calls; }
+  // Which call went wrong: "read", "write", …; empty if none did.
+  const std::string& Struck() const { return struck; }
+  int LocksHeld() const { return locks; }
+  int FilesOpen() const;
+  bool Exists(const std::string& path) const { return files.count(path) != 0; }
+  std::string& Bytes(const std::string& path) { return files.at(path)->bytes; }
+  // The path that ends like this; empty if there is none.
+  std::string PathEndingWith(const std::string& end) const;
+  void Put(const std::string& path, const std::string& bytes);
+  Contents& File(const std::string& path) { return *files.at(path); }
+  void Forget(const std::string& path) { files.erase(path); }
+
+  bool refuseLock = false;
+  int errorOfFault = 5;  // the errno value of Fault::Fail; EIO
+
+ private:
+  friend class MemoryFile;
+  using Files = std::map<std::string, std::shared_ptr<Contents>>;
+
+  // Counts a call; whether and how it goes wrong.
+  Fault Call(const char* what);
+  void TakePicture();
+
+  Files files;
+  std::uint64_t nextIndex = 1;
+  int locks = 0;
+  int calls = 0;
+  int failAt = 0;
+  Fault fault = Fault::None;
+  bool dead = false;
+  bool pictured = false;
+  std::string struck;
+  std::map<std::string, std::string> pictureOfFiles;
+  std::string pictureOfMemory;
+  std::size_t touched = 0;  // bytes of the locked memory that were ever asked for
+};

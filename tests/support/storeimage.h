@@ -1,0 +1,73 @@
+// Store files as bytes: put together and taken apart by the format's tables alone, with nothing of
+// the engine in between, so that a mistake in the engine's views cannot hide itself.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kvorlib/keydescr.h"
+
+namespace image {
+
+using Bytes = std::string;
+
+inline constexpr std::size_t PageBytes = 4096;
+inline constexpr unsigned LeafPage = 98;
+inline constexpr unsigned InternalPage = 114;
+
+unsigned Get16(const Bytes& b, std::size_t at);
+std::uint32_t Get32(const Bytes& b, std::size_t at);
+void Put16(Bytes& b, std::size_t at, unsigned v);
+void Put32(Bytes& b, std::size_t at, std::uint32_t v);
+
+// ---- Putting together ------------------------------------------------------------------------
+
+struct HeaderFields {
+  unsigned version = 24;
+  KEYDESCR key;
+  unsigned firstLeaf = 0;
+  unsigned root = 0;
+  unsigned freePages = 32568;
+  unsigned depth = 0;
+  unsigned corrupted = 0;
+  unsigned journal = 0;
+  std::uint32_t recordCount = 0;
+  std::vector<unsigned> inUse = {};  // besides page 0
+};
+Bytes HeaderPage(const HeaderFields& fields);
+
+struct Links {
+  unsigned next = 0;
+  unsigned prev = 0;
+  unsigned rightChild = 0;
+};
+Bytes TreePage(unsigned type, const Links& links, const std::vector<Bytes>& entries);
+Bytes InlineEntry(const Bytes& record);
+Bytes KeyEntry(unsigned page, const Bytes& key);
+// An external record in its whole pages.
+Bytes Run(unsigned version, const Bytes& record);
+std::uint32_t Sum(const Bytes& record);
+
+// ---- Taking apart ----------------------------------------------------------------------------
+
+// The key in a record, with its stop symbol; empty if it is not there whole.
+Bytes KeyOf(const KEYDESCR& kd, const Bytes& record);
+// Order of keys as the format has it: negative, 0, positive.
+int Compare(const KEYDESCR& kd, const Bytes& a, const Bytes& b);
+
+struct Findings {
+  std::vector<std::string> damage;
+  std::set<unsigned> leaked;                     // marked in use, and nobody's
+  std::vector<std::pair<Bytes, Bytes>> records;  // key and record, in the order of the leaves
+  std::set<unsigned> leaves;
+  unsigned levels = 0;  // internal ones
+};
+Findings Examine(const Bytes& file);
+
+// All of it, for a message; empty when there is nothing to say.
+std::string Damage(const Findings& findings);
+
+}  // namespace image
