@@ -1,0 +1,29 @@
+// What the tests of conversions share.
+#pragma once
+
+#include <string>
+
+#include "kvorlib/encoding.h"
+#include "platform/codepage.h"
+
+// Puts the current code page back when the test ends.
+class KeepCodePage {
+ public:
+  KeepCodePage() = default;
+  ~KeepCodePage() { SetCP(former); }
+  KeepCodePage(const KeepCodePage&) = delete;
+  KeepCodePage& operator=(const KeepCodePage&) = delete;
+
+ private:
+  int former = GetLocal();
+};
+
+inline std::u16string Decoded(int codePage, std::string_view text) {
+  std::u16string out;
+  return platform::DecodeCodePage(codePage, text, out) ? out : u"no such page";
+}
+
+inline std::string Encoded(int codePage, std::u16string_view text) {
+  std::string out;
+  return platform::EncodeCodePage(codePage, text, 1000, out) ? out : "no such page";
+}
