@@ -75,6 +75,8 @@ class KVORLIB_API DataTransfer {
   void Swap(DataTransfer& o);
 
   int Size() const { return size; }
+  // The bytes that are there: Size(), but for the two cases named above.
+  int Available() const { return size < capacity ? size : capacity; }
   bool ExternalBuffer() const { return data != nullptr && own == nullptr; }
   // Whether the last SetData or AppendData lost bytes. Reading it resets it.
   bool Overflow();
@@ -95,7 +97,6 @@ class KVORLIB_API DataTransfer {
   bool operator<(DataTransfer const& o) const;
 
  private:
-  int Available() const { return size < capacity ? size : capacity; }
   void ReleaseOwn();
 
   unsigned char* data = nullptr;  // the bytes in use, in whichever block

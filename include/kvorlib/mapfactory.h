@@ -68,6 +68,8 @@ class KVORLIB_API StaticMapFactory : public MapFactory {
   explicit StaticMapFactory(LibraryStart);
 
  private:
+  void Link();
+
   StaticMapFactory* next = nullptr;
 };
 

@@ -1,0 +1,62 @@
+// Copying one map into another, by their URIs.
+#include <cstring>
+#include <memory>
+
+#include "kvorlib/encoding.h"
+#include "kvorlib/errors.h"
+#include "kvorlib/messages.h"
+
+#include "maps/library.h"
+#include "maps/maps.h"
+
+namespace maps {
+
+namespace {
+
+constexpr int utf8Page = 65001;
+
+bool HasPrefix(char const* uri) { return std::strstr(uri, "://") != nullptr; }
+
+struct Closer {
+  void operator()(PersistentMap* map) const { CloseMap(map); }
+};
+using OpenedMap = std::unique_ptr<PersistentMap, Closer>;
+
+// The target as it stands, emptied. Null if it is not there or cannot be emptied: then it has been
+// destroyed.
+PersistentMap* ClearedTarget(char const* uri, ProcessMess* mess, KEYDESCR* kd) {
+  PersistentMap* const map = OpenMap(uri, false, kd);
+  if (map == nullptr) return nullptr;
+  if (map->is_usable()) {
+    if (map->clear()) return map;
+    if (mess != nullptr)
+      mess->AddMessage(u"Cannot clear target file " + A2U(map->get_uri(), utf8Page));
+  }
+  TheLibrary().list.Destroy(map);
+  return nullptr;
+}
+
+// A source that breaks off in the middle has not been copied, though the target took all it got.
+bool CopyAll(PersistentMap& target, char const* sourceUri, ProcessMess* mess, KEYDESCR* kd) {
+  OpenedMap const source(OpenMap(sourceUri, true, kd));
+  if (source == nullptr || !source->is_usable()) return false;
+  std::unique_ptr<MapCursor> const walk(source->create_cursor(DataTransfer(), -1));
+  return walk != nullptr && target.copy(walk.get(), mess) && !source->has_error();
+}
+
+}  // namespace
+
+PersistentMap* CopyMap(char const* target, char const* source, ProcessMess* mess, int flag,
+                       KEYDESCR* kd) {
+  if (!HasPrefix(target) || !HasPrefix(source)) {
+    if (mess != nullptr) mess->AddMessage(u"Source and target names should have prefixes");
+    return nullptr;
+  }
+  PersistentMap* map = ClearedTarget(target, mess, kd);
+  if (map == nullptr) map = CreateMap(target, flag, kd);
+  if (map == nullptr || !map->is_usable()) return map;
+  if (!CopyAll(*map, source, mess, kd)) map->set_state(ErrData::ERR_ERROR, "Copy error");
+  return map;
+}
+
+}  // namespace maps

@@ -1,0 +1,42 @@
+// How keys lie in records and what a key from outside must be like. Failures are thrown as ErrBuf.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "kvorlib/datatransfer.h"
+#include "kvorlib/keydescr.h"
+
+namespace maps {
+
+using Bytes = std::span<unsigned char const>;
+
+Bytes BytesOf(DataTransfer const& value);
+
+// A key as the store wants it. A text key may be given bare, with its stop symbol or with a
+// terminating zero in its place, and all three come out the same, with the stop symbol; only an
+// empty one stays empty.
+class StoreKey {
+ public:
+  // Throws: at `level`, what is wrong with a key that no record of this layout can have.
+  StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level);
+
+  Bytes Whole() const { return {bytes.data(), size}; }
+
+ private:
+  static constexpr std::size_t Longest = 127;
+
+  std::array<unsigned char, Longest + 1> bytes;
+  std::size_t size;
+};
+
+// The key inside a record, without its stop symbol. A key of fixed length is found only if the
+// record goes on behind it.
+Bytes KeyOf(KEYDESCR const& kd, Bytes record);
+
+// Throws unless the record may be stored under the key. The key counts exactly as given: bare, for
+// with a stop symbol or a zero it is not the one in the record.
+void CheckRecord(KEYDESCR const& kd, DataTransfer const& key, DataTransfer const& record);
+
+}  // namespace maps
