@@ -3,10 +3,12 @@
 
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/encoding.h"
+#include "kvorlib/errors.h"
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/memindexfile.h"
+#include "kvorlib/messages.h"
 #include "kvorlib/persistentmap.h"
 #include "kvorlib/recordpool.h"
 #include "kvorlib/storetools.h"

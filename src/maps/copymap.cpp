@@ -5,7 +5,6 @@
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/messages.h"
-
 #include "maps/library.h"
 #include "maps/maps.h"
 
@@ -17,6 +16,7 @@ constexpr int utf8Page = 65001;
 
 bool HasPrefix(char const* uri) { return std::strstr(uri, "://") != nullptr; }
 
+// Lets go of a map even if the host's report throws.
 struct Closer {
   void operator()(PersistentMap* map) const { CloseMap(map); }
 };
@@ -24,15 +24,15 @@ using OpenedMap = std::unique_ptr<PersistentMap, Closer>;
 
 // The target as it stands, emptied. Null if it is not there or cannot be emptied: then it has been
 // destroyed.
-PersistentMap* ClearedTarget(char const* uri, ProcessMess* mess, KEYDESCR* kd) {
-  PersistentMap* const map = OpenMap(uri, false, kd);
+OpenedMap ClearedTarget(char const* uri, ProcessMess* mess, KEYDESCR* kd) {
+  OpenedMap map(OpenMap(uri, false, kd));
   if (map == nullptr) return nullptr;
   if (map->is_usable()) {
     if (map->clear()) return map;
     if (mess != nullptr)
       mess->AddMessage(u"Cannot clear target file " + A2U(map->get_uri(), utf8Page));
   }
-  TheLibrary().list.Destroy(map);
+  TheLibrary().list.Destroy(map.release());
   return nullptr;
 }
 
@@ -52,11 +52,11 @@ PersistentMap* CopyMap(char const* target, char const* source, ProcessMess* mess
     if (mess != nullptr) mess->AddMessage(u"Source and target names should have prefixes");
     return nullptr;
   }
-  PersistentMap* map = ClearedTarget(target, mess, kd);
-  if (map == nullptr) map = CreateMap(target, flag, kd);
-  if (map == nullptr || !map->is_usable()) return map;
-  if (!CopyAll(*map, source, mess, kd)) map->set_state(ErrData::ERR_ERROR, "Copy error");
-  return map;
+  OpenedMap map = ClearedTarget(target, mess, kd);
+  if (map == nullptr) map.reset(CreateMap(target, flag, kd));
+  if (map != nullptr && map->is_usable() && !CopyAll(*map, source, mess, kd))
+    map->set_state(ErrData::ERR_ERROR, "Copy error");
+  return map.release();
 }
 
 }  // namespace maps

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "kvorlib/errors.h"
-
 #include "store/udb.h"
 
 namespace maps {
@@ -25,8 +24,7 @@ StoreKey::StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level) {
   }
   if (size == 0) return;
   auto const last = bytes.begin() + size - 1;
-  if (std::find(bytes.begin(), last, kd.len) != last)
-    throw ErrBuf("Stop symbol inside key", level);
+  if (std::find(bytes.begin(), last, kd.len) != last) throw ErrBuf("Stop symbol inside key", level);
   if (*last == kd.len) return;
   if (*last != 0) ++size;
   bytes[size - 1] = kd.len;

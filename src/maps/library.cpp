@@ -81,8 +81,8 @@ bool RunSystemCommand(int cmd, void* arg, char const* prefix) {
   bool obeyed = true;
   for (auto* factory = StaticMapFactory::get_first(); factory != nullptr;
        factory = factory->get_next()) {
-    bool const meant = prefix != nullptr ? factory->match_prefix(prefix)
-                                         : factory->is_valid_command(cmd);
+    bool const meant =
+        prefix != nullptr ? factory->match_prefix(prefix) : factory->is_valid_command(cmd);
     if (meant && !factory->system_command(cmd, arg)) obeyed = false;
   }
   return obeyed;

@@ -44,9 +44,8 @@ void MapList::Destroy(PersistentMap const* map) {
 
 void MapList::DestroyMadeBy(MapFactory const* factory) {
   for (;;) {
-    auto const at = std::find_if(held.begin(), held.end(), [&](Held const& h) {
-      return h.map->get_factory() == factory;
-    });
+    auto const at = std::find_if(held.begin(), held.end(),
+                                 [&](Held const& h) { return h.map->get_factory() == factory; });
     if (at == held.end()) return;
     Destroy(at);
   }

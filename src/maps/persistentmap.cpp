@@ -1,5 +1,6 @@
 // The public operations of a map, each one frame around the operation that an implementation
-// supplies, and what a map does by itself: its state, its list of cursors, copying record by record.
+// supplies, and what a map does by itself: its state, its list of cursors, copying record by
+// record.
 #include "kvorlib/persistentmap.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include "kvorlib/errors.h"
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/messages.h"
-
 #include "maps/frame.h"
 
 using maps::Framed;

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "kvorlib/errors.h"
-
 #include "maps/frame.h"
 #include "maps/keyrules.h"
 #include "maps/library.h"
@@ -205,8 +204,8 @@ MapCursor* StdPersistentMap::_create_cursor(DataTransfer const& key, int /*count
     reset_state();
     auto cursor = std::make_unique<StdMapCursor>(this);
     UdbHold const hold;  // else the file could change before the position is noted
-    cursor->hasNext = key.Size() > 0 ? ReadFrom(key, *cursor)
-                                     : rewind() && getnext(cursor->key, cursor->record);
+    cursor->hasNext =
+        key.Size() > 0 ? ReadFrom(key, *cursor) : rewind() && getnext(cursor->key, cursor->record);
     if (cursor->hasNext) cursor->NotePosition();
     return cursor.release();
   });

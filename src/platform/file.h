@@ -57,4 +57,7 @@ std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing s
 // through OpenFile, so that nobody goes on writing to a file that has no name any more.
 int RemoveFile(const std::string& path);
 
+// Whether there is anything of this name: a file, a folder or something else, readable or not.
+bool FileExists(const std::string& path);
+
 }  // namespace platform

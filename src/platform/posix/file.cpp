@@ -185,4 +185,9 @@ int RemoveFile(const std::string& path) {
   return errno == EISDIR ? EACCES : errno;
 }
 
+bool FileExists(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0;
+}
+
 }  // namespace platform
