@@ -154,15 +154,7 @@ bool StdPersistentMap::_erase(DataTransfer const& key) {
   return Answered(udbErase(file, wanted.Whole()));
 }
 
-// A file that could not be deleted has been closed by the attempt. Its number is given up, lest it
-// should come to mean the next file that is opened; what is asked then fails with the same words.
-bool StdPersistentMap::_clear() {
-  if (Answered(udbClear(file))) return true;
-  std::string closed;
-  udbCodeText(UDB_WRONG_FILE_NUMBER, closed);
-  if (errMess == closed) file = -1;
-  return false;
-}
+bool StdPersistentMap::_clear() { return Answered(udbClear(file)); }
 
 long StdPersistentMap::_size() {
   std::uint32_t count = 0;

@@ -109,7 +109,10 @@ using namespace store;  // NOLINT: the face stands at top level
 
 UdbFile& udbEntry(int file) { return TheEngine().files.At(file); }
 
-void udbInit() { TheEngine().files.FreeAll(); }
+void udbInit() {
+  CurrentHost();  // there from now on, and still there when whoever began here closes its files
+  TheEngine().files.FreeAll();
+}
 
 int udbOpen(const char* path, int flags, std::string& failure) {
   return Enter(path, failure, [&](UdbFile& entry) {
