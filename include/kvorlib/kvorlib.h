@@ -6,6 +6,7 @@
 #include "kvorlib/errors.h"
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
+#include "kvorlib/loghtml.h"
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/memindexfile.h"
 #include "kvorlib/messages.h"

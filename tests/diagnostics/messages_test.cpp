@@ -200,6 +200,7 @@ TEST(UserCallbacks, ShowAndAskOnlyWhenInstalled) {
   struct Copying : ProcessMess {
     bool Progress(int, int) override { return true; }
   } progress;
+  shown.clear();
   progress.AddMessage(u"unheard");
   UserMessage(u"unheard");
   EXPECT_FALSE(UserQuestion(u"?"));

@@ -62,8 +62,12 @@ class Segment {
   static std::unique_ptr<Segment> Map(Descriptor fd, std::size_t size) {
     void* const at = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.Get(), 0);
     if (at == MAP_FAILED) return nullptr;
-    return std::unique_ptr<Segment>(new Segment(std::move(fd), at, size));
+    return std::make_unique<Segment>(std::move(fd), at, size);
   }
+
+  // `at` is a mapping of `bytes` bytes.
+  Segment(Descriptor fd, void* at, std::size_t bytes)
+      : descriptor(std::move(fd)), start(at), size(bytes) {}
 
   // A mapping in which somebody holds the mutex stays: if it is a thread of this process, the
   // kernel must find the mutex when that thread dies.
@@ -85,9 +89,6 @@ class Segment {
   }
 
  private:
-  Segment(Descriptor fd, void* at, std::size_t bytes)
-      : descriptor(std::move(fd)), start(at), size(bytes) {}
-
   Descriptor descriptor;
   void* start;
   std::size_t size;
@@ -131,7 +132,8 @@ std::unique_ptr<Segment> OpenSegment(const std::string& path, std::size_t size) 
     struct stat status = {};
     if (fstat(fd.Get(), &status) != 0) return nullptr;
     if (status.st_nlink == 0) continue;
-    return IsOurs(fd, status, size) ? Segment::Map(std::move(fd), size) : nullptr;
+    if (!IsOurs(fd, status, size)) return nullptr;
+    return Segment::Map(std::move(fd), size);
   }
   return nullptr;
 }
