@@ -15,7 +15,6 @@ namespace platform {
 namespace {
 
 constexpr int kAsciiCodePage = 20127;
-constexpr UChar32 kReplacement = 0xFFFD;
 
 class Utf8CodePage : public CodePage {
  public:

@@ -42,7 +42,7 @@ char16_t DecodeOne(UConverter* converter, const char* bytes, std::ptrdiff_t leng
 // dropping what is invisible.
 std::uint16_t EncodeOne(UConverter* converter, char16_t unit) {
   UErrorCode status = U_ZERO_ERROR;
-  unsigned char bytes[8];
+  unsigned char bytes[8] = {};
   char* end = reinterpret_cast<char*>(bytes);
   const UChar* source = &unit;
   ucnv_reset(converter);
@@ -103,7 +103,8 @@ bool TableCodePage::ReadTables() {
   }
   codes.assign(0x10000, 0);
   // In the Chinese and Korean pages the converter's own fallbacks are the best fits of Windows.
-  ucnv_setFallback(converter.get(), row.kind == PageKind::DoubleByte && row.number != 932);
+  const bool fallBack = row.kind == PageKind::DoubleByte && row.number != 932;
+  ucnv_setFallback(converter.get(), static_cast<UBool>(fallBack));
   for (unsigned unit = 1; unit < kNone; ++unit)
     if (unit < 0xD800 || unit > 0xDFFF)
       codes[unit] = EncodeOne(converter.get(), static_cast<char16_t>(unit));
