@@ -67,7 +67,8 @@ KVORLIB_API int GetLocal();
 // Sets the process's locale, in all categories, and makes its code page the current one. Returns
 // the former code page. Returns 0, and leaves the code page alone, for a name that the platform
 // does not know and for a locale without a code page ("C"). Names are those of the platform, and
-// ".ACP" everywhere: the locale of the user's environment.
+// everywhere ".ACP", the locale of the user's environment, and ".1251" and its like, the same with
+// a code page of one's own. A null name takes over the code page of the present locale.
 KVORLIB_API int SetLocale(const char* name);
 KVORLIB_API int SetLocale(const std::u16string& name);
 

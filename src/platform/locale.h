@@ -10,11 +10,11 @@ namespace platform {
 
 // Sets the process's locale in all categories and answers its name, with the decimal number of its
 // code page behind the first '.', or without any '.' when it has none. Nothing when the platform
-// does not know `name`; the locale is then as before. Names are those of the platform, and
-// everywhere:
+// does not know `name`; the locale is then as before. A null name changes nothing and asks for the
+// present locale. Names are those of the platform, and everywhere:
 //   ".ACP"    the locale of the user's environment, with the system's code page; never fails
 //   ".N"      the locale of the user's environment, with code page N
-std::optional<std::string> SetProcessLocale(const std::string& name);
+std::optional<std::string> SetProcessLocale(const char* name);
 
 // The locale of the user's environment; the classic one where it cannot be had.
 std::locale UserLocale();

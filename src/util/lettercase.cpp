@@ -21,7 +21,7 @@ std::u16string to_upper(std::u16string text) {
 }
 
 std::u16string to_title(std::u16string text) {
-  text = to_lower(std::move(text));
-  if (!text.empty()) text[0] = platform::ToUpper(text[0]);
+  for (std::size_t i = 0; i < text.size(); ++i)
+    text[i] = i == 0 ? platform::ToUpper(text[i]) : platform::ToLower(text[i]);
   return text;
 }

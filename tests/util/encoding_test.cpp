@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "kvorlib/errors.h"
 #include "util/textsupport.h"
 
@@ -75,7 +77,8 @@ TEST(Conversion, TakesTheCodePageFromTheArgumentOrTheProcess) {
 TEST(Conversion, FailureNamesTheDirectionAndRestoresTheCodePage) {
   const KeepCodePage keep;
   SetCP(1251);
-  EXPECT_THAT(Words([] { A2U("text", 12345); }), StartsWith("ANSI to UTF16 conversion error\n"));
+  EXPECT_EQ(Words([] { A2U("text", 12345); }),
+            "ANSI to UTF16 conversion error\nWin32 Error: " + std::to_string(EINVAL));
   EXPECT_EQ(GetLocal(), 1251);
   EXPECT_THAT(Words([] { U2A(u"", 1200); }), StartsWith("UTF16 to ANSI conversion error\n"));
   EXPECT_EQ(GetLocal(), 1251);

@@ -17,6 +17,7 @@ TEST(LetterCase, MapsUnitByUnit) {
       {u"straße", u"straße", u"STRAßE", u"Straße"},  // never two units for one
       {u"ÿ ΣΑΣ", u"ÿ σασ", u"Ÿ ΣΑΣ", u"Ÿ σασ"},
       {u"Ii", u"ii", u"II", u"Ii"},
+      {u"İİ", u"ii", u"İİ", u"İi"},
       {u"𐐀𐐨", u"𐐀𐐨", u"𐐀𐐨", u"𐐀𐐨"},  // pairs stay as they are
       {u"日本 1", u"日本 1", u"日本 1", u"日本 1"},
   };

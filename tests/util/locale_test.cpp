@@ -32,6 +32,8 @@ TEST_F(Locale, KnownNameGivesItsCodePageAndAnswersTheFormerOne) {
   SetCP(866);
   EXPECT_EQ(SetLocale("C.UTF-8"), 866);
   EXPECT_EQ(GetLocal(), 65001);
+  SetCP(866);
+  EXPECT_EQ(SetLocale(static_cast<const char*>(nullptr)), 866);  // takes over the present one
   EXPECT_EQ(SetLocale(u".1251"), 65001);
   EXPECT_EQ(GetLocal(), 1251);
   EXPECT_EQ(SetLocale(".ACP"), 1251);

@@ -8,6 +8,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 const std::u16string kRussian = u"Съешь же ещё этих мягких французских булок, да выпей чаю.\r\n";
 const std::u16string kEnglish = u"The quick brown fox jumps over the lazy dog.\r\n";
 const std::u16string kChinese = u"人人生而自由在尊严和权利上一律平等他们赋有理性和良心";
@@ -33,72 +35,66 @@ bool Looks(const std::string& bytes) {
 }
 
 TEST(CheckUnicode, SaysYesToLittleEndianText) {
-  const std::string yes[] = {
-      Little(u"\uFEFF" + kRussian),
-      Little(u"\uFEFF" + kChinese),
-      Little(u"\uFEFF"),
-      Little(u"\uFEFFa"),
-      Little(kRussian),
-      Little(kEnglish),
-      Little(kRussian + kEnglish),
-      Little(kXml),
-      Little(u"слово\tдом\t12\r\nимя\tсад\t7\r\n"),
-      Little(kRussian).substr(0, 50),
-      Little(kChinese),
-      Little(u"12345"),
-      Little(u"\r\n"),
-      Little(u"Привет"),
-      Little(u"П"),
-      Little(u"a"),
-      Little(u"текст 😀").substr(0, 14),  // cut inside the pair
-      "\xFF\xFE\xFF\xFF\xFF\xFF",
-      Encoded(1251, u"яюшка идет"),  // begins as the mark does
-  };
-  for (const std::string& bytes : yes) EXPECT_TRUE(Looks(bytes)) << testing::PrintToString(bytes);
+  const std::u16string texts[] = {kRussian,
+                                  kEnglish,
+                                  kRussian + kEnglish,
+                                  kXml,
+                                  kChinese,
+                                  u"12345",
+                                  u"\r\n",
+                                  u"Привет",
+                                  u"П",
+                                  u"a",
+                                  u"\uFEFF",
+                                  u"\uFEFFa",
+                                  u"\uFEFF" + kRussian,
+                                  u"\uFEFF" + kChinese,
+                                  u"слово\tдом\t12\r\nимя\tсад\t7\r\n",
+                                  kRussian.substr(0, 25)};
+  for (const std::u16string& text : texts)
+    EXPECT_TRUE(Looks(Little(text))) << testing::PrintToString(text);
+  EXPECT_TRUE(Looks(Little(u"текст 😀").substr(0, 14))) << "cut inside the pair";
+  EXPECT_TRUE(Looks(Encoded(1251, u"яюшка идет"))) << "begins as the mark does";
+  EXPECT_TRUE(Looks("\xFF\xFE\xFF\xFF\xFF\xFF"));
 }
 
-TEST(CheckUnicode, SaysNoToAllElse) {
-  const std::string russian = w_u8(kRussian.data(), kRussian.data() + kRussian.size());
+TEST(CheckUnicode, SaysNoToNarrowText) {
+  const std::string ascii[] = {"",
+                               "a",
+                               "ab",
+                               "abc",
+                               "Bush hid the facts",
+                               "this app can break",
+                               "aaaa aaa aaa aaaaa",
+                               "  ",
+                               "\r\n",
+                               "line\r\nline\r\n"};
+  for (const std::string& text : ascii) EXPECT_FALSE(Looks(text)) << text;
+  for (int codePage : {65001, 1251, 866, 20866})
+    for (const std::u16string& text :
+         {kRussian, kXml, kRussian.substr(0, 5), kRussian.substr(0, 6)})
+      EXPECT_FALSE(Looks(Encoded(codePage, text))) << codePage;
+  const std::string russian = Encoded(65001, kRussian);
+  const std::string mark = "\xEF\xBB\xBF";
+  EXPECT_FALSE(Looks(russian.substr(0, 32)));  // cut
+  EXPECT_FALSE(Looks(mark + russian));
+  EXPECT_FALSE(Looks(mark));
+  EXPECT_FALSE(Looks(mark + "1"));
+  EXPECT_FALSE(Looks(Encoded(936, kChinese)));
+  EXPECT_FALSE(Looks(Encoded(932, u"日本語の文章はこう書きます。")));
+}
+
+TEST(CheckUnicode, SaysNoToBigEndianOddSizesAndBytesOfNoText) {
+  for (const std::u16string& text : {kRussian, kEnglish, u"\uFEFF" + kRussian, u"\uFEFF"s})
+    EXPECT_FALSE(Looks(Big(text))) << testing::PrintToString(text);
+  EXPECT_FALSE(Looks(Little(kRussian) + "x"));
+  EXPECT_FALSE(Looks(Little(u"\uFEFF" + kRussian) + "x"));
+  EXPECT_FALSE(Looks(std::string(2, '\0')));
+  EXPECT_FALSE(Looks(std::string(512, '\0')));
+  EXPECT_FALSE(Looks(Little(u"текст\0текст"s)));
   std::string everyByte(256, '\0');
   std::iota(everyByte.begin(), everyByte.end(), '\0');
-  const std::string no[] = {
-      "",
-      "a",
-      "ab",
-      "abc",
-      "Bush hid the facts",
-      "this app can break",
-      "aaaa aaa aaa aaaaa",
-      "  ",
-      "\r\n",
-      "line\r\nline\r\n",
-      russian,
-      russian.substr(0, 31),
-      russian.substr(0, 32),
-      "\xEF\xBB\xBF" + russian,
-      "\xEF\xBB\xBF",
-      "\xEF\xBB\xBF"
-      "1",
-      Encoded(1251, kRussian),
-      Encoded(1251, u"слово"),
-      Encoded(1251, u"слов"),
-      Encoded(866, kRussian),
-      Encoded(20866, kRussian),
-      Encoded(1251, kXml),
-      Encoded(936, kChinese),
-      Encoded(932, u"日本語の文章はこう書きます。"),
-      Big(u"\uFEFF" + kRussian),
-      Big(kRussian),
-      Big(kEnglish),
-      Big(u"\uFEFF"),
-      Little(kRussian) + "x",
-      Little(u"\uFEFF" + kRussian) + "x",
-      std::string(2, '\0'),
-      std::string(512, '\0'),
-      Little(std::u16string(u"текст\0текст", 11)),
-      everyByte,
-  };
-  for (const std::string& bytes : no) EXPECT_FALSE(Looks(bytes)) << testing::PrintToString(bytes);
+  EXPECT_FALSE(Looks(everyByte));
   EXPECT_FALSE(CheckUnicode("\xFF\xFE", 0));
   EXPECT_FALSE(CheckUnicode("\xFF\xFE", -2));
 }

@@ -53,7 +53,7 @@ struct RangeFit {
   unsigned char byte;
 };
 
-// Page 1251: what its byte shows in the old fonts of the same number.
+// Page 1251: frames, blocks and arrows by their look, as far as it has anything like them.
 constexpr RangeFit kSigns1251[] = {
     {{0x2195, 0x2195}, 0xA6}, {{0x21A8, 0x21A8}, 0xA6}, {{0x2302, 0x2302}, 0xA6},
     {{0x2502, 0x2502}, 0xA6}, {{0x2551, 0x2551}, 0xA6}, {{0x255E, 0x2563}, 0xA6},

@@ -71,18 +71,18 @@ int SystemCodePage() {
   return codePage;
 }
 
-std::optional<std::string> SetProcessLocale(const std::string& name) {
-  if (name == ".ACP") return SetEnvironmentLocale(SystemCodePage());
-  if (name.starts_with('.')) {
+std::optional<std::string> SetProcessLocale(const char* name) {
+  const std::string_view wanted = name != nullptr ? name : "";
+  if (wanted == ".ACP") return SetEnvironmentLocale(SystemCodePage());
+  if (wanted.starts_with('.')) {
     int codePage = 0;
-    const char* end = name.data() + name.size();
-    const auto read = std::from_chars(name.data() + 1, end, codePage);
+    const char* end = wanted.data() + wanted.size();
+    const auto read = std::from_chars(wanted.data() + 1, end, codePage);
     if (read.ec != std::errc() || read.ptr != end || !Converts(codePage)) return std::nullopt;
     return SetEnvironmentLocale(codePage);
   }
-  if (setlocale(LC_ALL, name.c_str()) == nullptr) return std::nullopt;
-  const std::string ctype = setlocale(LC_CTYPE, nullptr);
-  const std::string language(Language(ctype));
+  if (setlocale(LC_ALL, name) == nullptr) return std::nullopt;
+  const std::string language(Language(setlocale(LC_CTYPE, nullptr)));
   const int codePage = CodePageOfCodeset(nl_langinfo(CODESET));
   return codePage != 0 ? NameWithCodePage(language, codePage) : language;
 }
