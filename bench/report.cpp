@@ -1,0 +1,113 @@
+// Plain text tables: engines down, phases across.
+#include "report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+namespace bench {
+namespace {
+
+constexpr int nameWidth = 18;
+constexpr int cellWidth = 14;
+
+using Measure = double (*)(const Result&, std::size_t);
+
+double CostOf(const Result& result, std::size_t phase) {
+  return result.Cost(static_cast<Phase>(phase));
+}
+double SizeOf(const Result& result, std::size_t kind) {
+  return kind == 0 ? result.SortedBytes() : result.ShuffledBytes();
+}
+
+const Result* BestPeer(const std::vector<Result>& results, Measure measure, std::size_t which,
+                       bool samePromise) {
+  const Result* best = nullptr;
+  for (const Result& peer : results) {
+    if (peer.contender->ours || (samePromise && !peer.promise.KeptByStore())) continue;
+    if (best == nullptr || measure(peer, which) < measure(*best, which)) best = &peer;
+  }
+  return best;
+}
+
+void PrintRatioRow(const char* name, const std::vector<Result>& results, Measure measure,
+                   std::size_t which) {
+  std::printf("%-*s", nameWidth, name);
+  for (const bool samePromise : {true, false}) {
+    const Result* best = BestPeer(results, measure, which, samePromise);
+    std::printf("  %-*s", nameWidth, best == nullptr ? "-" : best->contender->name.c_str());
+    for (const Result& ours : results) {
+      if (!ours.contender->ours) continue;
+      if (best == nullptr) {
+        std::printf("%7s", "-");
+      } else {
+        std::printf("%7.2f", measure(ours, which) / measure(*best, which));
+      }
+    }
+  }
+  std::printf("\n");
+}
+
+}  // namespace
+
+double Result::Cost(Phase phase) const {
+  std::vector<double> costs;
+  for (const Round& round : rounds) costs.push_back(round.cost[phase]);
+  std::sort(costs.begin(), costs.end());
+  const std::size_t middle = costs.size() / 2;
+  return costs.size() % 2 == 1 ? costs[middle] : (costs[middle - 1] + costs[middle]) / 2;
+}
+
+void PrintPromises(const std::vector<Result>& results) {
+  std::printf("What was seen of an operation that had returned, without any sync:\n\n");
+  std::printf("%-*s  %-16s  %-22s  %s\n", nameWidth, "", "another process", "after the writer",
+              "set-up");
+  std::printf("%-*s  %-16s  %-22s\n", nameWidth, "", "sees it at once", "was killed");
+  for (const Result& result : results) {
+    char survivors[32];
+    std::snprintf(survivors, sizeof survivors, "%zu of %zu there", result.promise.survivors,
+                  crashRecords);
+    std::printf("%-*s  %-16s  %-22s  %s\n", nameWidth, result.contender->name.c_str(),
+                result.promise.visible ? "yes" : "no", survivors, result.contender->setup.c_str());
+  }
+}
+
+void PrintCosts(const Workload& work, const std::vector<Result>& results) {
+  std::printf("\n%s: %zu records, %.1f MB (%s)\n", work.name.c_str(), work.items.size(),
+              static_cast<double>(work.bytes) / 1e6, work.what.c_str());
+  std::printf("Nanoseconds an operation, median of %zu rounds; MB of the file after each load\n\n",
+              results.front().rounds.size());
+  std::printf("%-*s", nameWidth, "");
+  for (const char* name : phaseNames) std::printf("%*s", cellWidth, name);
+  std::printf("%*s%*s\n", cellWidth, "MB sorted", cellWidth, "MB shuffled");
+  for (const Result& result : results) {
+    std::printf("%-*s", nameWidth, result.contender->name.c_str());
+    for (std::size_t phase = 0; phase < phaseCount; ++phase) {
+      std::printf("%*.0f", cellWidth, CostOf(result, phase));
+    }
+    std::printf("%*.1f%*.1f\n", cellWidth, result.SortedBytes() / 1e6, cellWidth,
+                result.ShuffledBytes() / 1e6);
+  }
+}
+
+void PrintRatios(const std::vector<Result>& results) {
+  std::printf(
+      "\nOur cost as a multiple of the best peer's (below 1: we are faster, or smaller)\n\n");
+  std::printf("%-*s", nameWidth, "");
+  for (const char* group : {"same promise", "of all"}) {
+    std::printf("  %-*s", nameWidth, group);
+    for (const Result& ours : results) {
+      if (ours.contender->ours) {
+        std::printf("%7s", ours.contender->name.ends_with("store") ? "store" : "file");
+      }
+    }
+  }
+  std::printf("\n");
+  for (std::size_t phase = 0; phase < phaseCount; ++phase) {
+    PrintRatioRow(phaseNames[phase], results, CostOf, phase);
+  }
+  PrintRatioRow("size, sorted", results, SizeOf, 0);
+  PrintRatioRow("size, shuffled", results, SizeOf, 1);
+}
+
+}  // namespace bench

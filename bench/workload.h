@@ -1,0 +1,33 @@
+// What the engines are fed with: two sets of records made of real dictionaries.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+struct Item {
+  std::string key;
+  std::string value;
+};
+
+struct Workload {
+  std::string name;
+  std::string what;
+  std::vector<Item> items;            // in the order of keys
+  std::vector<std::size_t> shuffled;  // places in `items`: the same for every engine and run
+  std::vector<std::string> absent;    // keys that are not there, spread over the whole range
+  std::size_t bytes = 0;              // of all keys and values
+
+  // Another value of the same length.
+  static std::string Updated(const std::string& value) { return {value.rbegin(), value.rend()}; }
+};
+
+// Many short records: each headword with the place of its article, as the index has it. At most
+// `limit` of them, taken evenly. Throws dictd::Error.
+Workload Headwords(const std::string& index, std::size_t limit);
+// Fewer and longer ones, some beyond a page: each headword with its article.
+Workload Articles(const std::string& index, const std::string& text, std::size_t limit);
+
+}  // namespace bench
