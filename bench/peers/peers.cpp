@@ -3,7 +3,7 @@
 
 namespace bench {
 
-std::vector<Contender> Contenders(std::vector<std::string>& absent) {
+std::vector<Contender> Contenders([[maybe_unused]] std::vector<std::string>& absent) {
   std::vector<Contender> list;
   AddStore(list);
   AddIndexFile(list);
