@@ -4,9 +4,11 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -16,86 +18,151 @@ extern char** environ;
 namespace bench {
 namespace {
 
-constexpr unsigned patience = 20;  // seconds
+constexpr unsigned patience = 5;  // seconds
 constexpr int nothing = 255;
 
-std::string KeyNumber(std::size_t i) { return "key-" + std::to_string(i * 7919 % 100000); }
+namespace fs = std::filesystem;
+
+std::string KeyNumber(std::size_t i) { return "key-" + std::to_string(i * 7919 % 1000003); }
 std::string ValueNumber(std::size_t i) { return "value " + std::to_string(i); }
 
-// The output of another run of this program, cut off when that process ends, however it does.
-std::string Run(const std::string& program, const Contender& contender, const char* what,
-                const std::string& dir) {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw Failure("no pipe");
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  std::string words[] = {program, "--other-process", what, contender.name, dir};
-  char* arguments[] = {words[0].data(), words[1].data(), words[2].data(),
-                       words[3].data(), words[4].data(), nullptr};
-  pid_t child = 0;
-  const int failed = ::posix_spawn(&child, program.c_str(), &actions, nullptr, arguments, environ);
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(ends[1]);
-  std::string output;
-  char bytes[256];
-  ssize_t got = 0;
-  while (failed == 0 && (got = ::read(ends[0], bytes, sizeof bytes)) > 0) {
-    output.append(bytes, static_cast<std::size_t>(got));
+// How many insertions have returned: counted in a file's mapping, which outlives its writer.
+class Acknowledged {
+ public:
+  explicit Acknowledged(const std::string& dir) {
+    const int fd = ::open((dir + "/acknowledged").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0 || ::ftruncate(fd, sizeof(Counter)) != 0) throw Failure("no file for the count");
+    void* memory = ::mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    ::close(fd);
+    if (memory == MAP_FAILED) throw Failure("no mapping for the count");
+    counter = static_cast<Counter*>(memory);
   }
-  ::close(ends[0]);
-  if (failed != 0) throw Failure(program + ": cannot be run again");
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return output;
-}
+  ~Acknowledged() { ::munmap(counter, sizeof(Counter)); }
+  Acknowledged(const Acknowledged&) = delete;
+  Acknowledged& operator=(const Acknowledged&) = delete;
 
-void FillAndDie(const Contender& contender, const std::string& dir) {
+  std::size_t Get() const { return counter->load(); }
+  void Set(std::size_t count) { counter->store(count); }
+
+ private:
+  using Counter = std::atomic<std::size_t>;
+  Counter* counter = nullptr;
+};
+
+// Another run of this program, as one of the processes below.
+class Process {
+ public:
+  Process(const std::string& program, const Contender& contender, const char* what,
+          const std::string& dir) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) throw Failure("no pipe");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    std::string words[] = {program, "--other-process", what, contender.name, dir};
+    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(),
+                         words[3].data(), words[4].data(), nullptr};
+    const int failed =
+        ::posix_spawn(&child, program.c_str(), &actions, nullptr, arguments, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(ends[1]);
+    output = ends[0];
+    if (failed != 0) throw Failure(program + ": cannot be run again");
+  }
+  ~Process() {
+    ::close(output);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // All that it says until it ends, however it ends.
+  std::string Words() const {
+    std::string words;
+    char bytes[256];
+    ssize_t got = 0;
+    while ((got = ::read(output, bytes, sizeof bytes)) > 0) {
+      words.append(bytes, static_cast<std::size_t>(got));
+    }
+    return words;
+  }
+  void Kill() const { ::kill(child, SIGKILL); }
+
+ private:
+  pid_t child = 0;
+  int output = -1;
+};
+
+void WriteUntilKilled(const Contender& contender, const std::string& dir) {
   auto engine = contender.open(dir);
-  for (std::size_t i = 0; i < crashRecords; ++i) engine->Insert(KeyNumber(i), ValueNumber(i));
-  std::printf("acknowledged\n");
-  std::fflush(stdout);
-  ::raise(SIGKILL);
+  Acknowledged acknowledged(dir);
+  for (std::size_t i = 0;; ++i) {
+    engine->Insert(KeyNumber(i), ValueNumber(i));
+    acknowledged.Set(i + 1);
+  }
 }
 
 std::size_t CountGood(const Contender& contender, const std::string& dir) {
   auto engine = contender.open(dir);
+  const std::size_t acknowledged = Acknowledged(dir).Get();
   std::size_t good = 0;
   std::string value;
-  for (std::size_t i = 0; i < crashRecords; ++i) {
+  for (std::size_t i = 0; i < acknowledged; ++i) {
     if (engine->Get(KeyNumber(i), value) && value == ValueNumber(i)) ++good;
   }
   return good;
 }
 
+void KillWriter(const Contender& contender, const std::string& program, const std::string& dir,
+                std::size_t number, Promise& promise) {
+  {
+    const Process writer(program, contender, "write", dir);
+    const Acknowledged acknowledged(dir);
+    for (int i = 0; acknowledged.Get() == 0; ++i) {
+      if (i == 5000) throw Failure(contender.name + ": the process to be killed did not begin");
+      ::usleep(1000);
+    }
+    ::usleep(static_cast<useconds_t>(10000 + 3700 * number));
+    writer.Kill();
+  }
+  const std::string words = Process(program, contender, "count", dir).Words();
+  const std::size_t there = words.empty() ? 0 : std::stoul(words);
+  const std::size_t acknowledged = Acknowledged(dir).Get();
+  promise.acknowledged += acknowledged;
+  promise.lost += acknowledged - there;
+  if (there == acknowledged) ++promise.survived;
+}
+
+void EmptyFolder(const std::string& dir) {
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+}
+
 }  // namespace
 
 Promise TryPromise(const Contender& contender, const std::string& program, const std::string& dir) {
-  namespace fs = std::filesystem;
   Promise promise;
-  fs::remove_all(dir);
-  fs::create_directories(dir);
+  EmptyFolder(dir);
   {
     auto engine = contender.open(dir);
     engine->Insert(KeyNumber(0), ValueNumber(0));
-    promise.visible = Run(program, contender, "read", dir) == ValueNumber(0) + "\n";
+    const Process reader(program, contender, "read", dir);
+    promise.visible = reader.Words() == ValueNumber(0) + "\n";
   }
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  if (Run(program, contender, "crash", dir) != "acknowledged\n") {
-    throw Failure(contender.name + ": the process that was to be killed did not get that far");
+  for (std::size_t number = 0; number < kills; ++number) {
+    EmptyFolder(dir);
+    KillWriter(contender, program, dir, number, promise);
   }
-  const std::string count = Run(program, contender, "count", dir);
-  promise.survivors = count.empty() ? 0 : std::stoul(count);
   fs::remove_all(dir);
   return promise;
 }
 
 int OtherProcess(const Contender& contender, const std::string& what, const std::string& dir) {
-  ::alarm(patience);
-  if (what == "crash") {
-    FillAndDie(contender, dir);
+  ::alarm(patience);  // a lock that a dead process left may hold an engine up for ever
+  if (what == "write") {
+    WriteUntilKilled(contender, dir);
   } else if (what == "count") {
     std::printf("%zu\n", CountGood(contender, dir));
   } else if (what == "read") {

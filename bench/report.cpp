@@ -59,16 +59,19 @@ double Result::Cost(Phase phase) const {
 }
 
 void PrintPromises(const std::vector<Result>& results) {
-  std::printf("What was seen of an operation that had returned, without any sync:\n\n");
-  std::printf("%-*s  %-16s  %-22s  %s\n", nameWidth, "", "another process", "after the writer",
-              "set-up");
-  std::printf("%-*s  %-16s  %-22s\n", nameWidth, "", "sees it at once", "was killed");
+  std::printf(
+      "What becomes of an operation that has returned, without any sync. Tried with a second\n"
+      "process that reads at once, and with %zu writers that were killed amid their writing.\n\n",
+      kills);
+  std::printf("%-*s  %-8s  %-12s  %-20s  %s\n", nameWidth, "", "seen at", "kills with",
+              "records lost of", "set-up");
+  std::printf("%-*s  %-8s  %-12s  %-20s\n", nameWidth, "", "once", "nothing lost",
+              "those acknowledged");
   for (const Result& result : results) {
-    char survivors[32];
-    std::snprintf(survivors, sizeof survivors, "%zu of %zu there", result.promise.survivors,
-                  crashRecords);
-    std::printf("%-*s  %-16s  %-22s  %s\n", nameWidth, result.contender->name.c_str(),
-                result.promise.visible ? "yes" : "no", survivors, result.contender->setup.c_str());
+    const Promise& promise = result.promise;
+    std::printf("%-*s  %-8s  %5zu of %-3zu  %8zu of %-8zu  %s\n", nameWidth,
+                result.contender->name.c_str(), promise.visible ? "yes" : "no", promise.survived,
+                kills, promise.lost, promise.acknowledged, result.contender->setup.c_str());
   }
 }
 
