@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 constexpr int nameWidth = 18;
-constexpr int cellWidth = 14;
+constexpr int cellWidth = 9;
 
 using Measure = double (*)(const Result&, std::size_t);
 
@@ -48,6 +48,23 @@ void PrintRatioRow(const char* name, const std::vector<Result>& results, Measure
   std::printf("\n");
 }
 
+// The headings in two lines: "load sorted" over one narrow column.
+void PrintHeadings() {
+  std::vector<std::string> names(phaseNames.begin(), phaseNames.end());
+  names.insert(names.end(), {"MB sorted", "MB shuffled"});
+  std::string upper(nameWidth, ' ');
+  std::string lower(nameWidth, ' ');
+  for (const std::string& name : names) {
+    const std::size_t gap = name.find(' ');
+    const bool two = gap != name.npos;
+    const std::string above = two ? name.substr(0, gap) : "";
+    const std::string below = two ? name.substr(gap + 1) : name;
+    upper += std::string(cellWidth - above.size(), ' ') + above;
+    lower += std::string(cellWidth - below.size(), ' ') + below;
+  }
+  std::printf("%s\n%s\n", upper.c_str(), lower.c_str());
+}
+
 }  // namespace
 
 double Result::Cost(Phase phase) const {
@@ -80,9 +97,7 @@ void PrintCosts(const Workload& work, const std::vector<Result>& results) {
               static_cast<double>(work.bytes) / 1e6, work.what.c_str());
   std::printf("Nanoseconds an operation, median of %zu rounds; MB of the file after each load\n\n",
               results.front().rounds.size());
-  std::printf("%-*s", nameWidth, "");
-  for (const char* name : phaseNames) std::printf("%*s", cellWidth, name);
-  std::printf("%*s%*s\n", cellWidth, "MB sorted", cellWidth, "MB shuffled");
+  PrintHeadings();
   for (const Result& result : results) {
     std::printf("%-*s", nameWidth, result.contender->name.c_str());
     for (std::size_t phase = 0; phase < phaseCount; ++phase) {
@@ -94,6 +109,8 @@ void PrintCosts(const Workload& work, const std::vector<Result>& results) {
 }
 
 void PrintRatios(const std::vector<Result>& results) {
+  const auto ours = [](const Result& result) { return result.contender->ours; };
+  if (std::all_of(results.begin(), results.end(), ours)) return;
   std::printf(
       "\nOur cost as a multiple of the best peer's (below 1: we are faster, or smaller)\n\n");
   std::printf("%-*s", nameWidth, "");
