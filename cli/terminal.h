@@ -1,0 +1,26 @@
+// What the tool asks of the system around it: terminals and signals. One source a platform.
+#pragma once
+
+namespace kvor {
+
+bool StderrIsTerminal();
+
+// Lets a write to a pipe without a reader fail instead of ending the process.
+void LetClosedPipesFail();
+
+// While one lives, an interrupt (Ctrl-C, a polite kill) ends the tool at the next safe point: at
+// once while it waits for input, otherwise after the operation in hand. So a store file is never
+// left in the middle of an update. There is one at a time.
+class InterruptScope {
+ public:
+  InterruptScope();
+  ~InterruptScope();
+  InterruptScope(const InterruptScope&) = delete;
+  InterruptScope& operator=(const InterruptScope&) = delete;
+
+  static bool Requested();
+  // Around waiting for input, with nothing half done.
+  static void Waiting(bool waiting);
+};
+
+}  // namespace kvor
