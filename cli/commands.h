@@ -1,0 +1,31 @@
+// The commands of `kvor store`: each adds itself to the command line and runs when it is chosen.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "output.h"
+
+namespace kvor {
+
+// What all commands share. `run` is set by the chosen command and gives the exit code.
+struct Session {
+  Output out;
+  bool json = false;
+  std::function<int()> run;
+};
+
+void AddFileCommands(CLI::App& store, Session& session);     // create, stat, clear, upgrade, copy
+void AddRecordCommands(CLI::App& store, Session& session);   // get, list, del
+void AddLoadCommand(CLI::App& store, Session& session);      // load
+void AddBatchCommand(CLI::App& store, Session& session);     // batch
+void AddRescueCommands(CLI::App& store, Session& session);   // check, salvage
+
+// A command under `store` with its --json and a footer of examples.
+CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
+                     const std::string& description, const std::string& examples);
+
+// The option --key N.
+CLI::Option* AddLayoutOption(CLI::App& command, int& layout);
+
+}  // namespace kvor

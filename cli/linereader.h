@@ -1,0 +1,33 @@
+// The lines of an input: a file, or standard input.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <istream>
+#include <string>
+
+#include "output.h"
+
+namespace kvor {
+
+class LineReader {
+ public:
+  // "-" is standard input. Throws Failure.
+  explicit LineReader(const std::string& name);
+
+  // The next line without its end ("\n" or "\r\n"); false at the end of the input. A byte order
+  // mark in front of the first line is dropped. Before it has to wait, `out` is flushed.
+  bool Next(std::string& line, Output& out);
+
+  // What the input is called in messages.
+  const std::string& Name() const { return name; }
+  std::uint64_t Number() const { return number; }
+
+ private:
+  std::string name;
+  std::ifstream file;
+  std::istream* in;
+  std::uint64_t number = 0;
+};
+
+}  // namespace kvor

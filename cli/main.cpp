@@ -1,0 +1,121 @@
+// kvor: the command line of the library. This file knows the frame: help, version, exit codes. The
+// commands are in the files beside it.
+#include <exception>
+#include <iostream>
+
+#include "commands.h"
+#include "outcome.h"
+#include "terminal.h"
+
+namespace kvor {
+
+CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
+                     const std::string& description, const std::string& examples) {
+  CLI::App* command = store.add_subcommand(name, description);
+  command->add_flag("--json", session.json, "Print the answer as JSON, one object a line");
+  if (!examples.empty()) command->footer("Examples:\n" + examples);
+  return command;
+}
+
+CLI::Option* AddLayoutOption(CLI::App& command, int& layout) {
+  return command
+      .add_option("--key", layout, "Layout of keys, 0 to 8 (see `kvor store --help`)")
+      ->type_name("N")
+      ->check(CLI::Range(0, 8));
+}
+
+namespace {
+
+constexpr const char* Introduction =
+    "kvor works on store files: sorted sets of records, each with a key that is part of it.";
+
+constexpr const char* ExitCodes =
+    "Exit codes: 0 done; 1 done, but the answer is no (a key is absent, a line was refused,\n"
+    "damage was found); 2 not done (a file, the input, the output or the command line is at fault).";
+
+constexpr const char* StoreFooter =
+    "Where a record's key is (the layout, --key N) is settled when a file is made:\n"
+    "  0  text from byte 39 up to the first blank     5  32-bit integer at byte 2\n"
+    "  1  text from byte 6 up to the first blank      6  text from byte 0 up to a zero byte\n"
+    "  2  text from byte 4 up to the first blank      7  32-bit integer at byte 0\n"
+    "  3  text from byte 0 up to the first blank      8  text from byte 0 up to a line feed\n"
+    "  4  text from byte 2 up to a zero byte\n"
+    "Lines of text are records. In layouts 0 to 3 the line is the record as it stands; in the\n"
+    "others it is KEY<TAB>TEXT, and in 4 and 6 it may be a KEY alone. Use 3 for keys without\n"
+    "blanks, 6 for keys with them, 7 for numbers.\n"
+    "\n"
+    "Examples:\n"
+    "  printf 'cat a small animal\\ndog a friend\\n' | kvor store load words.kv --key 3\n"
+    "  kvor store get words.kv cat\n"
+    "  kvor store list words.kv --from d --limit 10\n"
+    "  kvor store check words.kv\n"
+    "`kvor store COMMAND --help` tells more about each command.\n";
+
+void Build(CLI::App& app, Session& session) {
+  app.description(Introduction);
+  app.set_version_flag("--version", "kvor " KVOR_VERSION);
+  app.require_subcommand(1);
+  app.footer(ExitCodes);
+  CLI::App* store = app.add_subcommand("store", "Make, fill, read, check and save store files");
+  store->require_subcommand(1);
+  store->footer(std::string(StoreFooter) + "\n" + ExitCodes);
+  AddFileCommands(*store, session);
+  AddRecordCommands(*store, session);
+  AddLoadCommand(*store, session);
+  AddBatchCommand(*store, session);
+  AddRescueCommands(*store, session);
+}
+
+int Parse(CLI::App& app, int argc, char** argv, Session& session) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    session.run = [&app] {
+      std::cout << app.help() << std::flush;
+      return std::cout ? Fine : Failed;
+    };
+  } catch (const CLI::CallForAllHelp&) {
+    session.run = [&app] {
+      std::cout << app.help("", CLI::AppFormatMode::All) << std::flush;
+      return std::cout ? Fine : Failed;
+    };
+  } catch (const CLI::CallForVersion& version) {
+    session.out << version.what() << '\n';
+  } catch (const CLI::ParseError& error) {
+    Complain("", error.what());
+    std::cerr << "Try `kvor --help`, `kvor store --help` or `kvor store COMMAND --help`.\n";
+    return Failed;
+  }
+  return Fine;
+}
+
+int Run(int argc, char** argv) {
+  Session session;
+  CLI::App app;
+  app.name("kvor");
+  try {
+    Build(app, session);
+    int code = Parse(app, argc, argv, session);
+    if (code == Fine && session.run) code = session.run();
+    session.out.Flush();
+    return code;
+  } catch (const Failure& failure) {
+    try {
+      session.out.Flush();  // what was answered before the failure
+    } catch (...) {         // NOLINT(bugprone-empty-catch): the first failure is the one to tell
+    }
+    Complain(failure.About(), failure.what());
+  } catch (const OutputClosed&) {
+  } catch (const std::exception& failure) {
+    Complain("", failure.what());
+  }
+  return Failed;
+}
+
+}  // namespace
+}  // namespace kvor
+
+int main(int argc, char** argv) {
+  kvor::LetClosedPipesFail();
+  return kvor::Run(argc, argv);
+}

@@ -1,0 +1,172 @@
+// kvor store get, list, del: commands about single records.
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "commands.h"
+#include "json.h"
+#include "keyedfile.h"
+#include "kvorlib/recordpool.h"
+#include "terminal.h"
+
+namespace kvor {
+namespace {
+
+struct RecordOptions {
+  std::string file;
+  std::vector<std::string> keys;
+  std::string from;
+  std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
+  bool keysOnly = false;
+  bool hex = false;
+};
+
+void AddKey(Json& json, const TextForm& form, const std::string& key, bool hex) {
+  if (hex) {
+    json("keyHex", ToHex(key));
+  } else if (form.IsNumber() && key.size() == 4) {
+    json.Raw("key", form.KeyText(key));
+  } else {
+    json("key", key);
+  }
+}
+
+void AddRecord(Json& json, const TextForm& form, const std::string& record, bool hex) {
+  json("size", record.size());
+  if (hex) {
+    json("recordHex", ToHex(record));
+  } else {
+    json("record", form.ToLine(record));
+  }
+}
+
+// The key of a record that has just been read. A record of the file always has one.
+std::string KeyOf(KeyedFile& file, const DataTransfer& record) {
+  DataTransfer key;
+  file.Index().ExtractKey(record, key);
+  return BytesOf(key);
+}
+
+int Get(Session& session, const RecordOptions& options) {
+  KeyedFile file(options.file, KeyedFile::Access::Read);
+  const TextForm form = file.Form();
+  int code = Fine;
+  DataTransfer data;
+  for (const std::string& text : options.keys) {
+    const std::string key = KeyFrom(form, text, options.hex, options.file);
+    std::string reason = "absent";
+    const bool found = file.Get(key, data, reason) == KeyedFile::Answer::Yes;
+    if (!found) {
+      session.out.Flush();
+      Complain(options.file, text + ": " + reason);
+      code = Negative;
+    }
+    if (session.json) {
+      Json json;
+      AddKey(json, form, found ? KeyOf(file, data) : key, options.hex);
+      json("found", found);
+      if (found) AddRecord(json, form, BytesOf(data), options.hex);
+      session.out << json.Text() << '\n';
+    } else if (found) {
+      const std::string record = BytesOf(data);
+      session.out << (options.hex ? ToHex(record) : form.ToLine(record)) << '\n';
+    }
+  }
+  return code;
+}
+
+int Delete(Session& session, const RecordOptions& options) {
+  KeyedFile file(options.file, KeyedFile::Access::Write);
+  const TextForm form = file.Form();
+  const InterruptScope calm;
+  int code = Fine;
+  for (const std::string& text : options.keys) {
+    if (InterruptScope::Requested()) throw Failure(options.file, "interrupted before " + text);
+    const std::string key = KeyFrom(form, text, options.hex, options.file);
+    std::string reason = "absent";
+    const bool erased = file.Erase(key, reason) == KeyedFile::Answer::Yes;
+    if (!erased) {
+      Complain(options.file, text + ": " + reason);
+      code = Negative;
+    }
+    if (session.json) {
+      Json json;
+      AddKey(json, form, key, options.hex);
+      session.out << json("deleted", erased).Text() << '\n';
+    }
+  }
+  return code;
+}
+
+void PrintListed(Session& session, const RecordOptions& options, const TextForm& form,
+                 const std::string& key, const std::string& record) {
+  if (session.json) {
+    Json json;
+    AddKey(json, form, key, options.hex);
+    if (!options.keysOnly) AddRecord(json, form, record, options.hex);
+    session.out << json.Text() << '\n';
+  } else if (options.keysOnly) {
+    session.out << (options.hex ? ToHex(key) : form.KeyText(key)) << '\n';
+  } else {
+    session.out << (options.hex ? ToHex(record) : form.ToLine(record)) << '\n';
+  }
+}
+
+int List(Session& session, const RecordOptions& options) {
+  KeyedFile file(options.file, KeyedFile::Access::Read);
+  const TextForm form = file.Form();
+  DataTransfer from;
+  if (!options.from.empty()) {
+    const std::string key = KeyFrom(form, options.from, options.hex, options.file);
+    from.SetData(key.data(), static_cast<int>(key.size()));
+  }
+  RecordPool pool;
+  if (!file.Index().GetPool(pool, from, -1)) file.Fail();
+  file.FailOnError();
+  for (std::uint64_t n = 0; n < options.limit; ++n) {
+    DataTransfer key;
+    DataTransfer record;
+    if (!pool.GetNext(key, record)) break;
+    // The pool has read on already: a failure is about the record behind this one.
+    PrintListed(session, options, form, BytesOf(key), BytesOf(record));
+    if (n + 1 < options.limit) file.FailOnError();
+  }
+  return Fine;
+}
+
+}  // namespace
+
+void AddRecordCommands(CLI::App& store, Session& session) {
+  const auto options = std::make_shared<RecordOptions>();
+  const auto add = [&](const char* name, const char* description, const char* examples,
+                       int (*command)(Session&, const RecordOptions&)) {
+    CLI::App* app = AddCommand(store, session, name, description, examples);
+    app->add_option("FILE", options->file, "The store file")->required();
+    app->add_flag("--hex", options->hex, "Keys and records are bytes in hexadecimal");
+    app->callback([&session, options, command] {
+      session.run = [&session, options, command] { return command(session, *options); };
+    });
+    return app;
+  };
+  CLI::App* get = add("get", "Print the records with these keys",
+                      "  kvor store get words.kv cat dog\n"
+                      "  kvor store get numbers.kv -- -5\n",
+                      Get);
+  get->add_option("KEY", options->keys, "Keys; behind -- they may begin with a minus")->required();
+
+  CLI::App* list = add("list", "Print all records in the order of their keys",
+                       "  kvor store list words.kv --from ca --limit 20\n"
+                       "  kvor store list words.kv --keys\n"
+                       "  kvor store list words.kv --hex > words.hex   (loses nothing: see load)\n",
+                       List);
+  list->add_option("--from", options->from, "Begin with the first key that is not below KEY")
+      ->type_name("KEY");
+  list->add_option("--limit", options->limit, "Print no more than N")->type_name("N");
+  list->add_flag("--keys", options->keysOnly, "Print the keys alone");
+
+  CLI::App* del = add("del", "Delete the records with these keys",
+                      "  kvor store del words.kv cat dog\n", Delete);
+  del->add_option("KEY", options->keys, "Keys; behind -- they may begin with a minus")->required();
+}
+
+}  // namespace kvor

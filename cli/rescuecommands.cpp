@@ -1,0 +1,148 @@
+// kvor store check, salvage: looking at files that may be damaged.
+#include <memory>
+
+#include "commands.h"
+#include "json.h"
+#include "keyedfile.h"
+#include "kvorlib/storetools.h"
+#include "terminal.h"
+
+namespace kvor {
+namespace {
+
+struct RescueOptions {
+  std::string file;
+  std::string target;
+  int layout = IndexFile::KD_STORED;
+  bool skipFree = false;
+};
+
+const char* KindText(FindingKind kind) {
+  switch (kind) {
+    case FindingKind::Damage:
+      return "damage";
+    case FindingKind::Leak:
+      return "leak";
+    default:
+      return "note";
+  }
+}
+
+void PrintFinding(Session& session, const StoreFinding& finding) {
+  if (session.json) {
+    session.out << Json("kind", KindText(finding.kind))("page", finding.page)(
+                       "offset", finding.offset)("fileOffset", finding.FileOffset())(
+                       "words", finding.words)
+                       .Text()
+                << '\n';
+    return;
+  }
+  session.out << "page " << std::uint64_t{finding.page} << " offset "
+              << std::uint64_t{finding.offset} << ": " << KindText(finding.kind) << ": "
+              << finding.words << '\n';
+}
+
+// ---- check -----------------------------------------------------------------------------------
+
+void PrintVerdict(Session& session, const std::string& file, const StoreReport& r) {
+  const bool sound = r.state == StoreState::Sound;
+  if (session.json) {
+    session.out << Json("file", file)("sound", sound)("damages", r.damages)("leaks", r.leaks)(
+                       "notes", r.notes)("records", r.records)("leakedPages", r.leakedPages)
+                       .Text()
+                << '\n';
+    return;
+  }
+  const std::uint64_t found = r.damages + r.leaks + r.notes;
+  if (found > r.findings.size()) {
+    session.out << "... and " << found - r.findings.size() << " more\n";
+  }
+  session.out << file << ": " << (sound ? "sound" : "damaged") << ", " << r.records << " records";
+  if (!sound) session.out << " reached, " << r.damages << " damages";
+  if (r.leakedPages != 0) session.out << ", " << std::uint64_t{r.leakedPages} << " pages lost";
+  session.out << '\n';
+}
+
+int Check(Session& session, const RescueOptions& options) {
+  const StoreReport report = CheckStore(options.file);
+  if (report.state == StoreState::Unreadable) throw Failure(options.file, report.failure);
+  for (const StoreFinding& finding : report.findings) PrintFinding(session, finding);
+  PrintVerdict(session, options.file, report);
+  return report.state == StoreState::Sound ? Fine : Negative;
+}
+
+// ---- salvage ---------------------------------------------------------------------------------
+
+void PrintSalvage(Session& session, const SalvageReport& r) {
+  if (session.json) {
+    Json json("saved", r.Saved());
+    json("byChain", r.byChain)("byScan", r.byScan)("fromFreePages", r.fromFreePages);
+    json("older", r.older)("givenUp", r.givenUp)("done", r.done);
+    if (r.expected) json("expected", *r.expected);
+    session.out << json.Text() << '\n';
+    return;
+  }
+  session.out << r.Saved() << " records saved";
+  if (r.expected) session.out << "; the damaged file's header counts " << std::uint64_t{*r.expected};
+  session.out << '\n';
+  session.out << "  " << r.byChain << " along the chain of leaves\n";
+  session.out << "  " << r.byScan << " from pages in use that the chain did not reach\n";
+  session.out << "  " << r.fromFreePages
+              << " from pages that count as free: some may have been deleted on purpose\n";
+  if (r.older != 0) session.out << "  " << r.older << " older ones of the same keys left out\n";
+  if (r.givenUp != 0) session.out << "  " << r.givenUp << " places given up\n";
+}
+
+int Salvage(Session& session, const RescueOptions& options) {
+  SalvageOptions how;
+  if (options.layout != IndexFile::KD_STORED) {
+    how.key = IndexFile::GetKDForType(static_cast<IndexFile::KDTYPE>(options.layout));
+  }
+  how.searchFreePages = !options.skipFree;
+  Progress progress("pages");
+  how.progress = [&progress](std::uint64_t done, std::uint64_t) { progress.Show(done); };
+  const SalvageReport report = SalvageStore(options.file, options.target, how);
+  progress.Clear();
+  if (!report.done && report.Saved() == 0 && report.losses.empty()) {
+    throw Failure(report.failedFile, report.failure);
+  }
+  for (const StoreFinding& loss : report.losses) PrintFinding(session, loss);
+  PrintSalvage(session, report);
+  if (!report.done) throw Failure(report.failedFile, report.failure);
+  const bool missing = report.expected && *report.expected > report.Saved();
+  return report.givenUp == 0 && !missing ? Fine : Negative;
+}
+
+}  // namespace
+
+void AddRescueCommands(CLI::App& store, Session& session) {
+  const auto options = std::make_shared<RescueOptions>();
+  CLI::App* check = AddCommand(
+      store, session, "check", "Test every page and record of a file",
+      "  kvor store check words.kv\n"
+      "\n"
+      "Each finding is a line: the page, the byte within it, its kind and what it is. Damage means\n"
+      "that records are or may become wrong or out of reach (exit code 1); a leak is space lost\n"
+      "and nothing else; a note is no fault.\n");
+  check->add_option("FILE", options->file, "The store file")->required();
+  check->callback([&session, options] {
+    session.run = [&session, options] { return Check(session, *options); };
+  });
+
+  CLI::App* salvage = AddCommand(
+      store, session, "salvage", "Copy what is whole in a damaged file into a new one",
+      "  kvor store salvage broken.kv saved.kv\n"
+      "  kvor store salvage headless.kv saved.kv --key 3\n"
+      "\n"
+      "FROM is never written to. Exit code 1 if records are missing from TO.\n");
+  salvage->add_option("FROM", options->file, "The damaged file")->required();
+  salvage->add_option("TO", options->target, "The file to make; it must not exist")->required();
+  AddLayoutOption(*salvage, options->layout);
+  salvage->add_flag("--skip-free", options->skipFree,
+                    "Leave out pages that count as free, and with them deleted records");
+  salvage->callback([&session, options] {
+    session.run = [&session, options] { return Salvage(session, *options); };
+  });
+}
+
+}  // namespace kvor
