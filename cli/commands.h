@@ -15,11 +15,11 @@ struct Session {
   std::function<int()> run;
 };
 
-void AddFileCommands(CLI::App& store, Session& session);     // create, stat, clear, upgrade, copy
-void AddRecordCommands(CLI::App& store, Session& session);   // get, list, del
-void AddLoadCommand(CLI::App& store, Session& session);      // load
-void AddBatchCommand(CLI::App& store, Session& session);     // batch
-void AddRescueCommands(CLI::App& store, Session& session);   // check, salvage
+void AddFileCommands(CLI::App& store, Session& session);    // create, stat, clear, upgrade, copy
+void AddRecordCommands(CLI::App& store, Session& session);  // get, list, del
+void AddLoadCommand(CLI::App& store, Session& session);     // load
+void AddBatchCommand(CLI::App& store, Session& session);    // batch
+void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage
 
 // A command under `store` with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,

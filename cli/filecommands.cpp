@@ -22,8 +22,7 @@ struct FileOptions {
 };
 
 int Create(Session& session, const FileOptions& options) {
-  KeyedFile file =
-      KeyedFile::Create(options.file, static_cast<IndexFile::KDTYPE>(options.layout));
+  KeyedFile file = KeyedFile::Create(options.file, static_cast<IndexFile::KDTYPE>(options.layout));
   if (session.json) {
     session.out << Json("file", options.file)("layout", options.layout).Text() << '\n';
   }
@@ -86,8 +85,9 @@ int Stat(Session& session, const FileOptions& options) {
     PrintStat(session.out, options.file, report);
   }
   if (report.state == StoreState::Sound) return Fine;
-  Complain(options.file, "damaged, so that these figures are what could be reached; "
-                         "`kvor store check` tells more");
+  Complain(options.file,
+           "damaged, so that these figures are what could be reached; "
+           "`kvor store check` tells more");
   return Negative;
 }
 
@@ -169,8 +169,8 @@ int Copy(Session& session, const FileOptions& options) {
   const InterruptScope calm;
   CopyProgress progress;
   IndexFile target;
-  const bool open = target.Copy(UriOf(options.target).c_str(), UriOf(options.file).c_str(),
-                                *layout, &progress);
+  const bool open =
+      target.Copy(UriOf(options.target).c_str(), UriOf(options.file).c_str(), *layout, &progress);
   progress.Clear();
   const bool whole = open && target.GetState() == 0;
   const long copied = open ? target.Size() : 0;

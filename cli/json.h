@@ -22,10 +22,11 @@ class Json {
     (*this)(name, value);
   }
 
-  Json& operator()(std::string_view name, bool value) { return Raw(name, value ? "true" : "false"); }
+  Json& operator()(std::string_view name, bool value) {
+    return Raw(name, value ? "true" : "false");
+  }
   template <std::integral N>
-    requires(!std::same_as<N, bool>)
-  Json& operator()(std::string_view name, N value) {
+  requires(!std::same_as<N, bool>) Json& operator()(std::string_view name, N value) {
     return Raw(name, std::to_string(value));
   }
   Json& operator()(std::string_view name, double value);

@@ -16,7 +16,8 @@ class KeyedFile {
   enum class Access { Read, Write };
 
   // Throws Failure. With a `layout` the file must have that one.
-  KeyedFile(const std::string& path, Access access, IndexFile::KDTYPE layout = IndexFile::KD_STORED);
+  KeyedFile(const std::string& path, Access access,
+            IndexFile::KDTYPE layout = IndexFile::KD_STORED);
   static KeyedFile Create(const std::string& path, IndexFile::KDTYPE layout);
 
   KeyedFile(const KeyedFile&) = delete;

@@ -18,8 +18,7 @@ CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
 }
 
 CLI::Option* AddLayoutOption(CLI::App& command, int& layout) {
-  return command
-      .add_option("--key", layout, "Layout of keys, 0 to 8 (see `kvor store --help`)")
+  return command.add_option("--key", layout, "Layout of keys, 0 to 8 (see `kvor store --help`)")
       ->type_name("N")
       ->check(CLI::Range(0, 8));
 }
@@ -31,7 +30,8 @@ constexpr const char* Introduction =
 
 constexpr const char* ExitCodes =
     "Exit codes: 0 done; 1 done, but the answer is no (a key is absent, a line was refused,\n"
-    "damage was found); 2 not done (a file, the input, the output or the command line is at fault).";
+    "damage was found); 2 not done (a file, the input, the output or the command line is at "
+    "fault).";
 
 constexpr const char* StoreFooter =
     "Where a record's key is (the layout, --key N) is settled when a file is made:\n"

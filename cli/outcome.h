@@ -24,7 +24,8 @@ class Failure : public std::runtime_error {
   std::string about;
 };
 
-// The reader of standard output has gone: nobody is left to be told, so the tool ends without words.
+// The reader of standard output has gone: nobody is left to be told, so the tool ends without
+// words.
 class OutputClosed {};
 
 // "kvor: ABOUT: WORDS" on standard error.

@@ -31,8 +31,8 @@ const char* KindText(FindingKind kind) {
 void PrintFinding(Session& session, const StoreFinding& finding) {
   if (session.json) {
     session.out << Json("kind", KindText(finding.kind))("page", finding.page)(
-                       "offset", finding.offset)("fileOffset", finding.FileOffset())(
-                       "words", finding.words)
+                       "offset", finding.offset)("fileOffset", finding.FileOffset())("words",
+                                                                                     finding.words)
                        .Text()
                 << '\n';
     return;
@@ -83,7 +83,8 @@ void PrintSalvage(Session& session, const SalvageReport& r) {
     return;
   }
   session.out << r.Saved() << " records saved";
-  if (r.expected) session.out << "; the damaged file's header counts " << std::uint64_t{*r.expected};
+  if (r.expected)
+    session.out << "; the damaged file's header counts " << std::uint64_t{*r.expected};
   session.out << '\n';
   session.out << "  " << r.byChain << " along the chain of leaves\n";
   session.out << "  " << r.byScan << " from pages in use that the chain did not reach\n";
@@ -121,7 +122,8 @@ void AddRescueCommands(CLI::App& store, Session& session) {
       store, session, "check", "Test every page and record of a file",
       "  kvor store check words.kv\n"
       "\n"
-      "Each finding is a line: the page, the byte within it, its kind and what it is. Damage means\n"
+      "Each finding is a line: the page, the byte within it, its kind and what it is. Damage "
+      "means\n"
       "that records are or may become wrong or out of reach (exit code 1); a leak is space lost\n"
       "and nothing else; a note is no fault.\n");
   check->add_option("FILE", options->file, "The store file")->required();
@@ -129,12 +131,12 @@ void AddRescueCommands(CLI::App& store, Session& session) {
     session.run = [&session, options] { return Check(session, *options); };
   });
 
-  CLI::App* salvage = AddCommand(
-      store, session, "salvage", "Copy what is whole in a damaged file into a new one",
-      "  kvor store salvage broken.kv saved.kv\n"
-      "  kvor store salvage headless.kv saved.kv --key 3\n"
-      "\n"
-      "FROM is never written to. Exit code 1 if records are missing from TO.\n");
+  CLI::App* salvage =
+      AddCommand(store, session, "salvage", "Copy what is whole in a damaged file into a new one",
+                 "  kvor store salvage broken.kv saved.kv\n"
+                 "  kvor store salvage headless.kv saved.kv --key 3\n"
+                 "\n"
+                 "FROM is never written to. Exit code 1 if records are missing from TO.\n");
   salvage->add_option("FROM", options->file, "The damaged file")->required();
   salvage->add_option("TO", options->target, "The file to make; it must not exist")->required();
   AddLayoutOption(*salvage, options->layout);

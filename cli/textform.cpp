@@ -95,8 +95,7 @@ bool TextForm::ToRecord(std::string_view line, std::string& record, std::string&
 }
 
 std::string TextForm::ToLine(std::string_view record) const {
-  const std::string_view shown =
-      record.substr(std::min(record.size(), HiddenFront()));
+  const std::string_view shown = record.substr(std::min(record.size(), HiddenFront()));
   if (IsNumber()) {
     if (shown.size() < NumberBytes) return std::string(shown);
     std::string line = std::to_string(NumberAt(shown)) + '\t';

@@ -1,8 +1,9 @@
 // Terminals and signals on POSIX systems.
 #include "../terminal.h"
 
-#include <csignal>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace kvor {
 namespace {
