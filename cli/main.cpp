@@ -82,7 +82,10 @@ int Parse(CLI::App& app, int argc, char** argv, Session& session) {
   } catch (const CLI::CallForVersion& version) {
     session.out << version.what() << '\n';
   } catch (const CLI::ParseError& error) {
-    Complain("", error.what());
+    const auto unknown = app.remaining(true);
+    const bool required = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    Complain("", required && !unknown.empty() ? "unknown command: " + unknown.front()
+                                              : std::string(error.what()));
     std::cerr << "Try `kvor --help`, `kvor store --help` or `kvor store COMMAND --help`.\n";
     return Failed;
   }

@@ -150,9 +150,9 @@ void AddRecordCommands(CLI::App& store, Session& session) {
   };
   CLI::App* get = add("get", "Print the records with these keys",
                       "  kvor store get words.kv cat dog\n"
-                      "  kvor store get numbers.kv -- -5\n",
+                      "  kvor store get numbers.kv 17 -5\n",
                       Get);
-  get->add_option("KEY", options->keys, "Keys; behind -- they may begin with a minus")->required();
+  get->add_option("KEY", options->keys, "Keys; behind -- they may begin with a dash")->required();
 
   CLI::App* list = add("list", "Print all records in the order of their keys",
                        "  kvor store list words.kv --from ca --limit 20\n"
@@ -166,7 +166,7 @@ void AddRecordCommands(CLI::App& store, Session& session) {
 
   CLI::App* del = add("del", "Delete the records with these keys",
                       "  kvor store del words.kv cat dog\n", Delete);
-  del->add_option("KEY", options->keys, "Keys; behind -- they may begin with a minus")->required();
+  del->add_option("KEY", options->keys, "Keys; behind -- they may begin with a dash")->required();
 }
 
 }  // namespace kvor

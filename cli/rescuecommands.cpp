@@ -86,12 +86,14 @@ void PrintSalvage(Session& session, const SalvageReport& r) {
   if (r.expected)
     session.out << "; the damaged file's header counts " << std::uint64_t{*r.expected};
   session.out << '\n';
-  session.out << "  " << r.byChain << " along the chain of leaves\n";
-  session.out << "  " << r.byScan << " from pages in use that the chain did not reach\n";
-  session.out << "  " << r.fromFreePages
-              << " from pages that count as free: some may have been deleted on purpose\n";
-  if (r.older != 0) session.out << "  " << r.older << " older ones of the same keys left out\n";
-  if (r.givenUp != 0) session.out << "  " << r.givenUp << " places given up\n";
+  const auto line = [&session](std::uint64_t count, const char* words) {
+    if (count != 0) session.out << "  " << count << words << '\n';
+  };
+  line(r.byChain, " along the chain of leaves");
+  line(r.byScan, " from pages in use that the chain did not reach");
+  line(r.fromFreePages, " from room that counts as free: some may have been deleted on purpose");
+  line(r.older, " older ones of the same keys left out");
+  line(r.givenUp, " places given up");
 }
 
 int Salvage(Session& session, const RescueOptions& options) {
