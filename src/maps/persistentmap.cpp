@@ -139,6 +139,7 @@ bool PersistentMap::set_exact_match(bool exact) {
 }
 
 MapCursor* PersistentMap::create_cursor(DataTransfer const& key, int count) {
+  if (!is_usable()) return nullptr;
   return Framed(*this, static_cast<MapCursor*>(nullptr), [&] {
     MapCursor* const made =
         key.Size() > 0 || count != -1 ? _create_cursor(key, count) : _create_cursor();
