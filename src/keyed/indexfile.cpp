@@ -24,16 +24,13 @@ IndexFile IndexFile::EmptyFile;
 
 namespace {
 
-// The store refuses to create a file with this one.
-constinit KEYDESCR const noLayout = {0, 0, -1};
-
 constexpr char const* notInitialized = "Index file not initialized properly";
 constexpr int keyDescrCommand = 1;
 
 }  // namespace
 
 KEYDESCR const& IndexFile::GetKDForType(KDTYPE t) {
-  return t >= KD_TEXT39 && t < KD_STORED ? kdArray[t] : noLayout;
+  return t >= KD_TEXT39 && t < KD_STORED ? kdArray[t] : maps::NoLayout;
 }
 
 // The library's state is built first, so that it outlives a file that is a global object.

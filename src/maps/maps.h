@@ -12,6 +12,9 @@ class ProcessMess;
 
 namespace maps {
 
+// Stands where nobody has named a layout. The store refuses to create a file with it.
+inline constexpr KEYDESCR NoLayout(0, 0, -1);
+
 // The factory that serves the URI's prefix, up to and with its first "://". A URI without one
 // belongs to the standard prefix, and a prefix that nobody serves falls back on it. Null if nobody
 // serves that either.

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "maps/maps.h"
 #include "maps/stdmap.h"
 #include "store/udb.h"
 
@@ -26,7 +27,7 @@ PersistentMap* StdMapFactory::open_map(char const* uri, bool readOnly, KEYDESCR*
 }
 
 PersistentMap* StdMapFactory::create_map(char const* uri, int /*flag*/, KEYDESCR* kd) {
-  return new StdPersistentMap(this, uri, kd != nullptr ? *kd : KEYDESCR());
+  return new StdPersistentMap(this, uri, kd != nullptr ? *kd : NoLayout);
 }
 
 }  // namespace maps

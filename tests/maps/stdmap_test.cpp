@@ -192,8 +192,8 @@ TEST_F(StdMapTest, FileThatCannotBeHadLeavesAnUnusableMapWithTheWords) {
     EXPECT_EQ(map->create_cursor({}, -1), nullptr);
     maps::CloseMap(map);
   }
-  PersistentMap* const noKind = maps::CreateMap(folder.Path("new").c_str(), 0, nullptr);
-  EXPECT_EQ(noKind->get_err_level(), 0);
+  PersistentMap* const noLayout = maps::CreateMap(folder.Path("new").c_str(), 0, nullptr);
+  EXPECT_EQ(noLayout->get_err_mess(), "WRONG KEY");
 }
 
 TEST_F(StdMapTest, StoreFailureIsLevelTwoAndTheMapStaysUsable) {

@@ -1,0 +1,33 @@
+// Keyed files in a folder of the test's own.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <kvorlib/kvorlib.h>
+
+#include "support/tempfolder.h"
+
+class KeyedFixture : public ::testing::Test {
+ protected:
+  std::string Path(std::string const& name) const { return folder.Path(name); }
+  std::u16string WidePath(std::string const& name) const { return A2U(Path(name), 65001); }
+
+  // Words with their translations: text up to the first blank is the key.
+  void CreateWords(IndexFile& file, std::initializer_list<char const*> records) {
+    ASSERT_TRUE(file.Create(Path("words").c_str(), IndexFile::KD_TEXT0));
+    for (std::string const record : records) ASSERT_TRUE(file.Put(record)) << record;
+  }
+  // Records of a 32-bit integer key and a text.
+  static DataTransfer Numbered(int n, char const* text) {
+    DataTransfer record(static_cast<void const*>(&n), sizeof n);
+    record.AppendData(text);
+    return record;
+  }
+
+  TempFolder folder;
+};
+
+inline std::string const Zero(1, '\0');
