@@ -69,16 +69,10 @@ void Build(CLI::App& app, Session& session) {
 int Parse(CLI::App& app, int argc, char** argv, Session& session) {
   try {
     app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& help) {
-    session.run = [&app] {
-      std::cout << app.help() << std::flush;
-      return std::cout ? Fine : Failed;
-    };
+  } catch (const CLI::CallForHelp&) {
+    session.out << app.help();
   } catch (const CLI::CallForAllHelp&) {
-    session.run = [&app] {
-      std::cout << app.help("", CLI::AppFormatMode::All) << std::flush;
-      return std::cout ? Fine : Failed;
-    };
+    session.out << app.help("", CLI::AppFormatMode::All);
   } catch (const CLI::CallForVersion& version) {
     session.out << version.what() << '\n';
   } catch (const CLI::ParseError& error) {
