@@ -12,8 +12,11 @@ void Tree::Insert(StagedEntry& staged) {
   }
   Step at = Cursor();
   bool isCursor = true;
+  // The count of levels in page 0 may be damaged; with one more, no descent would end in a leaf.
+  const bool mayGrow = pathLength < path.size();
   while (InsertInto(at, staged, isCursor)) {
     if (pathLength == 0) {
+      if (!mayGrow) work.Raise(UDB_INDEX_DEPTH_OVERFLOW);
       GrowRoot(staged);
       return;
     }
