@@ -62,7 +62,7 @@ void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
   MarkRun(BitmapOf(page), 0, 1, true);
   if (!entry.fd->Write(0, page.data(), page.size())) {
     const int error = entry.fd->LastError();
-    OpenFiles::Free(entry);
+    entry.fd.reset();
     CurrentHost().Remove(entry.path);
     throw StoreFailure{CodeOfOpening(error)};
   }
