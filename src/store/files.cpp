@@ -93,7 +93,7 @@ int Enter(const char* path, std::string& failure, Body body) {
     return file;
   } catch (const StoreFailure& raised) {
     code = raised.code;
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     code = UDB_SYSTEM_ERROR;
   }
   if (entry != nullptr) OpenFiles::Free(*entry);
@@ -204,8 +204,8 @@ int udbUpgrade(int file) {
   return AttemptRead(entry, [&] {
     WorkFile& work = TheEngine().work;
     if (entry.header.corrupted != 0) return -1;  // with the words of success
-    SetVersion(work.HeaderPage(), CurrentVersion);
-    work.WriteBytes(0, work.HeaderPage());
+    if (work.Version() == OldVersion) SetVersion(work.HeaderPage(), CurrentVersion);
+    work.WriteHeaderPage();
     return 0;
   });
 }

@@ -2,7 +2,7 @@
 // work, and turn what was raised into an answer, all at one place.
 #pragma once
 
-#include <new>
+#include <exception>
 
 #include "store/guard.h"
 #include "store/openfiles.h"
@@ -45,7 +45,7 @@ int Attempt(UdbFile& entry, Body body) {
     answer = body();
   } catch (const StoreFailure& failure) {
     code = failure.code;
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     code = UDB_SYSTEM_ERROR;
   }
   entry.lastError = static_cast<std::uint16_t>(code);
@@ -75,9 +75,12 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
   });
 }
 
+// A failed read has nothing to save but the mark of damage.
 template <typename Body>
 int AttemptRead(UdbFile& entry, Body body) {
-  return AttemptGuarded(entry, body, [&] { udbSaveHeader(entry); });
+  return AttemptGuarded(entry, body, [&] {
+    if (TheEngine().work.FoundDamage()) udbSaveHeader(entry);
+  });
 }
 
 }  // namespace store

@@ -4,6 +4,7 @@
 #include "store/undo.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -21,6 +22,9 @@ struct Head {
   std::uint64_t used;  // bytes of stretches behind the head
   std::uint64_t fileSize;
   platform::FileIdentity identity;
+  std::uint32_t saving;  // pageAfter is filled
+  std::uint8_t pageBefore[PageSize];
+  std::uint8_t pageAfter[PageSize];
   char path[PathLimit];
 };
 
@@ -35,6 +39,21 @@ std::size_t SizeOf(std::uint64_t length) {
   return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
 }
 
+// Whether page 0 of the file is as the update found it, as it was going to leave it, or on the way
+// from the one to the other. A file that was written over in place keeps its identity, not this.
+bool HasPageZeroOf(const Head& head, VirtualFile& file) {
+  std::array<std::uint8_t, PageSize> page;
+  if (file.Read(0, page.data(), page.size()) != static_cast<std::ptrdiff_t>(page.size())) {
+    return false;
+  }
+  for (std::size_t i = 0; i < page.size(); ++i) {
+    const bool known =
+        page[i] == head.pageBefore[i] || (head.saving != 0 && page[i] == head.pageAfter[i]);
+    if (!known) return false;
+  }
+  return true;
+}
+
 // Whether a file that fails to open so will not be had by trying again.
 bool OutOfReach(int error) {
   return error == ENOENT || error == ENOTDIR || error == EACCES || error == EROFS;
@@ -47,10 +66,14 @@ void Publish(T& field, T value) {
 
 }  // namespace
 
+bool UndoLog::InOwnMemory() const { return !ownMemory.empty() && memory == ownMemory.data(); }
+
+// A record goes on where it was begun, even if the other kind of memory comes or goes meanwhile.
 std::byte* UndoLog::Memory(std::size_t bytes) {
-  if (std::byte* const shared = host->LockedMemory(bytes); shared != nullptr) return shared;
-  // A record that was begun in shared memory must not go on elsewhere.
-  if (memory != nullptr && (ownMemory.empty() || memory != ownMemory.data())) return nullptr;
+  if (!InOwnMemory() || !Active()) {
+    if (std::byte* const shared = host->LockedMemory(bytes); shared != nullptr) return shared;
+  }
+  if (memory != nullptr && !InOwnMemory()) return nullptr;
   if (ownMemory.size() < bytes) ownMemory.resize(bytes);
   return ownMemory.data();
 }
@@ -64,7 +87,7 @@ void UndoLog::Attach(Host& current) {
 
 bool UndoLog::Active() const { return memory != nullptr && HeadAt(memory).active != 0; }
 
-bool UndoLog::Begin(const Subject& subject) {
+bool UndoLog::Begin(const Subject& subject, VirtualFile& file) {
   std::byte* const block = Memory(KeptBacked);
   if (block == nullptr) return false;
   memory = block;
@@ -75,8 +98,18 @@ bool UndoLog::Begin(const Subject& subject) {
   const bool fits = subject.path.size() <= PathLimit;
   head.pathLength = fits ? static_cast<std::uint32_t>(subject.path.size()) : 0;
   std::memcpy(head.path, subject.path.data(), head.pathLength);
+  head.saving = 0;
+  const auto wanted = static_cast<std::ptrdiff_t>(PageSize);
+  if (file.Read(0, head.pageBefore, PageSize) != wanted) return false;
   Publish(head.active, std::uint32_t{1});
   return true;
+}
+
+void UndoLog::Announce(const Page& page) {
+  Head& head = HeadAt(memory);
+  Publish(head.saving, std::uint32_t{0});
+  std::copy(page.begin(), page.end(), head.pageAfter);
+  Publish(head.saving, std::uint32_t{1});
 }
 
 bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, std::size_t length) {
@@ -142,8 +175,8 @@ bool UndoLog::Recover(Host& current) {
       current.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
   if (file == nullptr && !OutOfReach(error)) return false;
   platform::FileIdentity identity;
-  const bool same =
-      file != nullptr && file->Identity(identity) && identity == HeadAt(memory).identity;
+  const bool same = file != nullptr && file->Identity(identity) &&
+                    identity == HeadAt(memory).identity && HasPageZeroOf(HeadAt(memory), *file);
   if (same && !PutBack(*file)) return false;
   Drop();
   return true;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "store/host.h"
+#include "store/page.h"
 
 namespace store {
 
@@ -28,8 +29,10 @@ class UndoLog {
     std::uint64_t size;  // of the file before the update
   };
   // Begins to keep. REQUIRES: not Active().
-  // False: there is not memory enough.
-  bool Begin(const Subject& subject);
+  // False: there is not memory enough, or page 0 could not be read.
+  bool Begin(const Subject& subject, VirtualFile& file);
+  // Page 0 is about to become this. REQUIRES: Active(), and page 0 is as it was at Begin.
+  void Announce(const Page& page);
   // Keeps the bytes of a stretch as they are, so far as they lie within the file of Begin; to be
   // called before they are overwritten. False, with nothing kept, if they could not be read or
   // there is no memory for them.
@@ -41,11 +44,13 @@ class UndoLog {
   void Drop();
 
   // Takes back the update of a process that died in it, if there is one. A file that is gone, or
-  // another one under its name, is let be. False if the file is there and could not be mended.
+  // another one under its name or written over it, is let be. False if the file is there and could
+  // not be mended.
   bool Recover(Host& host);
 
  private:
   std::byte* Memory(std::size_t bytes);
+  bool InOwnMemory() const;
 
   Host* host = nullptr;
   std::byte* memory = nullptr;

@@ -28,28 +28,29 @@ int CodeOfErrno(int error) {
 void WorkFile::Attach(UdbFile& file) {
   entry = &file;
   slotA.filled = slotB.filled = slotH.filled = false;
-  dirty = marked = false;
-  figureFreed = 0;
+  dirty = marked = foundDamage = false;
+  figureToGiveBack = 0;
 }
 
 void WorkFile::LoadHeader() {
   slotA.filled = slotB.filled = slotH.filled = false;
   ReadBytes(0, slotH.bytes);
-  AdoptHeader();
-}
-
-void WorkFile::AdoptHeader() {
-  const auto found = VersionOf(slotH.bytes);
-  if (!found) Raise(UDB_FILE_CORRUPTED);
-  version = *found;
+  if (!VersionOf(slotH.bytes)) Raise(UDB_FILE_CORRUPTED);
+  version = Load32(slotH.bytes.data());
   entry->header = headerBefore = Header::Load(slotH.bytes);
   slotH.filled = true;
+}
+
+std::uint32_t WorkFile::Version() {
+  if (version != OldVersion && version != CurrentVersion) Raise(UDB_FILE_CORRUPTED);
+  return version;
 }
 
 void WorkFile::Raise(int code) {
   if (code == UDB_FILE_ACCESS) code = CodeOfErrno(entry->fd ? entry->fd->LastError() : errno);
   if (code == UDB_FILE_CORRUPTED && slotH.filled && entry->writable != 0) {
     entry->header.corrupted = 1;
+    foundDamage = true;
   }
   errno = 0;
   throw StoreFailure{code};
@@ -66,16 +67,15 @@ void WorkFile::ReadBytes(std::uint64_t offset, std::span<std::uint8_t> out) {
 }
 
 void WorkFile::BeginUndo() {
+  if (entry->writable == 0) Raise(UDB_SYSTEM_ERROR);
   if (undo.Active()) return;
   const std::int64_t size = entry->fd->Size();
   if (size < 0) Raise(UDB_SYSTEM_ERROR);
-  if (!undo.Begin({entry->path, entry->identity, static_cast<std::uint64_t>(size)})) {
-    Raise(UDB_SYSTEM_ERROR);
-  }
+  const UndoLog::Subject subject{entry->path, entry->identity, static_cast<std::uint64_t>(size)};
+  if (!undo.Begin(subject, *entry->fd)) Raise(UDB_SYSTEM_ERROR);
 }
 
-void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes) {
-  if (entry->writable == 0) Raise(UDB_SYSTEM_ERROR);
+void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   // Pages that were free before hold nothing that anybody would miss.
   const auto first = static_cast<std::uint32_t>(offset / PageSize);
   const auto last = static_cast<std::uint32_t>((offset + bytes.size() - 1) / PageSize);
@@ -83,7 +83,7 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes) {
   for (std::uint32_t page = first; page <= last && !inUse; ++page) inUse = WasInUse(page);
   BeginUndo();
   if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
-  if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(UDB_FILE_ACCESS);
+  if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
 }
 
 void WorkFile::CheckPageNumber(std::uint16_t page) {
@@ -129,7 +129,7 @@ void WorkFile::PatchLink(std::uint16_t neighbour, Link link, const PageSlot& fro
   }
   std::array<std::uint8_t, 2> value;
   Store16(value.data(), to);
-  WriteBytes(OffsetOf(neighbour) + place, value);
+  WriteBytes(OffsetOf(neighbour) + place, value, UDB_SYSTEM_ERROR);
   for (PageSlot* slot : {&slotA, &slotB}) {
     if (slot->Holds(neighbour)) Store16(slot->bytes.data() + place, to);
   }
@@ -143,12 +143,19 @@ void WorkFile::Mark(std::uint32_t first, std::uint32_t count, bool inUse) {
   const std::uint32_t touched = MarkRun(BitmapOf(slotH.bytes), first, count, inUse);
   const auto moved = static_cast<std::uint16_t>(touched * count);
   std::uint16_t& figure = entry->header.freePages;
-  if (inUse) {
-    figure = static_cast<std::uint16_t>(figure - moved);
-  } else {
-    figure = static_cast<std::uint16_t>(figure + moved);
-    figureFreed = static_cast<std::uint16_t>(figureFreed + moved);
+  figure = static_cast<std::uint16_t>(inUse ? figure - moved : figure + moved);
+  // Taken back, pages freed are in use again, and pages first freed and then taken are no loss.
+  if (!inUse) figureToGiveBack = static_cast<std::uint16_t>(figureToGiveBack - moved);
+  if (inUse && WereAllInUse(first, count)) {
+    figureToGiveBack = static_cast<std::uint16_t>(figureToGiveBack + moved);
   }
+}
+
+bool WorkFile::WereAllInUse(std::uint32_t first, std::uint32_t count) const {
+  for (std::uint32_t page = first; page < first + count; ++page) {
+    if (!WasInUse(page)) return false;
+  }
+  return true;
 }
 
 bool WorkFile::WasInUse(std::uint32_t page) const {
@@ -170,6 +177,8 @@ void WorkFile::FreeRun(std::uint16_t first, std::uint32_t count) {
 
 void WorkFile::AllocatePage(PageSlot& slot) {
   const std::uint16_t page = AllocateRun(1);
+  // A damaged bitmap may offer a page of the tree; not the one that is just being split, at least.
+  if (slotA.Holds(page) || slotB.Holds(page)) Raise(UDB_FILE_CORRUPTED);
   slot.bytes.fill(0);
   slot.number = page;
   slot.filled = true;
@@ -178,6 +187,12 @@ void WorkFile::AllocatePage(PageSlot& slot) {
 void WorkFile::SaveHeader() {
   if (!slotH.filled || (!dirty && entry->header.journal == 0)) return;
   entry->header.Store(slotH.bytes);
+  WriteHeaderPage();
+}
+
+void WorkFile::WriteHeaderPage() {
+  BeginUndo();
+  undo.Announce(slotH.bytes);
   WriteBytes(0, slotH.bytes);
 }
 
@@ -190,8 +205,8 @@ bool WorkFile::TakeBack() {
   header.depth = headerBefore.depth;
   header.recordCount = headerBefore.recordCount;
   if (!marked) return true;
-  header.freePages = static_cast<std::uint16_t>(header.freePages - figureFreed);
-  figureFreed = 0;
+  header.freePages = static_cast<std::uint16_t>(header.freePages + figureToGiveBack);
+  figureToGiveBack = 0;
   const auto before = BitmapOf(static_cast<const Page&>(pageBefore));
   const auto now = BitmapOf(slotH.bytes);
   std::transform(now.begin(), now.end(), before.begin(), now.begin(),

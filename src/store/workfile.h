@@ -28,13 +28,12 @@ class WorkFile {
   void Attach(UdbFile& entry);
   // Reads page 0 anew: the header in the file, not the table's copy, is the truth.
   void LoadHeader();
-  // Takes the page built in HeaderPage() for page 0, as when a file is made.
-  void AdoptHeader();
 
   UdbFile& File() { return *entry; }
   Header& Head() { return entry->header; }
   const KEYDESCR& KeyDescr() const { return entry->header.key; }
-  std::uint32_t Version() const { return version; }
+  // Raises FILE CORRUPTED when only the first byte of the version is one of a store file.
+  std::uint32_t Version();
   Page& HeaderPage() { return slotH.bytes; }
   UndoLog& Undo() { return undo; }
 
@@ -43,11 +42,14 @@ class WorkFile {
   // Never returns. UDB_FILE_ACCESS travels as what errno makes of it. UDB_FILE_CORRUPTED on a file
   // opened for writing sets the mark in the table's copy of the header.
   [[noreturn]] void Raise(int code);
+  // Whether this operation has set that mark.
+  bool FoundDamage() const { return foundDamage; }
 
   // ---- Bytes and pages ----
 
   void ReadBytes(std::uint64_t offset, std::span<std::uint8_t> out);
-  void WriteBytes(std::uint64_t offset, Bytes bytes);
+  // `codeOfFailure`: raised when the file does not take the bytes.
+  void WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure = UDB_FILE_ACCESS);
 
   // The tree page, from the slot that holds it or read into the preferred one.
   PageSlot& Fetch(std::uint16_t page, PageSlot& preferred);
@@ -75,6 +77,7 @@ class WorkFile {
 
   // ---- Ends of an operation ----
 
+  void WriteHeaderPage();
   // Writes page 0, header and bitmap together, if anything in it changed or the file is journaled.
   void SaveHeader();
   void MarkDirty() { dirty = true; }
@@ -90,6 +93,7 @@ class WorkFile {
 
  private:
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
+  bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   void BeginUndo();
 
   UdbFile* entry = nullptr;
@@ -99,9 +103,10 @@ class WorkFile {
   UndoLog undo;
   // As they were when page 0 was loaded.
   Header headerBefore;
-  Page pageBefore;                // valid once `marked`
-  bool marked = false;            // the bitmap has changed
-  std::uint16_t figureFreed = 0;  // by how much freeing has raised freePages
+  Page pageBefore;      // valid once `marked`
+  bool marked = false;  // the bitmap has changed
+  bool foundDamage = false;
+  std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
 };
 
 }  // namespace store

@@ -283,6 +283,56 @@ TEST_F(FileTableTest, ClearingFailsWhileSomebodyElseHoldsTheFile) {
   EXPECT_EQ(Count(other), 0U);
 }
 
+// Whichever call of a clearing fails: a number whose file is lost stays its holder's, until closed.
+TEST_F(FileTableTest, NumberThatClearingLostIsNobodyElsesUntilItIsClosed) {
+  for (int nth = 1; nth < 30; ++nth) {
+    SCOPED_TRACE(nth);
+    const int file = Create("/m/a.udb");
+    host.FailCall(nth, MemoryHost::Fault::Fail);
+    const int answer = udbClear(file);
+    const std::string struck = host.Struck();
+    host.Heal();
+    const int other = Create("/m/b.udb");
+    EXPECT_NE(other, file) << struck;
+    EXPECT_EQ(udbClose(file) == 0, answer == 0 || struck == "read" || struck == "lock") << struck;
+    EXPECT_EQ(udbClose(other), 0);
+    host.Forget("/m/a.udb");
+    host.Forget("/m/b.udb");
+    if (struck.empty()) return;
+  }
+  ADD_FAILURE() << "a clearing makes fewer calls";
+}
+
+// Only external records depend on the rest of the version.
+TEST_F(FileTableTest, VersionWithAKnownFirstByteAloneServesInlineRecords) {
+  int file = Create("/m/a.udb");
+  EXPECT_EQ(Insert(file, "a b"), 0);
+  EXPECT_EQ(Insert(file, Record("b", 5000)), 0);
+  EXPECT_EQ(udbClose(file), 0);
+  host.Bytes("/m/a.udb")[1] = 1;
+  file = Open("/m/a.udb");
+  const std::string before = host.Bytes("/m/a.udb");
+  std::string record;
+  EXPECT_EQ(Get(file, "a ", record), 0);
+  EXPECT_EQ(Get(file, "b ", record), -1);
+  EXPECT_EQ(ErrorText(file), "FILE CORRUPTED");
+  EXPECT_EQ(udbUpgrade(file), -1);
+  EXPECT_EQ(host.Bytes("/m/a.udb"), before);
+}
+
+TEST_F(FileTableTest, FailedReadOfAJournaledReadOnlyFileKeepsItsCode) {
+  int file = Create("/m/a.udb");
+  EXPECT_EQ(Insert(file, "a 12345"), 0);
+  EXPECT_EQ(udbClose(file), 0);
+  std::string& bytes = host.Bytes("/m/a.udb");
+  bytes[17] = 1;
+  bytes[4096 + 12 + 3] ^= 1;  // the record's checksum
+  file = Open("/m/a.udb", 0);
+  std::string record;
+  EXPECT_EQ(Get(file, "a ", record), -1);
+  EXPECT_EQ(ErrorText(file), "CHECKSUM ERROR");
+}
+
 // What waits for the mutex and cannot have it answers with failure, and what never waits goes on.
 TEST_F(FileTableTest, OnlyOperationsThatTakeTheMutexTimeOut) {
   const int file = Create("/m/a.udb");
