@@ -14,7 +14,7 @@ namespace store {
 namespace {
 
 constexpr std::size_t PathLimit = 4096;
-constexpr std::size_t KeptBacked = 256 * 1024;  // more than an update of tree pages ever needs
+constexpr std::size_t KeptBacked = 256U << 10;  // more than an update of tree pages ever needs
 
 struct Head {
   std::uint32_t active;
