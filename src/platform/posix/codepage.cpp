@@ -60,9 +60,10 @@ std::unique_ptr<CodePage> BuildCodePage(int number) {
   return TableCodePage::Build(*row);
 }
 
-// Null when there is no conversion; asked once for each number that has a row.
+// Null when there is no conversion.
 const CodePage* FindConversion(int number) {
-  static std::map<int, std::unique_ptr<CodePage>> built;
+  // Never destroyed: objects that die when the process ends may still convert.
+  static auto& built = *new std::map<int, std::unique_ptr<CodePage>>;
   const auto known = built.find(number);
   if (known != built.end()) return known->second.get();
   auto page = BuildCodePage(number);
