@@ -106,8 +106,8 @@ void RefuseToLoseRecords(const FileOptions& options) {
   const StoreReport report = CheckStore(options.file);
   if (report.version != 23 || report.externalRecords == 0 || options.force) return;
   throw Failure(options.file,
-                std::to_string(report.externalRecords) +
-                    " long records could not be read any more after an upgrade; `kvor store copy` "
+                Counted(report.externalRecords, "long record") +
+                    " could not be read any more after an upgrade; `kvor store copy` "
                     "makes a file of version 24 with all of them (--force upgrades all the same)");
 }
 
@@ -180,7 +180,7 @@ int Copy(Session& session, const FileOptions& options) {
     session.out << Json("from", options.file)("to", options.target)("records", copied).Text()
                 << '\n';
   } else {
-    session.out << std::uint64_t(copied) << " records copied\n";
+    session.out << Counted(static_cast<std::uint64_t>(copied), "record") << " copied\n";
   }
   if (whole && copied == expected) return Fine;
   throw Failure(options.target, "Copy error: " + std::to_string(copied) + " of " +

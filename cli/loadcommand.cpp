@@ -74,9 +74,9 @@ void PrintCounts(Session& session, const LoadOptions& options, const Counts& cou
                 << '\n';
     return;
   }
-  session.out << counts.stored << " records stored";
+  session.out << Counted(counts.stored, "record") << " stored";
   if (counts.present != 0) session.out << ", " << counts.present << " left alone: the key is there";
-  if (counts.refused != 0) session.out << ", " << counts.refused << " lines refused";
+  if (counts.refused != 0) session.out << ", " << Counted(counts.refused, "line") << " refused";
   session.out << '\n';
 }
 

@@ -59,10 +59,10 @@ void Build(CLI::App& app, Session& session) {
   CLI::App* store = app.add_subcommand("store", "Make, fill, read, check and save store files");
   store->require_subcommand(1);
   store->footer(std::string(StoreFooter) + "\n" + ExitCodes);
-  AddFileCommands(*store, session);
-  AddRecordCommands(*store, session);
   AddLoadCommand(*store, session);
+  AddRecordCommands(*store, session);
   AddBatchCommand(*store, session);
+  AddFileCommands(*store, session);
   AddRescueCommands(*store, session);
 }
 

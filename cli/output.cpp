@@ -17,6 +17,10 @@ void Complain(const std::string& about, const std::string& words) {
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+std::string Counted(std::uint64_t count, std::string_view noun) {
+  return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 void Output::Write() {
   const std::string piece = std::move(pending);
   pending.clear();

@@ -8,6 +8,9 @@
 
 namespace kvor {
 
+// "1 record", "2 records".
+std::string Counted(std::uint64_t count, std::string_view noun);
+
 // Collects text and writes it in large pieces. Throws Failure, or OutputClosed when the reader of a
 // pipe has gone.
 class Output {

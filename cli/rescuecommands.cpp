@@ -57,9 +57,10 @@ void PrintVerdict(Session& session, const std::string& file, const StoreReport& 
   if (found > r.findings.size()) {
     session.out << "... and " << found - r.findings.size() << " more\n";
   }
-  session.out << file << ": " << (sound ? "sound" : "damaged") << ", " << r.records << " records";
-  if (!sound) session.out << " reached, " << r.damages << " damages";
-  if (r.leakedPages != 0) session.out << ", " << std::uint64_t{r.leakedPages} << " pages lost";
+  session.out << file << ": " << (sound ? "sound" : "damaged") << ", "
+              << Counted(r.records, "record");
+  if (!sound) session.out << " reached, " << Counted(r.damages, "place") << " damaged";
+  if (r.leakedPages != 0) session.out << ", " << Counted(r.leakedPages, "page") << " lost";
   session.out << '\n';
 }
 
@@ -82,7 +83,7 @@ void PrintSalvage(Session& session, const SalvageReport& r) {
     session.out << json.Text() << '\n';
     return;
   }
-  session.out << r.Saved() << " records saved";
+  session.out << Counted(r.Saved(), "record") << " saved";
   if (r.expected)
     session.out << "; the damaged file's header counts " << std::uint64_t{*r.expected};
   session.out << '\n';
@@ -92,8 +93,8 @@ void PrintSalvage(Session& session, const SalvageReport& r) {
   line(r.byChain, " along the chain of leaves");
   line(r.byScan, " from pages in use that the chain did not reach");
   line(r.fromFreePages, " from room that counts as free: some may have been deleted on purpose");
-  line(r.older, " older ones of the same keys left out");
-  line(r.givenUp, " places given up");
+  line(r.older, " left out: another of the same key was saved before");
+  line(r.givenUp, " given up");
 }
 
 int Salvage(Session& session, const RescueOptions& options) {

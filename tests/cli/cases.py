@@ -6,6 +6,7 @@
 """
 import json
 import os
+import re
 import resource
 import signal
 import subprocess
@@ -15,6 +16,7 @@ import time
 import traceback
 
 KVOR = ''
+HERE = os.path.dirname(os.path.abspath(__file__))
 PAGE = 4096
 WORDS = 'cat a small animal\ndog a friend\ncow кошка\n'
 
@@ -87,7 +89,7 @@ def case_each_layout_prints_what_was_loaded():
         name = f'f{layout}'
         text = ''.join(line + '\n' for line in lines)
         run('create', name, '--key', str(layout), out='')
-        run('load', name, stdin=text, out=f'{len(lines)} records stored\n')
+        assert rows('load', name, stdin=text)[0]['stored'] == len(lines)
         assert sorted(run('list', name).splitlines()) == sorted(lines), layout
         # Lines and bytes both make the same file again.
         for form in ([], ['--hex']):
@@ -98,14 +100,14 @@ def case_each_layout_prints_what_was_loaded():
         run('get', name, '--', *keys, out=run('list', name))
         run('del', name, '--', *keys, out='')
         run('check', name, out=f'{name}: sound, 0 records\n')
-    run('load', 'i', '--key', '7', stdin='5 five\n', out='1 records stored\n')
+    run('load', 'i', '--key', '7', stdin='5 five\n', out='1 record stored\n')
     run('list', 'i', out='5\tfive\n')
 
 
 def case_load_reports_what_it_leaves_out():
     words()
     run('load', 'w', stdin='cat again\nelk\neel long\n\nb\0d x\nb\xff y\n'.encode('latin-1'), code=1,
-        out='1 records stored, 1 left alone: the key is there, 4 lines refused\n',
+        out='1 record stored, 1 left alone: the key is there, 4 lines refused\n',
         err='kvor: standard input:2: Record contains a wrong key\n'
             'kvor: standard input:4: an empty line\n'
             'kvor: standard input:5: a zero byte inside the text\n'
@@ -115,7 +117,7 @@ def case_load_reports_what_it_leaves_out():
     run('load', 'w', 'more', '--replace', out='2 records stored\n')
     run('get', 'w', 'cat', 'fox', out='cat once more\nfox red\n')
     run('load', 'w', stdin='k' * 127 + ' x\n', code=1, err='standard input:1: ',
-        out='0 records stored, 1 lines refused\n')
+        out='0 records stored, 1 line refused\n')
     run('load', 'w', 'missing', code=2, err='kvor: missing: No such file or directory\n')
     run('load', 'w', '.', code=2, err='kvor: .: cannot be read\n', out='0 records stored\n')
     run('load', 'new', stdin='a b\n', code=2, err='kvor: new: NONEXISTENT FILE')
@@ -173,8 +175,8 @@ def case_copy_and_upgrade():
     run('copy', 'none', 'c', code=2, err='kvor: none: NONEXISTENT FILE\n')
     assert not os.path.exists('c')
     patch('w', 0, b'\x17')  # version 23
-    run('load', 'w', stdin='long ' + 'x' * 5000 + '\n', out='1 records stored\n')
-    run('upgrade', 'w', code=2, err='1 long records could not be read')
+    run('load', 'w', stdin='long ' + 'x' * 5000 + '\n', out='1 record stored\n')
+    run('upgrade', 'w', code=2, err='1 long record could not be read')
     run('copy', 'w', 'c', out='4 records copied\n')
     run('del', 'w', 'long')
     run('upgrade', 'w', out='')
@@ -205,6 +207,20 @@ def case_json_is_valid_whatever_the_bytes():
     patch('b', PAGE, b'z')
     found = rows('check', 'b', code=1)
     assert found[0]['kind'] == 'damage' and found[0]['fileOffset'] == PAGE, found
+
+
+def case_example_of_the_format_is_what_the_tool_writes():
+    run('load', 'tiny.kv', '--key', '3', stdin='cat кошка\ndog a friend\n')
+    run('load', 'tiny.kv', stdin='zoo ' + 'z' * 3000 + '\n')
+    made = content('tiny.kv')
+    assert len(made) == 3 * PAGE
+    with open(os.path.join(HERE, '../../docs/store-format.md'), encoding='utf-8') as page:
+        dump = [line[4:].split('  ')[0] for line in page if re.match('    [0-9a-f]{8}: ', line)]
+    assert len(dump) == 8
+    for line in dump:
+        at, data = line.split(': ')
+        expected = bytes.fromhex(data)
+        assert made[int(at, 16):int(at, 16) + len(expected)] == expected, line
 
 
 def case_help_and_version():
@@ -293,7 +309,7 @@ def case_damaged_file_is_told_and_salvaged():
     patch('w', first * PAGE + 60, b'#')
     out = run('check', 'w', code=1)
     assert out.startswith(f'page {first} offset 12: damage: the checksum of the record is wrong\n')
-    assert out.endswith('w: damaged, 400 records reached, 1 damages\n')
+    assert out.endswith('w: damaged, 400 records reached, 1 place damaged\n')
     run('get', 'w', 'key0000', code=2, err='kvor: w: CHECKSUM ERROR')
     run('list', 'w', code=2, err='kvor: w: CHECKSUM ERROR')
     damaged = content('w')
