@@ -176,6 +176,7 @@ TEST(CodePage, PutsTheNearestForWhatItLacks) {
       {949, "A|", u"À¦"},
       {1251, "??a??", u"日\u200Ba\U0001F600"},
       {932, "???", u"\U0001F600\u200B"},
+      {437, "\xE6?", u"\u00B5\u03BC"},  // the byte is the one sign, not the other
   };
   for (const Fact& fact : fits)
     EXPECT_EQ(Encoded(fact.codePage, fact.text), fact.bytes) << fact.codePage;

@@ -26,7 +26,7 @@ TEST(WideFormat, FormatsNumbersAsPrintfDoes) {
             u"[   42][42   ][00042][+42][ 42][0xff]");
   EXPECT_EQ(Format(u"[%.3d][%8.3d][%*d][%-*d][%*d]", 7, 7, 4, 7, 4, 7, -4, 7),
             u"[007][     007][   7][7   ][7   ]");
-  EXPECT_EQ(Format(u"[%.0d][%.*d][%.*d]", 0, 3, 5, -1, 5), u"[][005][5]");
+  EXPECT_EQ(Format(u"[%.0d][%.*d][%.*d]", 0, 3, 5, -1, 0), u"[][005][0]");
   EXPECT_EQ(Format(u"%hd %hhd %hu %hhu", 65537, 257, 65537, 257), u"1 1 1 1");
   EXPECT_EQ(Format(u"%ld %lu %lld %I64d", LONG_MIN, ULONG_MAX, LLONG_MIN, LLONG_MAX),
             A2U(std::to_string(LONG_MIN) + ' ' + std::to_string(ULONG_MAX) + ' ' +
