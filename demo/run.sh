@@ -39,8 +39,8 @@ took "$records lines, $(size "$lines")"
 step "Loading them into a store file, keyed by the text up to the first blank"
 "$kvor" store load "$store" "$lines" --key 3 | indent
 elapsed=$(seconds)
-took "$records records, $(size "$store"), $(awk -v n="$records" -v t="$elapsed" \
-  'BEGIN { printf "%d", n / (t > 0 ? t : 0.01) }') records a second,"
+rate=$(awk -v n="$records" -v t="$elapsed" 'BEGIN { printf "%d", n / (t > 0 ? t : 0.01) }')
+echo "    $(size "$store") in $elapsed s, $rate records a second"
 
 step "Looking words up"
 "$kvor" store get "$store" dictionary linguistics thread tree | indent
