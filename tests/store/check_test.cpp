@@ -79,7 +79,9 @@ struct Landmarks {
     longEntry = run = 0;
     for (std::uint32_t n = firstLeaf; n != 0 && run == 0; n = TreePage::Of(page)->Next()) {
       page = PageAt(bytes, n);
-      for (std::size_t at = 0; const auto e = TreePage::Of(page)->At(at); at += e->Size()) {
+      const TreePage leaf = *TreePage::Of(page);
+      for (std::size_t at = 0; at < leaf.Used(); at += leaf.At(at)->Size()) {
+        const auto e = leaf.At(at);
         if (e->Form() != EntryForm::Key || run != 0) continue;
         run = e->Child();
         longEntry = n * PageSize + EntriesAt + at;
