@@ -114,6 +114,7 @@ class StoreTest : public ::testing::Test {
     EXPECT_EQ(image::Damage(found), "");
     if (!leaksAllowed) {
       EXPECT_TRUE(found.leaked.empty()) << found.leaked.size() << " pages leaked";
+      EXPECT_EQ(found.freePagesShort, 0);
     }
     return found;
   }

@@ -60,6 +60,8 @@ int Compare(const KEYDESCR& kd, const Bytes& a, const Bytes& b);
 
 struct Findings {
   std::vector<std::string> damage;
+  // Of how many pages freePages is short, counted as the allocations of this tree count them.
+  int freePagesShort = 0;
   std::set<unsigned> leaked;                     // marked in use, and nobody's
   std::vector<std::pair<Bytes, Bytes>> records;  // key and record, in the order of the leaves
   std::set<unsigned> leaves;
