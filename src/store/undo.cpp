@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 namespace store {
 
@@ -41,11 +42,12 @@ std::size_t SizeOf(std::uint64_t length) {
 
 // Whether page 0 of the file is as the update found it, as it was going to leave it, or on the way
 // from the one to the other. A file that was written over in place keeps its identity, not this.
-bool HasPageZeroOf(const Head& head, VirtualFile& file) {
+// Nothing if it cannot be read now.
+std::optional<bool> HasPageZeroOf(const Head& head, VirtualFile& file) {
   std::array<std::uint8_t, PageSize> page;
-  if (file.Read(0, page.data(), page.size()) != static_cast<std::ptrdiff_t>(page.size())) {
-    return false;
-  }
+  const std::ptrdiff_t got = file.Read(0, page.data(), page.size());
+  if (got < 0) return std::nullopt;
+  if (got != static_cast<std::ptrdiff_t>(page.size())) return false;
   for (std::size_t i = 0; i < page.size(); ++i) {
     const bool known =
         page[i] == head.pageBefore[i] || (head.saving != 0 && page[i] == head.pageAfter[i]);
@@ -174,10 +176,13 @@ bool UndoLog::Recover(Host& current) {
   const auto file =
       current.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
   if (file == nullptr && !OutOfReach(error)) return false;
-  platform::FileIdentity identity;
-  const bool same = file != nullptr && file->Identity(identity) &&
-                    identity == HeadAt(memory).identity && HasPageZeroOf(HeadAt(memory), *file);
-  if (same && !PutBack(*file)) return false;
+  if (file != nullptr) {
+    platform::FileIdentity identity;
+    if (!file->Identity(identity)) return false;
+    const auto same = identity == HeadAt(memory).identity ? HasPageZeroOf(HeadAt(memory), *file)
+                                                          : std::optional(false);
+    if (!same || (*same && !PutBack(*file))) return false;
+  }
   Drop();
   return true;
 }
