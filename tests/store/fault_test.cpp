@@ -270,7 +270,7 @@ TEST_F(FaultTest, TakingBackAfterACrashMayFailAndIsDoneByTheNext) {
     ASSERT_EQ(answer, -1);
     if (host.Struck() != "write") continue;
     ++crashes;
-    for (const Fault second : {Fault::Fail, Fault::Short, Fault::Crash}) {
+    for (const Fault second : {Fault::Fail, Fault::NoSpace, Fault::Crash}) {
       for (int failAt = 1; failAt < 40; ++failAt) {
         SCOPED_TRACE(std::to_string(crashAt) + ", then " + std::to_string(failAt));
         file = prepare();
