@@ -37,11 +37,9 @@ OpenedMap ClearedTarget(char const* uri, ProcessMess* mess, KEYDESCR* kd) {
 }
 
 // A source that breaks off in the middle has not been copied, though the target took all it got.
-bool CopyAll(PersistentMap& target, char const* sourceUri, ProcessMess* mess, KEYDESCR* kd) {
-  OpenedMap const source(OpenMap(sourceUri, true, kd));
-  if (source == nullptr || !source->is_usable()) return false;
-  std::unique_ptr<MapCursor> const walk(source->create_cursor(DataTransfer(), -1));
-  return walk != nullptr && target.copy(walk.get(), mess) && !source->has_error();
+bool CopyAll(PersistentMap& target, PersistentMap& source, ProcessMess* mess) {
+  std::unique_ptr<MapCursor> const walk(source.create_cursor(DataTransfer(), -1));
+  return walk != nullptr && target.copy(walk.get(), mess) && !source.has_error();
 }
 
 }  // namespace
@@ -52,10 +50,14 @@ PersistentMap* CopyMap(char const* target, char const* source, ProcessMess* mess
     if (mess != nullptr) mess->AddMessage(u"Source and target names should have prefixes");
     return nullptr;
   }
+  // Opened before anything is cleared: a store file that somebody holds cannot be, so that copying
+  // a file onto itself, by whatever name, does it no harm.
+  OpenedMap const from(OpenMap(source, true, kd));
   OpenedMap map = ClearedTarget(target, mess, kd);
   if (map == nullptr) map.reset(CreateMap(target, flag, kd));
-  if (map != nullptr && map->is_usable() && !CopyAll(*map, source, mess, kd))
-    map->set_state(ErrData::ERR_ERROR, "Copy error");
+  if (map == nullptr || !map->is_usable()) return map.release();
+  bool const readable = from != nullptr && from->is_usable();
+  if (!readable || !CopyAll(*map, *from, mess)) map->set_state(ErrData::ERR_ERROR, "Copy error");
   return map.release();
 }
 

@@ -186,6 +186,21 @@ TEST_F(IndexFileTest, CopyHoldsTheTargetOpenAndTellsByItsStateWhetherAllCame) {
   EXPECT_EQ(copied.Size(), 2);
 }
 
+TEST_F(IndexFileTest, FileIsNeverCopiedOntoItself) {
+  IndexFile words;
+  CreateWords(words, {"cat кошка", "dog собака"});
+  words.Close();
+  std::filesystem::create_hard_link(Path("words"), Path("linked"));
+  for (char const* const name : {"words", "linked"}) {
+    IndexFile copied;
+    std::string const target = "std://" + Path(name), source = "std://" + Path("words");
+    EXPECT_FALSE(copied.Copy(target.c_str(), source.c_str(), IndexFile::KD_TEXT0, nullptr));
+    EXPECT_EQ(copied.GetIndHandle()->get_err_mess(), "SYSTEM ERROR");
+  }
+  ASSERT_TRUE(words.Open(Path("words").c_str(), true));
+  EXPECT_EQ(words.Size(), 2);
+}
+
 TEST_F(IndexFileTest, StandardPrefixIsTakenOnlyIfSomebodyServesIt) {
   EXPECT_FALSE(IndexFile::SetStdPrefix(static_cast<char const*>(nullptr)));
   EXPECT_TRUE(IndexFile::SetStdPrefix(u"nobody://"));  // falls back on the standard factory

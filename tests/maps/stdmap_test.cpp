@@ -96,8 +96,8 @@ TEST_F(StdMapTest, RecordIsStoredOnlyUnderItsOwnBareKey) {
       {fixed, "ab" + zero, "-ab-", "Record don't contain key"},
       {number, seven, seven + "x", ""},
       {number, seven, seven, "Record doesn't contain key"},
-      {text, "cat", "01cat " + std::string(0xFFFFFF, 'x'), "Too long record"},
-      {text, "cat", "01cat " + std::string(0xFFFFFF - 6, 'x'), "WRONG RECORD LENGTH"},
+      {text, "cat", "01cat " + std::string(udbMaxRecord, 'x'), "Too long record"},
+      {text, "cat", "01cat " + std::string(udbMaxRecord - 6, 'x'), "WRONG RECORD LENGTH"},
   };
   int n = 0;
   for (auto const& c : cases) {
