@@ -40,7 +40,7 @@ for header in "$tree"/include/kvorlib/*.h; do
 done
 
 user_project() {
-  cmake -S "$here/user" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$tree" &&
+  cmake -G Ninja -S "$here/user" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$tree" &&
     cmake --build "$work/cmake"
 }
 user_project >"$work/user.log" 2>&1 || { cat "$work/user.log" >&2; fail "the user's CMake project"; }
