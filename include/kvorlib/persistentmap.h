@@ -86,7 +86,8 @@ class KVORLIB_API PersistentMap {
 
   // One more holder. Letting go falls to the list of maps.
   void add_ref() { ++refCount; }
-  // For the layers above, which have failures of their own to tell of this map.
+  // For the layers above, which have failures of their own to tell of this map. An unusable map
+  // keeps its state.
   void set_state(int level, std::string const& words);
 
  protected:

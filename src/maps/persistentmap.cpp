@@ -155,6 +155,7 @@ std::string PersistentMap::get_full_err_mess(DataTransfer const& key) const {
 }
 
 void PersistentMap::set_state(int level, std::string const& words) {
+  if (!is_usable()) return;  // for good, whatever a layer above has to tell
   errLevel = level;
   errMess = words;
 }

@@ -46,6 +46,10 @@ TEST_F(IndexFileTest, WordsOfAFailedOpeningAreOnTheMapUntilClose) {
   EXPECT_FALSE(file.Open(static_cast<char const*>(nullptr), true));
   EXPECT_FALSE(file.Create(Path("new").c_str(), IndexFile::KD_STORED));
   EXPECT_EQ(file.GetIndHandle()->get_err_mess(), "WRONG KEY");
+  // A key or a record that cannot be served must not bring the file to life.
+  EXPECT_FALSE(file.Find(std::string()) || file.Put(std::string("k r")));
+  EXPECT_FALSE(file.IsValid());
+  EXPECT_EQ(file.GetIndHandle()->get_err_mess(), "WRONG KEY");
 }
 
 TEST_F(IndexFileTest, OpenComparesTheLayoutUnlessTheStoredOneIsAskedFor) {

@@ -80,6 +80,7 @@ TEST_F(PersistentMapTest, UnusableMapRefusesEverythingAndRepeatsItsWords) {
                map->copy(nullptr, nullptr) || map->set_exact_match(true) ||
                map->extra_command(1, nullptr, true));
   EXPECT_EQ(map->size(), -1);
+  map->set_state(2, "told from above");
   EXPECT_EQ(map->get_err_mess(), "burnt");
   EXPECT_FALSE(map->is_usable());
   EXPECT_TRUE(keys.empty());
