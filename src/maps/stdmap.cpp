@@ -205,8 +205,9 @@ MapCursor* StdPersistentMap::_create_cursor(DataTransfer const& key, int /*count
 
 MapCursor* StdPersistentMap::_create_cursor() { return _create_cursor(DataTransfer(), -1); }
 
-// Setting the mode back also clears the state: nothing at or after the key, and a key that this
-// layout cannot have, leave an empty cursor and no words.
+// Nothing at or after the key, and a key that this layout cannot have, leave an empty cursor and no
+// words: setting the mode back clears the state. A failure of the store must not look like that,
+// and is told again.
 bool StdPersistentMap::ReadFrom(DataTransfer const& key, StdMapCursor& cursor) {
   struct AtOrAfter {
     explicit AtOrAfter(StdPersistentMap& searched) : map(searched) { map._set_exact_match(false); }
@@ -215,8 +216,15 @@ bool StdPersistentMap::ReadFrom(DataTransfer const& key, StdMapCursor& cursor) {
     AtOrAfter& operator=(AtOrAfter const&) = delete;
     StdPersistentMap& map;
   };
-  AtOrAfter const mode(*this);
-  if (!get(key, cursor.record)) return false;
+  int answer = 1;
+  try {
+    AtOrAfter const mode(*this);
+    StoreKey const wanted(keyDescr, key, ErrData::ERR_ERROR);
+    answer = udbGet(file, wanted.Whole(), cursor.record);
+  } catch (ErrBuf const&) {
+    return false;
+  }
+  if (answer == 1 || !Answered(answer)) return false;
   Bytes const own = KeyOf(keyDescr, BytesOf(cursor.record));
   cursor.key.SetData(own.data(), static_cast<int>(own.size()));
   return true;

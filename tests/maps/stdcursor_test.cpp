@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -145,6 +147,25 @@ TEST_F(StdCursorTest, RecordWithoutAWholeKeyEndsTheWalkAsAFailureThatNobodyHasTo
   EXPECT_FALSE(map->find(BytesFrom("abbb")));  // the match mode is the exact one again
   std::vector<DataTransfer> keys;
   EXPECT_TRUE(map->get_index_map(keys)) << "a walk that failed answers true";
+}
+
+TEST_F(StdCursorTest, UnreadableFirstRecordIsAFailureFromTheBeginningAndFromAKeyAlike) {
+  maps::CloseMap(CreateWords({"a 1", "b damaged", "c 3"}));
+  std::fstream file(folder.Path("words"), std::ios::in | std::ios::out | std::ios::binary);
+  std::string const bytes(std::istreambuf_iterator<char>(file), {});
+  file.seekp(static_cast<std::streamoff>(bytes.find("damaged")));
+  file << "D";
+  file.close();
+  PersistentMap* const map = maps::OpenMap(folder.Path("words").c_str(), false, nullptr);
+  for (int round = 0; round < 2; ++round) {
+    Cursor const cursor = From(map, round == 0 ? "b" : "");
+    ASSERT_NE(cursor, nullptr);
+    EXPECT_TRUE(cursor->empty());
+    EXPECT_EQ(map->get_err_level(), 2);
+    EXPECT_EQ(map->get_err_mess(), "CHECKSUM ERROR");
+    EXPECT_FALSE(map->find(BytesFrom("B")));  // the match mode is the exact one again
+    map->erase(BytesFrom("a"));
+  }
 }
 
 TEST_F(StdCursorTest, CursorOutlivesItsMap) {
