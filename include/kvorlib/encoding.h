@@ -46,7 +46,8 @@ KVORLIB_API std::u16string u8_w(const char* first, const char* last);
 KVORLIB_API std::string w_u8(const char16_t* first, const char16_t* last);
 
 // Whether `size` bytes look like UTF-16 in little-endian order, with or without a mark. A guess,
-// good for texts of some words. No: an odd size, bytes FE FF (big-endian), a zero unit.
+// good for texts of some words. Of an odd size: no. Bytes FF FE in front: yes, whatever follows.
+// Bytes FE FF in front (big-endian) or a zero unit: no.
 KVORLIB_API bool CheckUnicode(const void* data, int size);
 
 // UTF-8 to the current code page, wide to the current code page, current code page to wide.

@@ -3,10 +3,10 @@
 //
 // A caller who wants to see what goes wrong in a run collects it:
 //
-//   ErrProc errors(100, false);                      // at most 100, never throws
+//   ErrProc errors(100, false);                      // more than 100 are too many; never throws
 //   SetErrorReport(&errors, /*ignoreWarnings=*/false);
 //   …
-//   errors.CheckMaxNum();
+//   errors.CheckMaxNum();                            // says so if there are too many
 //   errors.GetErrDescr(stream);                      // one line for each: name(12,5) Error: text
 //
 // Only a diagnostic of ERR_FATAL ever changes the flow of control, and only in a collector's throw
@@ -91,7 +91,8 @@ class KVORLIB_API ErrProcBase {
   ~ErrProcBase() = default;
 };
 
-// The collector: keeps diagnostics in the order of their arrival.
+// The collector: keeps diagnostics in the order of their arrival. Never deleted through a pointer
+// to this class when it is the base of another.
 //
 // Further ones at the place of the last one are merged into it, as more lines of its message. Such
 // a merge raises the level of the entry but not GetMostSeriousError(), and is neither counted nor

@@ -7,7 +7,6 @@
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
 #include "kvorlib/loghtml.h"
-#include "kvorlib/loghtml.h"
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/memindexfile.h"
 #include "kvorlib/messages.h"

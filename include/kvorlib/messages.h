@@ -9,7 +9,8 @@
 //   MessLogger::SetMessLogger(&logger);
 //   LogMessage(MC_LOG, u"%s: %d articles\n", name.c_str(), count);
 //
-// Formats are those of printf; in wide ones %s takes wide text and %hs narrow text.
+// Formats are those of printf; in wide ones %s takes wide text and %hs narrow text, in the current
+// code page. Pointers to texts and formats are not null.
 //
 // The host owns logger, writers and callbacks, and keeps them alive for as long as they are
 // installed. Nothing here is locked.
@@ -28,7 +29,7 @@ enum enMessageClass : int {
   MC_DETAIL = 2,  // in mode 'M' alone
 };
 
-// A sink. This base swallows everything.
+// A sink. This base swallows everything. Never deleted through a pointer to it.
 class KVORLIB_API LogWriter {
  public:
   // Each answers whether the text was written.
@@ -48,6 +49,7 @@ class KVORLIB_API FileLogWriter : public LogWriter {
   FileLogWriter& operator=(const FileLogWriter&) = delete;
 
   // False when no file is open, and when writing fails.
+  // Throws: vsWrite as A2U does, for narrow texts among its arguments.
   bool Write(const std::u16string& text) override;
   bool vsWrite(const char16_t* format, va_list& args) override;
 
@@ -61,10 +63,11 @@ class KVORLIB_API FileLogWriter : public LogWriter {
 
  protected:
   bool IsOpen() const;
+
+ private:
   // Writes past every override.
   bool Put(const std::u16string& text);
 
- private:
   struct Handles;
   std::unique_ptr<Handles> handles;
   std::u16string fileName;
@@ -85,7 +88,7 @@ class KVORLIB_API SafeHtmlWriter : public FileLogWriter {
   bool safeMode = false;
 };
 
-// The filter before a sink.
+// The filter before a sink. Never deleted through a pointer to it when it is the base of another.
 class KVORLIB_API MessLogger {
  public:
   // The mode is one letter: 'N' lets pass MC_ALWAYS alone, 'M' every class, any other letter
