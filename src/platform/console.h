@@ -5,9 +5,6 @@
 
 namespace platform {
 
-// Whether the standard output goes to a console that people read.
-bool OutputIsConsole();
-
 // Whether the standard output goes to a console that shows UTF-8 only when it is handed over as
 // wide text. False where terminals take UTF-8 as it is (POSIX): the standard stream serves there.
 bool ConsoleTakesWideTextOnly();
