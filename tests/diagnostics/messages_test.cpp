@@ -32,6 +32,7 @@ class MessLoggerTest : public testing::Test {
   ~MessLoggerTest() override {
     MessLogger::SetMessLogger(nullptr);
     SetLogCP(-1);
+    SetCP(0);
   }
 };
 
@@ -99,6 +100,7 @@ TEST_F(MessLoggerTest, NarrowTextsAreUtf8UntilToldOtherwiseAndBounded) {
   Recorder sink;
   MessLogger logger(&sink);
   MessLogger::SetMessLogger(&logger);
+  SetCP(866);
   LogMessage(MC_ALWAYS, "%s", "да");
   SetLogCP(1251);
   LogMessage(MC_ALWAYS, "%s", "\xE4\xE0");
@@ -208,15 +210,18 @@ TEST(UserCallbacks, ShowAndAskOnlyWhenInstalled) {
   SetUserCallback([](const std::u16string& text) { shown += u"[" + text + u"]"; });
   SetUserQuestCallback([](const std::u16string& text) { return text == u"yes?"; });
   UserMessage(u"wide\n");
-  SetUserCP(1251);
+  const int before = SetCP(1251);
   UserMessage("\xE4\xE0\n");
+  SetUserCP(866);
+  UserMessage("\xAD\xA5\xE2");
   SetUserCP(0);
+  SetCP(before);
   progress.AddMessage(u"heard");
   EXPECT_TRUE(UserQuestion(u"yes?"));
   EXPECT_FALSE(UserQuestion(u"no?"));
   SetUserCallback(nullptr);
   SetUserQuestCallback(nullptr);
-  EXPECT_EQ(shown, u"[wide\n][да\r\n][heard\r\n]");
+  EXPECT_EQ(shown, u"[wide\n][да\r\n][нет][heard\r\n]");
   EXPECT_EQ(progress.GetMessages(), u"unheard\r\nheard\r\n");
 }
 
