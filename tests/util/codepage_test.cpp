@@ -111,23 +111,13 @@ TEST(CodePage, HasWhatWindowsHas) {
   using namespace std::string_view_literals;
   const Fact facts[] = {
       {437, "\x1A\x1C\x7F\xE6"sv, u"\u001A\u001C\u007F\u00B5"sv},
-      {852, "\xAA", u"\u00AC"},
       {857, "\xD5\xE7\xF2", u"\uF8BB\uF8BC\uF8BD"},
       {864, "\x9B\x9C\x9F\xA6\xA7\xD7\xD8\xF1\xFF", u"\x9B\x9C\x9F\uF8BE\uF8BF\uFEC1\uFEC5ّ\uF8C0"},
       {869, "\x80\x85\x87\x88\x93\x94\xEF", u"\x80\x85\x87\u00B7\x93\x94\u0384"},
-      {874, "\x80\xDB\xFF", u"\u20AC\uF8C1\uF8C8"},
       {932, "\x80\xA0\xFD\xFF\xB1", u"\x80\uF8F0\uF8F1\uF8F3\uFF71"},
-      {1253, "\xAA\xD2\xFF", u"\uF8F9\uF8FA\uF8FB"},
       {1255, "\xCA\xD9\xFF", u"\u05BA\uF88D\uF896"},
-      {1257, "\xA1\xA5", u"\uF8FC\uF8FD"},
-      {10000, "\xBD\xF0", u"\u2126\uF8FF"},
-      {10006, "\x9C\xAF\xFF", u"\u00AD\u0387\uF8A0"},
       {10007, "\xA2\xB6\xFF", u"\u00A2\u2202\u00A4"},
       {20127, "a\xE1", u"aa"},
-      {21866, "\xAE\xBE", u"ўЎ"},
-      {28593, "\xA5\xF0", u"\uF7F5\uF7FB"},
-      {28597, "\xA1\xA2\xB4\xB7\xA4", u"\u02BD\u02BC\u0384\u00B7\uF7C2"},
-      {28598, "\xB7\xA1", u"\u00B7\uF79C"},
       {936, "\x80\xFF", u"\u20AC\uF8F5"},
       {54936, "\x81\x30\x81\x30", u"\u0080"},
       {65000, "+BB8EQA-", u"Пр"},
@@ -143,11 +133,6 @@ TEST(CodePage, HasWhatWindowsHas) {
 
 TEST(CodePage, CarriesTextsOfItsLanguage) {
   const Fact texts[] = {
-      {1251, "\xCF\xF0\xE8\xE2\xE5\xF2, \xB8\xE6", u"Привет, ёж"},
-      {866, "\x8F\xE0\xA8\xA2\xA5\xE2, \xF1\xA6", u"Привет, ёж"},
-      {20866, "\xF0\xD2\xC9\xD7\xC5\xD4, \xA3\xD6", u"Привет, ёж"},
-      {1252, "Gr\xFC\xDF\x65 \x80", u"Grüße €"},
-      {850, "Gr\x81\xE1\x65", u"Grüße"},
       {932, "\x93\xFA\x96{\x8C\xEA \xB6\xC5", u"日本語 ｶﾅ"},
       {51932, "\xC6\xFC\xCB\xDC\xB8\xEC", u"日本語"},
       {936, "\xD6\xD0\xCE\xC4", u"中文"},

