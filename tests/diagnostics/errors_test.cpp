@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "kvorlib/encoding.h"
 
@@ -52,7 +53,13 @@ TEST(ErrDescr, EqualityTakesEveryField) {
 }
 
 TEST(ErrProc, MergesAtOnePlaceAndRaisesTheEntryAlone) {
-  ErrProc errors;
+  struct Listening : ErrProc {
+    void CheckType(Type type) override {
+      heard.push_back(type);
+      ErrProc::CheckType(type);
+    }
+    std::vector<Type> heard;
+  } errors;
   errors.ProcError(ErrData::ERR_WARNING, u"one", u"doc", 1, 2, 3);
   errors.ProcError(ErrData::ERR_ERROR, u"two\n", u"doc", 1, 2, 3);
   errors.ProcError(ErrData::ERR_WARNING, u"three", u"doc", 1, 2, 3);
@@ -62,9 +69,11 @@ TEST(ErrProc, MergesAtOnePlaceAndRaisesTheEntryAlone) {
   EXPECT_EQ(errors.GetMostSeriousError(), ErrData::ERR_WARNING);
 
   errors.ProcError(ErrData::ERR_ERROR, u"elsewhere", u"doc", 1, 2, 4);
-  errors.ProcError(ErrData::ERR_ERROR, u"back", u"doc", 1, 2, 3);
+  errors.ProcError(ErrData::ERR_WARNING, u"back", u"doc", 1, 2, 3);
   EXPECT_EQ(errors.GetENum(), 3U) << "only the last entry is merged into";
   EXPECT_EQ(errors.GetMostSeriousError(), ErrData::ERR_ERROR);
+  EXPECT_EQ(errors.heard,
+            (std::vector<Type>{ErrData::ERR_WARNING, ErrData::ERR_ERROR, ErrData::ERR_WARNING}));
 }
 
 TEST(ErrProc, FatalIsNeverMergedButIsMergedInto) {

@@ -179,11 +179,14 @@ TEST_F(MessLoggerTest, SafeWriterEscapesPlainTextAlone) {
     LogStringMessage(MC_ALWAYS, u"\"2\"");
     LogStringMessage(MC_ALWAYS, u"\"<3>\"&");
     LogMessage(MC_ALWAYS, u"<%s>", u"&");
-    const SafeModeGuard markup(false);
-    LogStringMessage(MC_ALWAYS, u"<4>");
+    {
+      const SafeModeGuard markup(false);
+      LogStringMessage(MC_ALWAYS, u"<4>");
+    }
+    LogStringMessage(MC_ALWAYS, u">");
   }
   LogStringMessage(MC_ALWAYS, u"<5>");
-  EXPECT_EQ(UnitsOf(folder.Path("log")), u"\uFEFF<1>\"2\"&quot;&lt;3&gt;&quot;&amp;<&><4><5>");
+  EXPECT_EQ(UnitsOf(folder.Path("log")), u"\uFEFF<1>\"2\"&quot;&lt;3&gt;&quot;&amp;<&><4>&gt;<5>");
 }
 
 TEST_F(MessLoggerTest, SafeModeGuardLeavesOtherWritersAlone) {
