@@ -128,6 +128,8 @@ class KVORLIB_API IndexFile {
   // See PersistentMap::extra_command.
   bool ExtraCommand(int cmd, void* arg, bool query);
 
+  // Texts are std::string or wide: a bare narrow literal might be bytes too, and does not compile.
+  //
   // By a text or an integer as the key: made a key of the file's format, then as above. Of a text,
   // only what stands before the stop symbol counts; in a layout of fixed length (types 1 and 3) it
   // is cut or filled with blanks.

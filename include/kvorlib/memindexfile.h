@@ -40,8 +40,9 @@ class KVORLIB_API MemIndexFile : public IndexFile {
   using IndexFile::Find;
   using IndexFile::Get;
 
-  // Both look in memory first. Find does not ask the file at all, even with memory mode off.
+  // To the first record; with memory mode off, of the file.
   bool Rewind() override;
+  // Both look in memory first. Find does not ask the file at all, even with memory mode off.
   bool Find(DataTransfer const& key) const override;
   bool Get(DataTransfer const& key, DataTransfer& record) const override;
   bool Find(int key) const;

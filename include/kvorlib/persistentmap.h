@@ -38,7 +38,8 @@ class KVORLIB_API PersistentMap {
  public:
   // Carries out the command `cmd`, whose meaning for `arg` is the map's. With `query`, tells
   // whether the factory knows the command, and does nothing. Command 1 stores the KEYDESCR at
-  // `arg`.
+  // `arg`. Command 2 makes a store file of version 23 one of version 24: its records of 2030 bytes
+  // and more cannot be read any more. A failure of that has no words.
   virtual bool extra_command(int cmd, void* arg, bool query);
   // Detaches the cursors that are still open.
   virtual ~PersistentMap();

@@ -18,6 +18,8 @@ class MapCursor;
 
 // Owns a cursor, which IndexFile::GetPool sets. The file may be changed during the walk, other
 // pools may walk it at the same time, and it may be closed: then the pool is not valid any more.
+// The record to come has been read already: it is handed out as it was then. Erasing what was
+// handed out is safe; if the record to come is erased, the one behind it may be passed over.
 // Failures are a false answer; the words, if any, are in the file's ErrorMessage().
 class KVORLIB_API RecordPool {
  public:
