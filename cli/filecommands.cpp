@@ -1,4 +1,5 @@
 // kvor store create, stat, clear, upgrade, copy: commands about whole files.
+#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -51,9 +52,7 @@ std::string StatJson(const std::string& file, const StoreReport& r) {
   return json.Text();
 }
 
-std::string Percent(double part) {
-  return std::to_string(static_cast<int>(part * 100 + 0.5)) + " %";
-}
+std::string Percent(double part) { return std::to_string(std::lround(part * 100)) + " %"; }
 
 void PrintStat(Output& out, const std::string& file, const StoreReport& r) {
   out << "file             " << file << '\n';

@@ -113,6 +113,10 @@ int Run(int argc, char** argv) {
 }  // namespace kvor
 
 int main(int argc, char** argv) {
-  kvor::LetClosedPipesFail();
-  return kvor::Run(argc, argv);
+  try {
+    kvor::LetClosedPipesFail();
+    return kvor::Run(argc, argv);
+  } catch (...) {  // no memory even for the words
+    return kvor::Failed;
+  }
 }

@@ -27,7 +27,7 @@ class Output {
   void Flush();
 
  private:
-  static constexpr std::size_t Piece = 64 * 1024;
+  static constexpr std::size_t Piece = std::size_t{64} * 1024;
   void Write();
 
   std::string pending;

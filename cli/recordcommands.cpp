@@ -47,6 +47,10 @@ std::string KeyOf(KeyedFile& file, const DataTransfer& record) {
   return BytesOf(key);
 }
 
+void ComplainOfKey(const std::string& file, const std::string& key, const std::string& reason) {
+  Complain(file, key + ": " + reason);
+}
+
 int Get(Session& session, const RecordOptions& options) {
   KeyedFile file(options.file, KeyedFile::Access::Read);
   const TextForm form = file.Form();
@@ -58,7 +62,7 @@ int Get(Session& session, const RecordOptions& options) {
     const bool found = file.Get(key, data, reason) == KeyedFile::Answer::Yes;
     if (!found) {
       session.out.Flush();
-      Complain(options.file, text + ": " + reason);
+      ComplainOfKey(options.file, text, reason);
       code = Negative;
     }
     if (session.json) {
@@ -86,7 +90,7 @@ int Delete(Session& session, const RecordOptions& options) {
     std::string reason = "absent";
     const bool erased = file.Erase(key, reason) == KeyedFile::Answer::Yes;
     if (!erased) {
-      Complain(options.file, text + ": " + reason);
+      ComplainOfKey(options.file, text, reason);
       code = Negative;
     }
     if (session.json) {

@@ -65,10 +65,12 @@ bool ClaimRun(Examination& exam, std::uint32_t first, std::uint32_t pages) {
   return !shared;
 }
 
+constexpr std::size_t PieceBytes = std::size_t{64} * 1024;
+
 // The bytes of the record are summed up piece by piece; `start` keeps the first of them.
 bool SumRecord(Examination& exam, std::uint64_t at, std::uint32_t length, std::uint32_t& sum,
                std::vector<std::uint8_t>& start) {
-  std::vector<std::uint8_t> piece(std::min<std::size_t>(length, 64 * 1024));
+  std::vector<std::uint8_t> piece(std::min(std::size_t{length}, PieceBytes));
   for (std::uint32_t done = 0; done < length;) {
     const std::size_t n = std::min<std::size_t>(length - done, piece.size());
     if (!exam.file.Read(at + done, piece.data(), n)) return false;

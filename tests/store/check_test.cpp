@@ -5,6 +5,7 @@
 
 #include "kvorlib/storetools.h"
 #include "samplefile.h"
+#include "support/memoryhost.h"
 
 namespace store {
 namespace {
@@ -255,6 +256,28 @@ TEST_F(CheckTest, ChangedByteIsNoticedOrHarmless) {
     if (!report.findings.empty()) continue;
     ASSERT_TRUE(WithoutZeros(RecordsOf(path)) == records) << "byte " << at;
   }
+}
+
+TEST_F(CheckTest, FailingReadIsToldAndNeverTakenForASoundFile) {
+  MakeSample(path);
+  const FileBytes sound = ReadFile(path);
+  MemoryHost host;
+  SetHost(&host);
+  host.Put("/f", std::string(sound.begin(), sound.end()));
+  host.FailCall(0, MemoryHost::Fault::None);
+  ASSERT_EQ(CheckStore("/f").state, StoreState::Sound);
+  const int calls = host.Calls();
+  for (int nth = 1; nth <= calls; ++nth) {
+    host.FailCall(nth, MemoryHost::Fault::Fail);
+    const StoreReport report = CheckStore("/f");
+    // The lock and the store's own look at the file come first; their failure leaves no trace.
+    if (report.state == StoreState::Sound) {
+      EXPECT_TRUE(nth < 12 || report.notes != 0) << nth << ' ' << host.Struck() << Told(report);
+    }
+    EXPECT_EQ(host.LocksHeld(), 0) << nth;
+    EXPECT_EQ(host.FilesOpen(), 0) << nth;
+  }
+  SetHost(nullptr);
 }
 
 TEST_F(CheckTest, CutFileIsDamaged) {
