@@ -180,7 +180,7 @@ TEST_F(FileTableTest, LongPathLosesItsLeadingFoldersInTheTableOnly) {
     const int file = Create(path);
     EXPECT_TRUE(host.Exists(path)) << "the file is made where the whole path says";
     EXPECT_EQ(Insert(file, "a b"), 0);
-    const std::string name = FileName(file);
+    std::string name = FileName(file);
     EXPECT_EQ(udbClose(file), 0);
     EXPECT_EQ(FileName(Open(path)), name);
     return name;

@@ -10,7 +10,6 @@
 namespace {
 
 using image::Bytes;
-using image::HeaderFields;
 using image::HeaderPage;
 using image::InlineEntry;
 using image::InternalPage;

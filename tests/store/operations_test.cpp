@@ -10,7 +10,6 @@
 namespace {
 
 using image::Bytes;
-using image::HeaderFields;
 using image::HeaderPage;
 using image::InlineEntry;
 using image::InternalPage;
@@ -101,12 +100,12 @@ TEST_F(OperationsTest, RecordIsShorterThan16MBAndTheLongestComesBack) {
 
 TEST_F(OperationsTest, SpaceIsTestedBeforeAnInsertionByTheCautiousFigure) {
   struct Row {
-    unsigned freePages;
     std::size_t length;
+    unsigned freePages;
     bool room;
   };
-  const Row rows[] = {{8, 100, true},  {7, 100, false}, {8, 4096, true}, {8, 4097, false},
-                      {9, 4097, true}, {0, 10, false},  {6, 2, false},   {65535, 100, true}};
+  const Row rows[] = {{100, 8, true},  {100, 7, false}, {4096, 8, true}, {4097, 8, false},
+                      {4097, 9, true}, {10, 0, false},  {2, 6, false},   {100, 65535, true}};
   for (const Row& row : rows) {
     const int file = OpenBytes(path, HeaderPage({.key = Words, .freePages = row.freePages}));
     if (row.room) {
@@ -124,7 +123,10 @@ TEST_F(OperationsTest, FullBitmapRefusesWhatDoesNotFitAndKeepsWhatIsThere) {
   const auto fullBut = [&](const std::vector<unsigned>& free) {
     Bytes bytes = HeaderPage({.key = Words, .firstLeaf = 1, .root = 1, .recordCount = 1});
     for (std::size_t i = 25; i < 4096; ++i) bytes[i] = '\xff';
-    for (unsigned n : free) bytes[25 + n / 8] &= static_cast<char>(~(1 << n % 8));
+    for (unsigned n : free) {
+      const int byte = bytes[25 + n / 8] & ~(1 << n % 8);
+      bytes[25 + n / 8] = static_cast<char>(byte);
+    }
     return bytes + TreePage(LeafPage, {}, {InlineEntry(old)});
   };
   // Three pages in a row, but not four: the run of four would fit only around a page in use.

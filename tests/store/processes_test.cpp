@@ -230,6 +230,7 @@ TEST_P(ProcessesTest, FileHoldsExactlyWhatWasAcknowledgedThoughWorkersAreKilled)
   std::mt19937 random(static_cast<unsigned>(workers));
   const auto until = Clock::now() + std::chrono::milliseconds(2500);
   std::vector<pid_t> pids;
+  pids.reserve(static_cast<std::size_t>(workers));
   for (int id = 0; id < workers; ++id) {
     pids.push_back(Start(folder, id, static_cast<unsigned>(random()), until));
   }

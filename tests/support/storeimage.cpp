@@ -36,7 +36,10 @@ Bytes HeaderPage(const HeaderFields& f) {
   Put16(page, 17, f.journal);
   Put32(page, 21, f.recordCount);
   page[25] = 1;
-  for (unsigned n : f.inUse) page[25 + n / 8] |= static_cast<char>(1 << n % 8);
+  for (unsigned n : f.inUse) {
+    const int byte = page[25 + n / 8] | 1 << n % 8;
+    page[25 + n / 8] = static_cast<char>(byte);
+  }
   return page;
 }
 
@@ -222,7 +225,7 @@ class Examiner {
     if (file[entry] == 1) {
       if (payload.size() >= 2030) Say(page, "an inline record that should be external");
       if (Sum(payload) != Get32(file, entry + 3)) Say(page, "checksum");
-      const Bytes key = KeyOf(kd, payload);
+      Bytes key = KeyOf(kd, payload);
       found.records.emplace_back(key, payload);
       return key;
     }
