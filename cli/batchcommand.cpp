@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "commands.h"
 #include "json.h"
@@ -66,6 +67,7 @@ class Batch {
   TextForm form;
   RecordPool pool;
   bool walking = false;
+  std::string brokenOff;  // why the walk ended before its time
   bool failed = false;
   DataTransfer data;
 };
@@ -124,6 +126,7 @@ Reply Batch::Delete(const std::string& argument) {
 }
 
 Reply Batch::Rewind() {
+  brokenOff.clear();
   walking = file.Index().GetPool(pool);
   file.FailOnError();
   return {"ok", {}, {}};
@@ -133,6 +136,7 @@ Reply Batch::From(const std::string& argument) {
   std::string key;
   std::string reason;
   if (!ToKey(argument, key, reason)) return {"error", reason, {}};
+  brokenOff.clear();
   walking = file.Index().GetPool(pool, DataTransfer(key.data(), static_cast<int>(key.size())), -1);
   if (file.Index().CheckError()) return {"error", file.Words(), {}};
   return {"ok", {}, {}};
@@ -141,8 +145,12 @@ Reply Batch::From(const std::string& argument) {
 Reply Batch::Next() {
   if (!walking) Rewind();
   DataTransfer key;
-  if (!pool.GetNext(key, data)) return {"end", {}, {}};
+  if (!pool.GetNext(key, data)) {
+    if (brokenOff.empty()) return {"end", {}, {}};
+    return {"error", std::exchange(brokenOff, {}), {}};
+  }
   // The walk reads one record ahead. If that one failed, this one is still good.
+  if (pool.empty() && file.Index().CheckError()) brokenOff = file.Words();
   Reply reply = Record(data);
   if (hex) reply.key = ToHex(BytesOf(key));
   return reply;

@@ -312,7 +312,12 @@ def case_damaged_file_is_told_and_salvaged():
     assert out.endswith('w: damaged, 400 records reached, 1 place damaged\n')
     run('get', 'w', 'key0000', code=2, err='kvor: w: CHECKSUM ERROR')
     run('list', 'w', code=2, err='kvor: w: CHECKSUM ERROR')
+    run('list', 'w', '--from', 'key0000', code=2, err='kvor: w: CHECKSUM ERROR')
     damaged = content('w')
+    run('batch', 'w', stdin='put before it\nnext\nnext\nnext\ndel before\n', code=1,
+        out='ok\nok before it\nerror CHECKSUM ERROR\nend\nok\n')
+    with open('w', 'wb') as file:
+        file.write(damaged)
     out = run('salvage', 'w', 's', code=1)
     assert '399 records saved; the damaged file\'s header counts 400\n' in out, out
     assert content('w') == damaged
