@@ -361,6 +361,26 @@ TEST_F(OperationsTest, PositionGivesTheKeyAndFindsItAgainAfterItsRecordMoved) {
   EXPECT_EQ(key, "f ");
 }
 
+// A freed page keeps its bytes, and so shows records that are gone or stand elsewhere by now.
+TEST_F(OperationsTest, PositionOnAFreedPageFindsNoDeadRecord) {
+  const int file = Create(path);
+  for (const char* key : {"a", "b", "c", "d"}) EXPECT_EQ(Insert(file, Record(key, 1017)), 0);
+  EXPECT_EQ(Find(file, "b "), 0);
+  UdbPosition position;
+  std::string key;
+  EXPECT_EQ(udbGetPosition(file, position, key), 0);
+  EXPECT_EQ(Erase(file, "a "), 0);
+  EXPECT_EQ(Find(file, "b "), 0);
+  EXPECT_EQ(udbGetPosition(file, position, key), 0);
+  EXPECT_EQ(Erase(file, "b "), 0);  // the leaf's last one
+  EXPECT_EQ(udbSetPosition(file, position, AsKey(key)), 1);
+  EXPECT_EQ(Insert(file, Record("b", 50)), 0);
+  EXPECT_EQ(udbSetPosition(file, position, AsKey(key)), 0);
+  std::string record;
+  EXPECT_EQ(GetNext(file, record), 0);
+  EXPECT_EQ(record, Record("c", 1017));
+}
+
 // Other modes would hop into the next leaf and put the key behind its separator.
 TEST_F(OperationsTest, UpdatesMatchExactlyWhateverTheMode) {
   const int file = Create(path);
