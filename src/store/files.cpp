@@ -136,12 +136,13 @@ int udbClose(int file) {
   if (file >= 0 && file < udbMaxFiles) udbEntry(file).lost = false;
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
-  // Nothing is written at a close, so that one which fails closes all the same.
+  // Nothing is written at a close, so that one which fails closes all the same; but whoever did not
+  // have the lock may try again.
   const int answer = !Select(file) ? -1 : Attempt(*entry, [] {
     const Guard guard(TheEngine().work.Undo());
     return 0;
   });
-  OpenFiles::Free(*entry);
+  if (answer == 0 || entry->lastError != UDB_TIMEOUT) OpenFiles::Free(*entry);
   return answer;
 }
 

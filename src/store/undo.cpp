@@ -17,8 +17,12 @@ namespace {
 constexpr std::size_t PathLimit = 4096;
 constexpr std::size_t KeptBacked = 256U << 10;  // more than an update of tree pages ever needs
 
+// Says that something is kept, and in which layout: the memory outlives the program that wrote to
+// it, and a record in the layout of another build is not to be understood.
+constexpr std::uint32_t ActiveMark = 0x756E6401;
+
 struct Head {
-  std::uint32_t active;
+  std::uint32_t active;  // ActiveMark, or 0
   std::uint32_t pathLength;
   std::uint64_t used;  // bytes of stretches behind the head
   std::uint64_t fileSize;
@@ -87,7 +91,7 @@ void UndoLog::Attach(Host& current) {
   memory = first != nullptr ? first : memory;
 }
 
-bool UndoLog::Active() const { return memory != nullptr && HeadAt(memory).active != 0; }
+bool UndoLog::Active() const { return memory != nullptr && HeadAt(memory).active == ActiveMark; }
 
 bool UndoLog::Begin(const Subject& subject, VirtualFile& file) {
   std::byte* const block = Memory(KeptBacked);
@@ -103,7 +107,7 @@ bool UndoLog::Begin(const Subject& subject, VirtualFile& file) {
   head.saving = 0;
   const auto wanted = static_cast<std::ptrdiff_t>(PageSize);
   if (file.Read(0, head.pageBefore, PageSize) != wanted) return false;
-  Publish(head.active, std::uint32_t{1});
+  Publish(head.active, ActiveMark);
   return true;
 }
 
