@@ -79,6 +79,8 @@ void DataTransfer::SetData(DataTransfer const& src, int /*offset*/, int len) {
   SetData(src.data, len == -1 ? there : std::min(len, there));
 }
 
+// Of itself too: SetData takes bytes that lie in its own block.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 DataTransfer& DataTransfer::operator=(DataTransfer const& src) {
   SetData(src.data, src.Available());
   return *this;
