@@ -27,8 +27,6 @@ class Child {
     if (id > 0) Kill();
     close(hearing);
   }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
 
   // The next thing that the child says; 0 when it is gone.
   char Hear() const {

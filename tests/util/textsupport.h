@@ -4,17 +4,12 @@
 #include <string>
 
 #include "kvorlib/encoding.h"
+#include "kvorlib/errors.h"
 #include "platform/codepage.h"
 
 // Puts the current code page back when the test ends.
-class KeepCodePage {
- public:
-  KeepCodePage() = default;
+struct KeepCodePage {
   ~KeepCodePage() { SetCP(former); }
-  KeepCodePage(const KeepCodePage&) = delete;
-  KeepCodePage& operator=(const KeepCodePage&) = delete;
-
- private:
   int former = GetLocal();
 };
 
@@ -26,4 +21,15 @@ inline std::u16string Decoded(int codePage, std::string_view text) {
 inline std::string Encoded(int codePage, std::u16string_view text) {
   std::string out;
   return platform::EncodeCodePage(codePage, text, 1000, out) ? out : "no such page";
+}
+
+// The words of the Except that the call throws.
+template <class Call>
+std::string Words(Call call) {
+  try {
+    call();
+  } catch (const Except& error) {
+    return error.GetText();
+  }
+  return "nothing was thrown";
 }
