@@ -8,6 +8,7 @@
 
 #include <kvorlib/kvorlib.h>
 
+#include "maps/values.h"
 #include "support/tempfolder.h"
 
 class KeyedFixture : public ::testing::Test {
@@ -20,14 +21,6 @@ class KeyedFixture : public ::testing::Test {
     ASSERT_TRUE(file.Create(Path("words").c_str(), IndexFile::KD_TEXT0));
     for (std::string const record : records) ASSERT_TRUE(file.Put(record)) << record;
   }
-  // Records of a 32-bit integer key and a text.
-  static DataTransfer Numbered(int n, char const* text) {
-    DataTransfer record(static_cast<void const*>(&n), sizeof n);
-    record.AppendData(text);
-    return record;
-  }
 
   TempFolder folder;
 };
-
-inline std::string const Zero(1, '\0');

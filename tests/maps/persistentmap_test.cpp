@@ -1,72 +1,70 @@
 // What every map does, whatever is beneath it: the frame around its operations, its state, its
-// cursors, copying. On a naive map in memory.
-#include <gmock/gmock.h>
+// cursors, copying; and which factory serves a URI, who owns a map and for how long. On a naive map
+// in memory.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <stdexcept>
-#include <vector>
 
+#include <kvorlib/errors.h>
 #include <kvorlib/messages.h>
 
+#include "maps/library.h"
+#include "maps/maps.h"
 #include "maps/memorymap.h"
 
 namespace {
 
-using ::testing::ElementsAre;
+using namespace maps;
+
+constexpr char const* words = "memory://words";
+constexpr char const* copied = "memory://copied";
+constexpr char const* missing = "memory://missing";
 
 struct Listener : ProcessMess {
-  bool Progress(int done, int total) override {
-    EXPECT_EQ(done, -1);
-    EXPECT_EQ(total, -1);
-    return ++steps < patience;
-  }
-  int steps = 0;
-  int patience = 1'000'000;
+  bool Progress(int done, int total) override { return ++steps < patience && done + total == -2; }
+  int steps = 0, patience = 1000;
 };
+
+std::function<void()> FailsFromCall(int nth) {
+  return [nth]() mutable {
+    if (--nth <= 0) throw ErrBuf("full", 2);
+  };
+}
 
 class PersistentMapTest : public ::testing::Test {
  protected:
-  PersistentMapTest() { store.records = {{"a", "1"}, {"b", "2"}, {"c", "3"}}; }
-
-  std::vector<std::string> Walk(MapCursor& cursor) {
-    std::vector<std::string> keys;
-    DataTransfer key, record;
-    while (cursor.getnext(key, record)) keys.push_back(TextOf(key));
-    return keys;
+  ~PersistentMapTest() override {
+    udbShutDown();
+    EXPECT_EQ(MemoryMap::alive, 0);
+    TheLibrary().stdPrefix = "std://";
   }
 
-  MemoryFactory factory;
-  MemoryStore& store = factory.stores["words"];
-  std::unique_ptr<PersistentMap> map{factory.open_map("memory://words", false, nullptr)};
-  DataTransfer key = BytesFrom("a");
-  DataTransfer record;
+  MemoryFactory factory{"memory://"};
+  std::map<std::string, MemoryStore>& stores = factory.stores;
+  MemoryStore& store = stores[words] = {{{"a", "1"}, {"b", "2"}, {"c", "3"}}};
+  PersistentMap* const map = OpenMap(words, false, nullptr);
+  DataTransfer key, record;
 };
 
 TEST_F(PersistentMapTest, WhatIsThrownBecomesAStateThatTheNextOperationClears) {
-  struct {
-    std::function<void()> thrown;
-    int level;
-    char const* words;
-  } const cases[] = {
-      {[] { throw ErrBuf("bad luck", 2); }, 2, "bad luck"},
-      {[] { throw ErrBuf("no such key can be", 1); }, 1, "no such key can be"},
-      {[] { throw std::runtime_error("lost"); }, 2, "General error"},
-      {[] { throw 7; }, 2, "General error"},
-  };
-  for (auto const& c : cases) {
-    store.before = c.thrown;
-    EXPECT_FALSE(map->get(key, record));
-    EXPECT_EQ(map->get_err_level(), c.level);
-    EXPECT_EQ(map->get_err_mess(), c.words);
-    EXPECT_EQ(map->has_error(), c.level == 2);
-    EXPECT_EQ(map->size(), -1);
+  auto const stateAfter = [&](std::function<void()> const& thrown) {
+    store.before = thrown;
     EXPECT_EQ(map->create_cursor({}, -1), nullptr);
+    EXPECT_EQ(map->size(), -1);
+    EXPECT_FALSE(map->set_exact_match(false));
+    EXPECT_FALSE(map->get_exact_match()) << "the mode is kept even if it was refused";
+    std::string state = StateOf(*map);
     store.before = [] {};
     EXPECT_EQ(map->size(), 3);
-    EXPECT_EQ(map->get_err_level(), 0);
-    EXPECT_EQ(map->get_err_mess(), "");
-  }
+    EXPECT_EQ(StateOf(*map), "0 ");
+    return state;
+  };
+  EXPECT_EQ(stateAfter([] { throw ErrBuf("no such key", 1); }), "1 no such key");
+  EXPECT_EQ(stateAfter([] { throw std::runtime_error("lost"); }), "2 General error");
+  EXPECT_TRUE(map->extra_command(6, nullptr, true));  // a query is for the factory to answer
+  EXPECT_FALSE(map->extra_command(6, nullptr, false));
+  EXPECT_EQ(StateOf(*map), "0 Extra command not supported");
 }
 
 TEST_F(PersistentMapTest, UnusableMapRefusesEverythingAndRepeatsItsWords) {
@@ -78,108 +76,128 @@ TEST_F(PersistentMapTest, UnusableMapRefusesEverythingAndRepeatsItsWords) {
                map->rewind() || map->put(key, record, true) || map->update(key, record) ||
                map->erase(key) || map->clear() || map->get_index_map(keys) ||
                map->copy(nullptr, nullptr) || map->set_exact_match(true) ||
-               map->extra_command(1, nullptr, true));
+               map->extra_command(6, nullptr, true) || map->create_cursor(key, -1) != nullptr);
   EXPECT_EQ(map->size(), -1);
   map->set_state(2, "told from above");
-  EXPECT_EQ(map->get_err_mess(), "burnt");
-  EXPECT_FALSE(map->is_usable());
-  EXPECT_TRUE(keys.empty());
-}
-
-TEST_F(PersistentMapTest, MatchModeIsRememberedEvenIfTheMapRefusesIt) {
-  store.before = [] { throw 1; };
-  EXPECT_FALSE(map->set_exact_match(false));
-  EXPECT_FALSE(map->get_exact_match());
-}
-
-TEST_F(PersistentMapTest, QueryAsksTheFactoryAndAnUnknownCommandLeavesTheLevel) {
-  EXPECT_TRUE(map->extra_command(1, nullptr, true));
-  EXPECT_TRUE(map->extra_command(6, nullptr, true));
-  EXPECT_FALSE(map->extra_command(2, nullptr, true));
-  EXPECT_FALSE(map->extra_command(2, nullptr, false));
-  EXPECT_EQ(map->get_err_mess(), "Extra command not supported");
-  EXPECT_EQ(map->get_err_level(), 0);
+  EXPECT_EQ(StateOf(*map), "3 burnt");
 }
 
 TEST_F(PersistentMapTest, IndexMapAnswersFalseOnSuccessAndEndsInOneEmptyElement) {
-  std::vector<DataTransfer> keys;
-  EXPECT_FALSE(map->get_index_map(keys));
-  ASSERT_EQ(keys.size(), 4U);
-  EXPECT_EQ(TextOf(keys[0]) + TextOf(keys[1]) + TextOf(keys[2]), "abc");
-  EXPECT_EQ(keys[3].Size(), 0);
-
-  store.records.clear();
-  keys.clear();
-  EXPECT_FALSE(map->get_index_map(keys));
-  ASSERT_EQ(keys.size(), 1U);
-  EXPECT_EQ(keys[0].Size(), 0);
-}
-
-TEST_F(PersistentMapTest, CopyCountsPresentKeysAsRefusedAndStopsAtThe51st) {
-  for (int const present : {50, 51}) {
-    MemoryStore& from = factory.stores["from" + std::to_string(present)];
+  for (std::size_t const present : {3, 0}) {
+    std::vector<DataTransfer> keys;
+    EXPECT_FALSE(map->get_index_map(keys));
+    ASSERT_EQ(keys.size(), present + 1);
+    EXPECT_EQ(TextOf(keys.front()), present == 3 ? "a" : "");
+    EXPECT_EQ(keys.back().Size(), 0);
     store.records.clear();
-    for (int i = 0; i < 60; ++i) {
-      std::string const name = "ключ" + std::to_string(100 + i);
-      from.records[name] = "new";
-      if (i < present) store.records[name] = "old";
-    }
-    std::unique_ptr<PersistentMap> const source(
-        factory.open_map(("memory://from" + std::to_string(present)).c_str(), true, nullptr));
-    std::unique_ptr<MapCursor> const all(source->create_cursor({}, -1));
-    Listener heard;
-    EXPECT_EQ(map->copy(all.get(), &heard), present == 50);
-    EXPECT_EQ(store.records.size(), present == 50 ? 60U : 51U);
-    EXPECT_EQ(store.records["ключ100"], "old");
-    EXPECT_EQ(heard.steps, present == 50 ? 60 : 50);
-    // Such a refusal has no words of its own.
-    EXPECT_TRUE(heard.GetMessages().starts_with(u"Table: memory://words Key: ключ100 \r\nTable: "));
   }
 }
 
-TEST_F(PersistentMapTest, CopyReportsAFailureThatStandsAtItsEndAndObeysTheHostsNo) {
-  MemoryStore& from = factory.stores["from"];
-  from.records = {{"x", "1"}, {"y", "2"}};
-  std::unique_ptr<PersistentMap> const source(factory.open_map("memory://from", true, nullptr));
-
-  std::unique_ptr<MapCursor> all(source->create_cursor({}, -1));
-  Listener impatient;
-  impatient.patience = 1;
-  EXPECT_TRUE(map->copy(all.get(), &impatient));
-  EXPECT_EQ(map->size(), 4);
-
-  all.reset(source->create_cursor(BytesFrom("y"), -1));
-  store.before = [] { throw ErrBuf("full", 2); };
-  Listener heard;
-  EXPECT_FALSE(map->copy(all.get(), &heard));
-  EXPECT_EQ(heard.GetMessages(),
-            u"Table: memory://words Key: y full\r\nTable: memory://words full\r\n");
-}
-
 TEST_F(PersistentMapTest, CursorsAndMapsMayDieInAnyOrder) {
-  std::unique_ptr<MapCursor> const outlives(map->create_cursor({}, -1));
   std::unique_ptr<MapCursor> dropped(map->create_cursor({}, -1));
   std::unique_ptr<MapCursor> const closed(map->create_cursor({}, -1));
-  closed->close();
-  EXPECT_FALSE(closed->is_valid());
-  closed->close();
+  std::unique_ptr<MapCursor> const outlives(map->create_cursor({}, -1));
   dropped.reset();
-  EXPECT_EQ(Walk(*outlives).size(), 3U);
-  std::unique_ptr<MapCursor> const fresh(map->create_cursor(BytesFrom("b"), -1));
-  map.reset();
-  for (auto* cursor : {outlives.get(), fresh.get(), closed.get()}) {
-    EXPECT_FALSE(cursor->is_valid());
-    EXPECT_FALSE(cursor->getnext(key, record));
+  closed->close();
+  CloseMap(map);
+  for (auto* cursor : {closed.get(), outlives.get()}) {
+    EXPECT_FALSE(cursor->is_valid() || cursor->getnext(key, record));
     cursor->close();
   }
 }
 
-TEST_F(PersistentMapTest, KeyArrayReadsKeysUpToTheirFirstZeroAsUtf8) {
-  store.records = {{"кот", ""}, {std::string("cat\0x", 5), ""}};
-  std::unique_ptr<MapCursor> const cursor(map->create_cursor({}, -1));
-  std::list<std::u16string> keys = {u"before"};
-  EXPECT_TRUE(cursor->getkeyarray(keys));
-  EXPECT_THAT(keys, ElementsAre(u"before", u"cat", u"кот"));
+TEST_F(PersistentMapTest, CopyStopsAtThe51stRefusalAndAtTheHostsNoAndReportsEachFailure) {
+  auto& from = stores["memory://from"].records;
+  store.records.clear();
+  for (int i = 100; i < 160; ++i) {
+    from["ключ" + std::to_string(i)];
+    if (i <= 150) store.records["ключ" + std::to_string(i)] = "old";
+  }
+  PersistentMap* const source = OpenMap("memory://from", true, nullptr);
+  Listener patient, impatient, failing;
+  impatient.patience = failing.patience = 1;
+  auto const copy = [&](Listener& heard) {
+    std::unique_ptr<MapCursor> const walk(source->create_cursor({}, -1));
+    return map->copy(walk.get(), &heard);
+  };
+  EXPECT_FALSE(copy(patient));
+  EXPECT_EQ(store.records.size(), 51U);
+  EXPECT_EQ(store.records["ключ100"], "old");
+  EXPECT_EQ(patient.steps, 50);
+  // Such a refusal has no words of its own.
+  EXPECT_TRUE(patient.GetMessages().starts_with(u"Table: memory://words Key: ключ100 \r\nTable: "));
+  store.records.clear();
+  EXPECT_TRUE(copy(impatient));
+  EXPECT_EQ(map->size(), 1);
+  store.before = FailsFromCall(2);
+  EXPECT_FALSE(copy(failing));
+  EXPECT_EQ(failing.GetMessages(),
+            u"Table: memory://words Key: ключ100 full\r\nTable: memory://words full\r\n");
+}
+
+TEST_F(PersistentMapTest, PrefixChoosesTheFactoryAndAnUnknownOneFallsBack) {
+  MapFactory* const standard = &TheLibrary().standard;
+  auto const serving = [](char const* uri, char const* stdPrefix) {
+    TheLibrary().stdPrefix = stdPrefix;
+    return FindFactory(uri);
+  };
+  EXPECT_EQ(serving("", "std://"), standard);
+  EXPECT_EQ(serving(words, "std://"), &factory);
+  EXPECT_EQ(serving("unknown://words", "std://"), standard);
+  EXPECT_EQ(serving("folder/memory://words", "std://"), standard);  // the scheme is the text before
+  EXPECT_EQ(serving("words", "memory://"), &factory);
+  EXPECT_EQ(serving("unknown://words", "memory://"), &factory);
+  EXPECT_EQ(serving("other://words", "unknown://"), nullptr);
+  // Prefixes that are none must not send the search in circles.
+  EXPECT_EQ(serving("words", "nonsense"), nullptr);
+  EXPECT_EQ(serving("a://c", "a://b"), nullptr);
+}
+
+TEST_F(PersistentMapTest, MapLivesUntilItsLastHolderOrItsFactoryGoes) {
+  map->add_ref();
+  EXPECT_TRUE(CloseMap(map) && IsOpenMap(map) && CloseMap(map));
+  EXPECT_FALSE(IsOpenMap(map) || CloseMap(map));
+  PersistentMap* const unusable = OpenMap(missing, false, nullptr);
+  EXPECT_FALSE(unusable->is_usable() || IsOpenMap(unusable) || CloseMap(unusable));
+  EXPECT_TRUE(CloseMap(CreateMap(words, 0, nullptr))) << "one that cannot be created counts";
+  EXPECT_EQ(MemoryMap::alive, 0);
+  PersistentMap* const survivor = OpenMap(words, false, nullptr);
+  {
+    MemoryFactory guest("guest://");
+    CreateMap("guest://x", 0, nullptr)->add_ref();
+    CreateMap("guest://y", 0, nullptr);
+    EXPECT_EQ(MemoryMap::alive, 3);
+  }
+  EXPECT_TRUE(MemoryMap::alive == 1 && IsOpenMap(survivor));
+  EXPECT_EQ(FindFactory("guest://x"), &TheLibrary().standard);
+}
+
+TEST_F(PersistentMapTest, CopyByUriTellsByTheTargetsStateWhatBecameOfIt) {
+  Listener heard;
+  auto const copy = [&](char const* source, char const* target) {
+    PersistentMap* const made = CopyMap(target, source, &heard, 0, nullptr);
+    EXPECT_EQ(MemoryMap::alive, made != nullptr ? 2 : 1) << "a map was left behind";
+    std::string const state = made != nullptr ? StateOf(*made) : "no map";
+    EXPECT_EQ(CloseMap(made), made != nullptr);
+    return state + ", " + std::to_string(stores[copied].records.size());
+  };
+  EXPECT_EQ(copy(words, "copied"), "no map, 0");
+  EXPECT_EQ(copy("words", copied), "no map, 0");
+  stores.erase(copied);
+  EXPECT_EQ(copy(words, copied), "0 , 3");
+  stores[copied].records["z"] = "stale";
+  EXPECT_EQ(copy(words, copied), "0 , 3");
+  EXPECT_EQ(copy(missing, copied), "2 Copy error, 0");
+  // The target takes all it gets, and yet the source breaks off in the middle.
+  store.before = FailsFromCall(3);
+  EXPECT_EQ(copy(words, copied), "2 Copy error, 1");
+  // It is created anew, but the factory will not create what is there.
+  stores[copied].before = FailsFromCall(1);
+  EXPECT_EQ(copy(words, copied), "3 no such store, 1");
+  EXPECT_EQ(heard.GetMessages(),
+            u"Source and target names should have prefixes\r\n"
+            u"Source and target names should have prefixes\r\n"
+            u"Cannot clear target file memory://copied\r\n");
 }
 
 }  // namespace
