@@ -1,7 +1,6 @@
 // Files in memory, and faults on demand.
 #include "support/memoryhost.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -31,7 +30,7 @@ class MemoryFile : public store::VirtualFile {
 
   std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
     const Fault f = owner.Call("read");
-    if (f != Fault::None && f != Fault::Short && f != Fault::CrashBehind) return Failed();
+    if (f != Fault::None && f != Fault::Short) return Failed(), -1;
     const std::string& bytes = contents->bytes;
     std::size_t there = offset < bytes.size() ? bytes.size() - offset : 0;
     if (there > n) there = n;
@@ -41,51 +40,44 @@ class MemoryFile : public store::VirtualFile {
   }
 
   bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
-    if (!writable) return Failed(EBADF), false;
+    if (!writable) return Failed(EBADF);
     const Fault f = owner.Call("write");
     std::size_t done = n;
     if (f == Fault::Fail || f == Fault::Broken) done = 0;
-    if (f == Fault::NoSpace || f == Fault::Short || f == Fault::Crash) done = n / 2;
+    if (f == Fault::Short || f == Fault::Crash) done = n / 2;
     if (done != 0) {
       if (contents->bytes.size() < offset + done) contents->bytes.resize(offset + done);
       std::memcpy(contents->bytes.data() + offset, bytes, done);
     }
-    if (f == Fault::Crash || f == Fault::CrashBehind) owner.TakePicture();
-    if (f != Fault::None) return Failed(f == Fault::NoSpace ? ENOSPC : EIO), false;
-    return true;
+    if (f >= Fault::Crash) owner.TakePicture();
+    return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
   }
 
   std::int64_t Size() override {
-    const Fault f = owner.Call("size");
-    if (f != Fault::None && f != Fault::CrashBehind) return Failed();
+    if (owner.Call("size") != Fault::None) return Failed(), -1;
     return static_cast<std::int64_t>(contents->bytes.size());
   }
 
   bool Truncate(std::uint64_t size) override {
-    if (!writable) return Failed(EBADF), false;
+    if (!writable) return Failed(EBADF);
     const Fault f = owner.Call("truncate");
-    if (f != Fault::None && f != Fault::CrashBehind) {
-      return Failed(f == Fault::NoSpace ? ENOSPC : EIO), false;
-    }
-    contents->bytes.resize(size);
-    if (f == Fault::CrashBehind) return owner.TakePicture(), Failed(), false;
-    return true;
+    if (f == Fault::None || f == Fault::CrashBehind) contents->bytes.resize(size);
+    if (f == Fault::CrashBehind) owner.TakePicture();
+    return f == Fault::None || Failed();
   }
 
   bool Identity(platform::FileIdentity& identity) override {
-    const Fault f = owner.Call("identity");
-    if (f != Fault::None && f != Fault::CrashBehind) return Failed(), false;
     identity = {7, contents->index};
-    return true;
+    return owner.Call("identity") == Fault::None || Failed();
   }
 
   int LastError() const override { return error; }
 
  private:
   using Fault = MemoryHost::Fault;
-  std::ptrdiff_t Failed(int code = EIO) {
+  bool Failed(int code = EIO) {
     error = code;
-    return -1;
+    return false;
   }
 
   MemoryHost& owner;
@@ -101,25 +93,8 @@ MemoryHost::Fault MemoryHost::Call(const char* what) {
   if (dead) return Fault::Broken;
   if (calls != failAt || fault == Fault::None) return Fault::None;
   struck = what;
-  const bool writes = struck == "write" || struck == "truncate";
-  switch (fault) {
-    case Fault::Broken:
-      dead = true;
-      break;
-    case Fault::Crash:
-    case Fault::CrashBehind:
-      dead = true;
-      if (fault == Fault::Crash ? struck != "write" : !writes) TakePicture();
-      break;
-    case Fault::Short:
-      if (struck != "read" && !writes) return Fault::Fail;
-      break;
-    case Fault::NoSpace:
-      if (!writes) return Fault::Fail;
-      break;
-    default:
-      break;
-  }
+  dead = fault >= Fault::Broken;
+  if (fault >= Fault::Crash) TakePicture();  // taken anew by a call that still does something
   return fault;
 }
 
@@ -128,6 +103,13 @@ void MemoryHost::TakePicture() {
   pictureOfFiles.clear();
   for (const auto& [path, contents] : files) pictureOfFiles[path] = contents->bytes;
   pictureOfMemory.assign(reinterpret_cast<const char*>(LockedBlock()), touched);
+}
+
+void MemoryHost::FailCall(int nth, Fault kind) {
+  calls = 0;
+  failAt = nth;
+  fault = kind;
+  struck.clear();
 }
 
 void MemoryHost::Heal() {
@@ -140,12 +122,10 @@ void MemoryHost::Restart() {
   locks = 0;
   if (!pictured) return;
   pictured = false;
-  for (auto it = files.begin(); it != files.end();) {
-    it = pictureOfFiles.count(it->first) != 0 ? std::next(it) : files.erase(it);
-  }
+  std::erase_if(files, [&](const auto& file) { return pictureOfFiles.count(file.first) == 0; });
   for (const auto& [path, bytes] : pictureOfFiles) {
     if (files.count(path) == 0) Put(path, bytes);
-    files.at(path)->bytes = bytes;
+    Bytes(path) = bytes;
   }
   std::memset(LockedBlock(), 0, touched);
   touched = pictureOfMemory.size();
@@ -158,26 +138,24 @@ std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
   using platform::OpenMode;
   const Fault f = Call("open");
   const auto at = files.find(path);
-  error = 0;
-  if (f == Fault::Fail || f == Fault::Broken || f == Fault::Crash) error = errorOfFault;
-  if (mode == OpenMode::CreateNew && at != files.end()) error = EEXIST;
-  if ((mode == OpenMode::ReadOnly || mode == OpenMode::ReadWrite) && at == files.end()) {
-    error = ENOENT;
-  }
-  if (at != files.end()) {
+  error = f == Fault::None || f == Fault::CrashBehind ? 0 : errorOfFault;
+  if (at == files.end()) {
+    if (mode == OpenMode::ReadOnly || mode == OpenMode::ReadWrite) error = ENOENT;
+  } else {
     const Contents& c = *at->second;
+    if (mode == OpenMode::CreateNew) error = EEXIST;
     if (c.readOnly && mode != OpenMode::ReadOnly) error = EACCES;
     if (c.holders != 0 && (c.exclusive || sharing == platform::Sharing::None)) error = EACCES;
   }
   if (error != 0) return nullptr;
   if (at == files.end()) Put(path, "");
-  const auto& contents = files.at(path);
-  contents->exclusive = sharing == platform::Sharing::None;
   if (f == Fault::CrashBehind) {
     TakePicture();
     error = EIO;
     return nullptr;
   }
+  const auto& contents = files.at(path);
+  contents->exclusive = sharing == platform::Sharing::None;
   return std::make_unique<MemoryFile>(*this, contents, mode != OpenMode::ReadOnly);
 }
 
@@ -188,13 +166,12 @@ int MemoryHost::Remove(const std::string& path) {
   if (at == files.end()) return ENOENT;
   if (at->second->holders != 0) return EACCES;
   files.erase(at);
-  if (f == Fault::CrashBehind) return TakePicture(), EIO;
-  return 0;
+  if (f == Fault::CrashBehind) TakePicture();
+  return f == Fault::None ? 0 : EIO;
 }
 
 bool MemoryHost::Lock() {
-  const Fault f = Call("lock");
-  if (refuseLock || (f != Fault::None && f != Fault::CrashBehind)) return false;
+  if (Call("lock") != Fault::None || refuseLock) return false;
   ++locks;
   return true;
 }
@@ -206,9 +183,7 @@ void MemoryHost::Unlock() {
 
 std::byte* MemoryHost::LockedMemory(std::size_t bytes) {
   if (locks == 0) throw std::logic_error("locked memory without the lock");
-  const Fault f = Call("memory");
-  if (f != Fault::None && f != Fault::CrashBehind) return nullptr;
-  if (bytes > Reserved) return nullptr;
+  if (Call("memory") != Fault::None || bytes > Reserved) return nullptr;
   if (bytes > touched) touched = bytes;
   return LockedBlock();
 }
@@ -234,8 +209,5 @@ std::string MemoryHost::PathEndingWith(const std::string& end) const {
 }
 
 void MemoryHost::Put(const std::string& path, const std::string& bytes) {
-  auto contents = std::make_shared<Contents>();
-  contents->bytes = bytes;
-  contents->index = nextIndex++;
-  files[path] = std::move(contents);
+  files[path] = std::make_shared<Contents>(Contents{bytes, nextIndex++});
 }

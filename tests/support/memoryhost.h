@@ -3,6 +3,7 @@
 // every call from there on, and putting the picture back.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -14,11 +15,10 @@ class MemoryHost : public store::Host {
  public:
   enum class Fault {
     None,
-    Fail,     // the call fails with EIO and does nothing
-    NoSpace,  // a write or a truncation fails with ENOSPC, half of the bytes written; else as Fail
-    Short,    // a read comes up short by half, a write fails with half of its bytes written
-    Broken,   // this call and all later ones fail, until Heal()
-    Crash,    // the process dies here, a write half done; until Restart()
+    Fail,         // the call fails with EIO and does nothing
+    Short,        // half of a read comes, half of a write fits (ENOSPC); else as Fail
+    Broken,       // this call and all later ones fail, until Heal()
+    Crash,        // the process dies here, a write half done; until Restart()
     CrashBehind,  // as Crash, with the call done whole
   };
 
@@ -30,27 +30,18 @@ class MemoryHost : public store::Host {
     bool readOnly = false;  // cannot be opened for writing
   };
 
-  MemoryHost() = default;
   ~MemoryHost() override;
 
   std::unique_ptr<store::VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                            platform::Sharing sharing, int& error) override;
   int Remove(const std::string& path) override;
-  std::string Absolute(const std::string& path) override {
-    return path.starts_with('/') ? path : "/cwd/" + path;
-  }
   bool Lock() override;
   void Unlock() override;
   std::byte* LockedMemory(std::size_t bytes) override;
   void TrimLockedMemory(std::size_t bytes) override;
 
   // The call number `nth` from now on, counted from 1, goes wrong in this way.
-  void FailCall(int nth, Fault kind) {
-    calls = 0;
-    failAt = nth;
-    fault = kind;
-    struck.clear();
-  }
+  void FailCall(int nth, Fault kind);
   void Heal();
   // Puts everything back that outlives a process. REQUIRES: no file is open.
   void Restart();
@@ -61,25 +52,24 @@ class MemoryHost : public store::Host {
   int LocksHeld() const { return locks; }
   int FilesOpen() const;
   bool Exists(const std::string& path) const { return files.count(path) != 0; }
-  std::string& Bytes(const std::string& path) { return files.at(path)->bytes; }
+  Contents& File(const std::string& path) { return *files.at(path); }
+  std::string& Bytes(const std::string& path) { return File(path).bytes; }
   // The path that ends like this; empty if there is none.
   std::string PathEndingWith(const std::string& end) const;
   void Put(const std::string& path, const std::string& bytes);
-  Contents& File(const std::string& path) { return *files.at(path); }
   void Forget(const std::string& path) { files.erase(path); }
 
   bool refuseLock = false;
-  int errorOfFault = 5;  // the errno value of Fault::Fail; EIO
+  int errorOfFault = EIO;  // of an opening
 
  private:
   friend class MemoryFile;
-  using Files = std::map<std::string, std::shared_ptr<Contents>>;
 
   // Counts a call; whether and how it goes wrong.
   Fault Call(const char* what);
   void TakePicture();
 
-  Files files;
+  std::map<std::string, std::shared_ptr<Contents>> files;
   std::uint64_t nextIndex = 1;
   int locks = 0;
   int calls = 0;

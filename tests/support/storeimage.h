@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <set>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +15,7 @@ namespace image {
 using Bytes = std::string;
 
 inline constexpr std::size_t PageBytes = 4096;
+inline constexpr unsigned AllPages = 32568;
 inline constexpr unsigned LeafPage = 98;
 inline constexpr unsigned InternalPage = 114;
 
@@ -27,15 +28,15 @@ void Put32(Bytes& b, std::size_t at, std::uint32_t v);
 
 struct HeaderFields {
   unsigned version = 24;
-  KEYDESCR key;
+  KEYDESCR key{4, ' ', 0};
   unsigned firstLeaf = 0;
   unsigned root = 0;
-  unsigned freePages = 32568;
+  unsigned pages = 0;                      // pages 1 up to this one are in use
+  std::optional<unsigned> freePages = {};  // when it is not what these pages leave
   unsigned depth = 0;
   unsigned corrupted = 0;
   unsigned journal = 0;
   std::uint32_t recordCount = 0;
-  std::vector<unsigned> inUse = {};  // besides page 0
 };
 Bytes HeaderPage(const HeaderFields& fields);
 
@@ -45,6 +46,7 @@ struct Links {
   unsigned rightChild = 0;
 };
 Bytes TreePage(unsigned type, const Links& links, const std::vector<Bytes>& entries);
+Bytes LeafOf(const std::vector<Bytes>& records, const Links& links = {});
 Bytes InlineEntry(const Bytes& record);
 Bytes KeyEntry(unsigned page, const Bytes& key);
 // An external record in its whole pages.
@@ -59,17 +61,14 @@ Bytes KeyOf(const KEYDESCR& kd, const Bytes& record);
 int Compare(const KEYDESCR& kd, const Bytes& a, const Bytes& b);
 
 struct Findings {
-  std::vector<std::string> damage;
+  std::string damage;  // the first rule that is broken; then the rest is not filled in
   // Of how many pages freePages is short, counted as the allocations of this tree count them.
   int freePagesShort = 0;
-  std::set<unsigned> leaked;                     // marked in use, and nobody's
+  unsigned leaked = 0;                           // pages marked in use, and nobody's
   std::vector<std::pair<Bytes, Bytes>> records;  // key and record, in the order of the leaves
-  std::set<unsigned> leaves;
+  unsigned leaves = 0;
   unsigned levels = 0;  // internal ones
 };
 Findings Examine(const Bytes& file);
-
-// All of it, for a message; empty when there is nothing to say.
-std::string Damage(const Findings& findings);
 
 }  // namespace image
