@@ -25,7 +25,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Note {
+// Sixteen bytes never lie on two pages, so that a kill does not cut a note while it is written.
+struct alignas(16) Note {
   enum Kind : std::uint8_t { Insert, Update, Erase };
   std::uint8_t done = 0;  // 0: about to do it; 1: answered with success
   Kind kind = Insert;
