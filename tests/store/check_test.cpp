@@ -6,10 +6,6 @@
 
 namespace {
 
-using image::Get16;
-using image::PageBytes;
-using image::Put16;
-
 class CheckTest : public SampleTest {};
 
 TEST_F(CheckTest, SoundFileIsMeasuredThoughItWasEmptiedAndFilledAgain) {

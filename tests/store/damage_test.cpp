@@ -96,7 +96,7 @@ class DamageTest : public StoreTest {
     const image::Findings found = image::Examine(host.Bytes(saved));
     EXPECT_EQ(found.damage, "");
     EXPECT_EQ(found.records.size(), report.Saved());
-    for (const auto& [key, record] : found.records) {
+    for (const Bytes& record : found.records) {
       EXPECT_TRUE(IsKnown(record)) << "saved, and never stored";
     }
     return found.records.size();
@@ -108,7 +108,7 @@ class DamageTest : public StoreTest {
 };
 
 TEST_F(DamageTest, EveryByteChangedIsSurvivedAndCostsASalvageOneRecordAtMost) {
-  const std::size_t root = image::Get16(whole, 10);
+  const std::size_t root = Get16(whole, 10);
   for (std::size_t at = 0; at < whole.size(); ++at) {
     SCOPED_TRACE("page " + std::to_string(at / 4096) + " byte " + std::to_string(at % 4096));
     const char old = whole[at];
@@ -148,7 +148,7 @@ TEST_F(DamageTest, CirclesOfLinksEnd) {
     for (unsigned target = 0; target * 4096 < whole.size(); ++target) {
       for (const std::size_t field : {4U, 6U, 8U, 15U}) {  // next, prev, rightChild, first child
         Bytes bytes = whole;
-        image::Put16(bytes, page + field, target);
+        Put16(bytes, page + field, target);
         SCOPED_TRACE(std::to_string(page + field) + " leads to " + std::to_string(target));
         UseUp(bytes);
         Salvage(bytes);

@@ -96,7 +96,7 @@ class FaultTest : public StoreTest {
         if (there) read.push_back(model[key]);
         break;
       case Step::Walk:
-        for (const auto& [k, r] : model) read.push_back(r);
+        read = RecordsOf(model);
         return 1;
       case Step::Find:
       case Step::Position:
@@ -110,8 +110,7 @@ class FaultTest : public StoreTest {
   void ExpectModel(const Model& model, bool leaksAllowed) {
     EXPECT_EQ(Count(file), model.size());
     EXPECT_EQ(Walk(file).size(), model.size());
-    const image::Findings found = Sound(leaksAllowed);
-    EXPECT_TRUE(Model(found.records.begin(), found.records.end()) == model);
+    EXPECT_TRUE(Sound(leaksAllowed).records == RecordsOf(model));
   }
 
   // Starts anew after the fault. `next` is what the model would be, had the step been done.
@@ -122,8 +121,7 @@ class FaultTest : public StoreTest {
     host.Restart();
     Open();
     // Whoever comes next finds the operation undone; or done, if it died behind its last write.
-    const image::Findings found = image::Examine(Image());
-    if (Model(found.records.begin(), found.records.end()) == next) model = next;
+    if (image::Examine(Image()).records == RecordsOf(next)) model = next;
   }
 
   // Runs the script with the fault at the `nth` call. False when it had fewer calls.

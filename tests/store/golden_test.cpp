@@ -4,14 +4,6 @@
 
 namespace {
 
-using image::HeaderPage;
-using image::InlineEntry;
-using image::InternalPage;
-using image::KeyEntry;
-using image::LeafOf;
-using image::LeafPage;
-using image::TreePage;
-
 class GoldenTest : public StoreTest {
  protected:
   // The file holds these bytes, and answers with these records to a walk and to look-ups.
@@ -111,33 +103,6 @@ TEST_F(GoldenTest, RunOfTwentyPagesOverThreeBitmapBytesMovesFreePagesBySixty) {
   EXPECT_EQ(Header16(12), 32568U - 3 - 20 * 3) << "pages 4 to 23";
   EXPECT_EQ(Erase(file, "run "), 0);
   EXPECT_EQ(Header16(12), 32568U - 3);
-}
-
-// A tree as long use leaves it: separators whose keys are gone, leaves of one record, a depth
-// above the levels that are there.
-TEST_F(GoldenTest, WornTreeIsReadByItsSeparators) {
-  OpenBytes(HeaderPage({.firstLeaf = 4, .root = 1, .pages = 4, .depth = 3, .recordCount = 4}) +
-            TreePage(InternalPage, {.rightChild = 2}, {KeyEntry(4, "h "), KeyEntry(3, "mm ")}) +
-            LeafOf({"p 4"}, {.prev = 3}) + LeafOf({"k 3"}, {.next = 2, .prev = 4}) +
-            LeafOf({"b 1", "d 2"}, {.next = 3}));
-  EXPECT_EQ(Walk(file), (std::vector<Bytes>{"b 1", "d 2", "k 3", "p 4"}));
-  // A search lands in the leaf below its separator, finds nothing there, and looks on by its mode.
-  struct Look {
-    const char* key;
-    const char* found[3];  // in each mode
-  };
-  const Look looks[] = {{"a ", {"", "b 1", "b 1"}}, {"b ", {"b 1", "b 1", "d 2"}},
-                        {"e ", {"", "k 3", "k 3"}}, {"d ", {"d 2", "d 2", "k 3"}},
-                        {"l ", {"", "p 4", "p 4"}}, {"k ", {"k 3", "k 3", "p 4"}},
-                        {"p ", {"p 4", "p 4", ""}}, {"q ", {"", "", ""}}};
-  for (const Look& look : looks) {
-    for (int mode = 0; mode < 3; ++mode) {
-      EXPECT_EQ(udbSetMatchMode(file, mode), 0);
-      Bytes got;
-      EXPECT_EQ(Get(file, look.key, got), look.found[mode][0] == 0 ? 1 : 0) << look.key << mode;
-      EXPECT_EQ(got, look.found[mode]) << look.key << mode;
-    }
-  }
 }
 
 }  // namespace

@@ -4,12 +4,6 @@
 
 namespace {
 
-using image::HeaderPage;
-using image::InternalPage;
-using image::KeyEntry;
-using image::LeafOf;
-using image::TreePage;
-
 class OperationsTest : public StoreTest {};
 
 TEST_F(OperationsTest, KeyMustLieWholeWithinTheRecordAndComeWithItsStopSymbol) {
@@ -75,7 +69,7 @@ TEST_F(OperationsTest, FullBitmapRefusesWhatDoesNotFitAndKeepsWhatIsThere) {
   const Bytes old = Record("m", 2000);
   const auto openFullBut = [&](const std::vector<unsigned>& free) {
     Bytes bytes = HeaderPage({.firstLeaf = 1, .root = 1, .recordCount = 1});
-    image::Put16(bytes, 12, image::AllPages);
+    Put16(bytes, 12, image::AllPages);
     std::fill(bytes.begin() + 25, bytes.end(), '\xff');
     for (unsigned n : free) bytes[25 + n / 8] = static_cast<char>(bytes[25 + n / 8] ^ 1 << n % 8);
     OpenBytes(bytes + LeafOf({old}));

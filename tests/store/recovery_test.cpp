@@ -4,12 +4,6 @@
 
 namespace {
 
-using image::HeaderPage;
-using image::InternalPage;
-using image::KeyEntry;
-using image::LeafOf;
-using image::TreePage;
-
 class RecoveryTest : public StoreTest {
  protected:
   static Bytes OneLeaf(image::HeaderFields header) {
@@ -114,7 +108,7 @@ TEST_F(RecoveryTest, JournalIsNamedByTheFirstDotOfThePathAndOpenedByAStaleField)
 TEST_F(RecoveryTest, UpgradeChangesTheVersionAndNothingElse) {
   Bytes bytes =
       HeaderPage({.version = 23, .firstLeaf = 1, .root = 1, .pages = 3, .recordCount = 1}) +
-      TreePage(image::LeafPage, {}, {KeyEntry(2, "a ")}) + image::Run(23, Record("a", 5000));
+      TreePage(LeafPage, {}, {KeyEntry(2, "a ")}) + image::Run(23, Record("a", 5000));
   OpenBytes(bytes);
   Bytes record;
   EXPECT_EQ(Get(file, "a ", record), 0);

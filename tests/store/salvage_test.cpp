@@ -15,10 +15,10 @@ class SalvageTest : public SampleTest {
     SalvageReport report = SalvageStore(path, to, options);
     EXPECT_EQ(Image(), bytes) << "the damaged file was written to";
     EXPECT_EQ(report.done, host.Exists(to)) << report.failure;
-    saved.clear();
     if (!report.done) return report;
-    EXPECT_EQ(image::Examine(host.Bytes(to)).damage, "");
-    for (auto& [key, record] : image::Examine(host.Bytes(to)).records) saved.push_back(record);
+    const image::Findings found = image::Examine(host.Bytes(to));
+    EXPECT_EQ(found.damage, "");
+    saved = found.records;
     return report;
   }
 
@@ -33,7 +33,7 @@ TEST_F(SalvageTest, ChainIsFollowedAndMadeUpForByScanningWhereItBreaks) {
   EXPECT_TRUE(saved == records);
 
   Bytes broken = sample;
-  image::Put16(broken, firstLeaf * image::PageBytes + 4, 999);
+  Put16(broken, firstLeaf * PageBytes + 4, 999);
   report = Salvage(broken);
   EXPECT_TRUE(saved == records) << Told(report.losses);
   EXPECT_GT(report.byChain, 0U);
@@ -66,7 +66,7 @@ TEST_F(SalvageTest, ErasedRecordsComeBackOnlyWhenOthersAreMissing) {
 }
 
 TEST_F(SalvageTest, RunsOfTheOlderVersionSurviveAnUpgrade) {
-  OpenBytes(image::HeaderPage({.version = 23}));
+  OpenBytes(HeaderPage({.version = 23}));
   Fill({"a 1", Record("b", 6000)});
   ASSERT_EQ(udbUpgrade(file), 0);
   CloseAll();

@@ -1,7 +1,6 @@
 // A frame for tests of the tools on damaged files: a sample made through the engine.
 #pragma once
 
-#include "store/page.h"
 #include "support/storecalls.h"
 
 class SampleTest : public StoreTest {
@@ -18,8 +17,8 @@ class SampleTest : public StoreTest {
     for (std::size_t n = 0; n < 302; ++n) Fill({records[n * 7 % 302]});
     CloseAll();
     sample = Image();
-    firstLeaf = image::Get16(sample, 8);
-    root = image::Get16(sample, 10);
+    firstLeaf = Get16(sample, 8);
+    root = Get16(sample, 10);
   }
   void EraseFirst(std::size_t many) {
     Open();

@@ -7,12 +7,6 @@
 
 namespace {
 
-using image::HeaderPage;
-using image::InternalPage;
-using image::KeyEntry;
-using image::LeafPage;
-using image::TreePage;
-
 using Entries = std::vector<Bytes>;
 
 int Size(const Bytes& entry) { return static_cast<int>(entry.size()); }
@@ -36,8 +30,8 @@ class SplitTest : public StoreTest {
  protected:
   void ExpectPage(unsigned page, const Bytes& expected) {
     const Bytes made = Image().substr(page * std::size_t{4096}, 4096);
-    ASSERT_TRUE(made == expected) << "page " << page << ", used " << image::Get16(made, 2)
-                                  << ", expected " << image::Get16(expected, 2);
+    ASSERT_TRUE(made == expected) << "page " << page << ", used " << Get16(made, 2) << ", expected "
+                                  << Get16(expected, 2);
   }
 };
 
@@ -57,7 +51,7 @@ TEST_F(SplitTest, LeafIsDividedAsEvenlyAsItsEntriesAllow) {
     Entries entries;
     std::size_t used = 0;
     for (unsigned key = 2;; key += 2) {
-      const Bytes entry = image::InlineEntry(Record(Number(key), length()));
+      const Bytes entry = InlineEntry(Record(Number(key), length()));
       if (used + entry.size() >= 4084) break;
       used += entry.size();
       entries.push_back(entry);
@@ -73,7 +67,7 @@ TEST_F(SplitTest, LeafIsDividedAsEvenlyAsItsEntriesAllow) {
                           .recordCount = static_cast<std::uint32_t>(entries.size())}) +
               TreePage(LeafPage, {}, entries));
     ASSERT_EQ(Inserting(record), "0");
-    const Bytes added = image::InlineEntry(record);
+    const Bytes added = InlineEntry(record);
     entries.insert(entries.begin() + static_cast<std::ptrdiff_t>(place), added);
     if (used + added.size() < 4084) {
       ExpectPage(1, TreePage(LeafPage, {}, entries));
@@ -99,9 +93,8 @@ TEST_F(SplitTest, FullRootSendsTheLastEntryOfItsLeftHalfUp) {
   Entries separators;
   Bytes leaves;
   for (unsigned leaf = 0; leaf <= 30; ++leaf) {
-    leaves +=
-        image::LeafOf({Record(longKey(leaf * 10 + 3), 2020), Record(longKey(leaf * 10 + 6), 2020)},
-                      {.next = leaf < 30 ? leaf + 3 : 0, .prev = leaf != 0 ? leaf + 1 : 0});
+    leaves += LeafOf({Record(longKey(leaf * 10 + 3), 2020), Record(longKey(leaf * 10 + 6), 2020)},
+                     {.next = leaf < 30 ? leaf + 3 : 0, .prev = leaf != 0 ? leaf + 1 : 0});
     if (leaf < 30) separators.push_back(KeyEntry(leaf + 2, longKey(leaf * 10 + 6)));
   }
   const Bytes before =
@@ -117,7 +110,7 @@ TEST_F(SplitTest, FullRootSendsTheLastEntryOfItsLeftHalfUp) {
     auto [left, right] = Halves(entries);
     const Bytes up = left.back();
     left.pop_back();
-    ExpectPage(34, TreePage(InternalPage, {.next = 1, .rightChild = image::Get16(up, 3)}, left));
+    ExpectPage(34, TreePage(InternalPage, {.next = 1, .rightChild = Get16(up, 3)}, left));
     ExpectPage(1, TreePage(InternalPage, {.prev = 34, .rightChild = 32}, right));
     ExpectPage(35, TreePage(InternalPage, {.rightChild = 1}, {KeyEntry(34, up.substr(7, 127))}));
     Sound();

@@ -13,7 +13,9 @@
 #include "support/memoryhost.h"
 #include "support/storeimage.h"
 
-using image::Bytes;
+using image::Bytes, image::HeaderPage, image::TreePage, image::LeafOf, image::InlineEntry;
+using image::Get16, image::Put16;
+using image::KeyEntry, image::LeafPage, image::InternalPage, image::PageBytes;
 using Fault = MemoryHost::Fault;
 
 inline UdbKey AsKey(const Bytes& key) {
@@ -59,6 +61,14 @@ inline std::vector<Bytes> Walk(int file) {
     records.push_back(record);
   }
   EXPECT_EQ(answer, 1) << ErrorText(file);
+  return records;
+}
+
+// The records of a map that is keyed by their keys.
+template <typename Map>
+std::vector<Bytes> RecordsOf(const Map& map) {
+  std::vector<Bytes> records;
+  for (const auto& [key, record] : map) records.push_back(record);
   return records;
 }
 

@@ -64,8 +64,8 @@ struct Findings {
   std::string damage;  // the first rule that is broken; then the rest is not filled in
   // Of how many pages freePages is short, counted as the allocations of this tree count them.
   int freePagesShort = 0;
-  unsigned leaked = 0;                           // pages marked in use, and nobody's
-  std::vector<std::pair<Bytes, Bytes>> records;  // key and record, in the order of the leaves
+  unsigned leaked = 0;         // pages marked in use, and nobody's
+  std::vector<Bytes> records;  // in the order of the leaves
   unsigned leaves = 0;
   unsigned levels = 0;  // internal ones
 };
