@@ -3,37 +3,26 @@
 // acknowledged record is lost, none that was refused is there, and the file is in order but for
 // space that may be lost.
 #include <map>
+#include <sstream>
 
 #include "support/storecalls.h"
 
 namespace {
 
 struct Step {
-  enum Kind { Insert, Update, Erase, EraseFirst, Get, Find, Walk, Position, Reopen, Upgrade };
-  Kind kind;
-  Bytes key = {};
+  std::string verb;
+  Bytes key;
   std::size_t length = 0;
 };
 
 // Splits of leaves and of the root, runs that come, go, grow and are taken over, leaves that are
 // freed, a root that is dissolved, and all that only reads.
-const std::vector<Step> script = {{Step::Insert, "m", 1500}, {Step::Insert, "c", 1500},
-                                  {Step::Insert, "t", 1500}, {Step::Insert, "x", 9000},
-                                  {Step::Get, "x"},          {Step::Insert, "e", 1500},
-                                  {Step::Insert, "p", 1200}, {Step::Reopen},
-                                  {Step::Update, "x", 5000}, {Step::Update, "c", 4000},
-                                  {Step::Update, "m", 60},   {Step::Walk},
-                                  {Step::Insert, "q", 1900}, {Step::Insert, "m", 10},
-                                  {Step::Update, "x", 30},   {Step::Find, "q"},
-                                  {Step::Position, "p"},     {Step::Erase, "c"},
-                                  {Step::Erase, "e"},        {Step::Erase, "e"},
-                                  {Step::Update, "zz", 5},   {Step::EraseFirst},
-                                  {Step::Erase, "q"},        {Step::Insert, "b", 2030},
-                                  {Step::Upgrade},           {Step::Erase, "t"},
-                                  {Step::Erase, "p"},        {Step::Walk},
-                                  {Step::Erase, "b"},        {Step::Erase, "x"},
-                                  {Step::Erase, "m"},        {Step::Walk},
-                                  {Step::Insert, "n", 3000}};
+const char script[] =
+    "insert m 1500 insert c 1500 insert t 1500 insert x 9000 insert e 1500 insert p 1200 "
+    "reopen - 0 update x 5000 update c 4000 update m 60 walk - 0 insert q 1900 insert m 10 "
+    "update x 30 position p 0 erase c 0 erase e 0 erase e 0 update zz 5 erase-first - 0 erase q 0 "
+    "insert b 2030 upgrade - 0 erase t 0 erase p 0 walk - 0 erase b 0 erase x 0 erase m 0 "
+    "walk - 0 insert n 3000";
 
 using Model = std::map<Bytes, Bytes>;
 
@@ -42,68 +31,37 @@ class FaultTest : public StoreTest {
   int Run(const Step& step, const Bytes& record, std::vector<Bytes>& read) {
     const Bytes key = step.key + ' ';
     Bytes got;
-    UdbPosition position;
-    int answer = 0;
-    switch (step.kind) {
-      case Step::Insert:
-        return ::Insert(file, record);
-      case Step::Update:
-        return ::Update(file, key, record);
-      case Step::Erase:
-        return ::Erase(file, key);
-      case Step::EraseFirst:
-        if (udbRewind(file) != 0) return -1;
-        answer = GetNext(file, got);
-        return answer != 0 ? answer : udbEraseCurrent(file);
-      case Step::Get:
-        if ((answer = ::Get(file, key, got)) == 0) read.push_back(got);
-        return answer;
-      case Step::Find:
-        return ::Find(file, key);
-      case Step::Walk:
-        if (udbRewind(file) != 0) return -1;
-        while ((answer = GetNext(file, got)) == 0) read.push_back(got);
-        return answer;
-      case Step::Position:
-        if ((answer = ::Find(file, key)) != 0) return answer;
-        if (udbGetPosition(file, position, got) != 0 || udbRewind(file) != 0) return -1;
-        return udbSetPosition(file, position, AsKey(got));
-      case Step::Reopen:
-        if (udbClose(file) != 0) return -1;
-        return (file = udbOpen(path.c_str(), 2, failure)) >= 0 ? 0 : -1;
-      default:
-        return udbUpgrade(file);
+    if (step.verb == "insert") return Insert(file, record);
+    if (step.verb == "update") return Update(file, key, record);
+    if (step.verb == "erase") return Erase(file, key);
+    if (step.verb == "upgrade") return udbUpgrade(file);
+    if (step.verb == "reopen") {
+      if (udbClose(file) != 0) return -1;
+      return (file = udbOpen(path.c_str(), 2, failure)) >= 0 ? 0 : -1;
     }
+    if (step.verb == "position") {
+      UdbPosition position;
+      const int answer = Find(file, key);
+      if (answer != 0) return answer;
+      if (udbGetPosition(file, position, got) != 0 || udbRewind(file) != 0) return -1;
+      return udbSetPosition(file, position, AsKey(got));
+    }
+    if (udbRewind(file) != 0) return -1;
+    int answer = GetNext(file, got);
+    if (step.verb == "erase-first") return answer != 0 ? answer : udbEraseCurrent(file);
+    for (; answer == 0; answer = GetNext(file, got)) read.push_back(got);
+    return answer;
   }
 
   // What the script's step answers on the model, which it changes.
   static int Apply(Model& model, const Step& step, const Bytes& record, std::vector<Bytes>& read) {
-    const Bytes key = step.key + ' ';
-    const bool there = model.count(key) != 0;
-    switch (step.kind) {
-      case Step::Insert:
-        return model.emplace(key, record).second ? 0 : 1;
-      case Step::Update:
-        if (there) model[key] = record;
-        break;
-      case Step::Erase:
-        return model.erase(key) != 0 ? 0 : 1;
-      case Step::EraseFirst:
-        if (model.empty()) return 1;
-        model.erase(model.begin());
-        return 0;
-      case Step::Get:
-        if (there) read.push_back(model[key]);
-        break;
-      case Step::Walk:
-        read = RecordsOf(model);
-        return 1;
-      case Step::Find:
-      case Step::Position:
-        break;
-      default:
-        return 0;
-    }
+    const auto at = step.verb == "erase-first" ? model.begin() : model.find(step.key + ' ');
+    const bool there = at != model.end();
+    if (step.verb == "walk") read = RecordsOf(model);
+    if (step.verb == "update" && there) at->second = record;
+    if (step.verb.starts_with("erase") && there) model.erase(at);
+    if (step.verb == "insert") return model.emplace(step.key + ' ', record).second ? 0 : 1;
+    if (step.verb == "upgrade" || step.verb == "reopen") return 0;
     return there ? 0 : 1;
   }
 
@@ -116,7 +74,7 @@ class FaultTest : public StoreTest {
   // Starts anew after the fault. `next` is what the model would be, had the step been done.
   void Recover(const Step& step, bool crashed, Model& model, const Model& next) {
     host.Heal();
-    if (!crashed && step.kind != Step::Reopen) return;
+    if (!crashed && step.verb != "reopen") return;
     CloseAll();
     host.Restart();
     Open();
@@ -132,7 +90,8 @@ class FaultTest : public StoreTest {
     host.FailCall(nth, fault);
     unsigned seed = 0;
     bool over = false;  // the fault has been met, and a new start made
-    for (const Step& step : script) {
+    std::istringstream steps(script);
+    for (Step step; steps >> step.verb >> step.key >> step.length;) {
       const Bytes record = Record(step.key, step.length, ++seed);
       SCOPED_TRACE("step " + std::to_string(seed) + ", struck: " + host.Struck());
       Model next = model;
@@ -150,7 +109,7 @@ class FaultTest : public StoreTest {
       if (!struck) continue;
       over = true;
       // Asking for a position sets no code.
-      const bool silent = step.kind == Step::Reopen || step.kind == Step::Position;
+      const bool silent = step.verb == "reopen" || step.verb == "position";
       if (answer == -1 && !silent && !crashes) {
         EXPECT_EQ(ErrorText(file), host.Struck() == "lock" ? "TIMEOUT" : "SYSTEM ERROR");
       }

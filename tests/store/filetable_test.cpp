@@ -1,8 +1,12 @@
 // Opening, creating, closing and clearing files, the table that numbers them, and the words of
 // failures.
+#include <gmock/gmock.h>
+
 #include "support/storecalls.h"
 
 namespace {
+
+using ::testing::Each;
 
 class FileTableTest : public StoreTest {
  protected:
@@ -20,21 +24,33 @@ class FileTableTest : public StoreTest {
     EXPECT_EQ(udbGetFileName(n, name), 0);
     return name;
   }
-  // All that is asked of a file with the name of each.
-  static std::vector<std::pair<const char*, int>> AskAll(int n) {
-    std::string text;
+  // The answers of all that takes the mutex on an open file.
+  static std::vector<int> AskAll(int n) {
     DataTransfer record;
+    return {Find(n, "a "),
+            udbGet(n, AsKey("a "), record),
+            udbGetNext(n, record),
+            Insert(n, "c 3"),
+            Update(n, "a ", "a 2"),
+            Erase(n, "a "),
+            udbEraseCurrent(n),
+            udbUpgrade(n),
+            udbClear(n),
+            udbSetPosition(n, {}, AsKey("b "))};
+  }
+  // The answers of all that does not.
+  static std::vector<int> AskRest(int n) {
+    std::string text;
+    KEYDESCR kd;
     UdbPosition position;
-    return {{"find", Find(n, "a ")},
-            {"get", udbGet(n, AsKey("a "), record)},
-            {"next", udbGetNext(n, record)},
-            {"insert", Insert(n, "c 3")},
-            {"update", Update(n, "a ", "a 2")},
-            {"erase", Erase(n, "a ")},
-            {"erase current", udbEraseCurrent(n)},
-            {"upgrade", udbUpgrade(n)},
-            {"clear", udbClear(n)},
-            {"set position", udbSetPosition(n, position, AsKey("b "))}};
+    std::uint32_t count;
+    return {udbGetPosition(n, position, text),
+            udbSetPosition(n, position, AsKey("a ")),
+            udbGetKeyDescr(n, kd),
+            udbGetFileName(n, text),
+            udbGetCount(n, count),
+            udbSetMatchMode(n, 0),
+            udbRewind(n)};
   }
 };
 
@@ -56,18 +72,10 @@ TEST_F(FileTableTest, NumberThatIsNotOpenAnswersFailureToEverything) {
   Create();
   EXPECT_EQ(udbClose(file), 0);
   for (const int n : {file, 399, 400, 100000, -1}) {
-    for (const auto& [name, answer] : AskAll(n)) EXPECT_EQ(answer, -1) << name;
-    std::string text;
-    KEYDESCR kd;
-    UdbPosition position;
-    EXPECT_EQ(udbClose(n), -1) << n;
-    EXPECT_EQ(udbGetKeyDescr(n, kd), -1);
-    EXPECT_EQ(udbGetFileName(n, text), -1);
-    EXPECT_EQ(Count(n), 0xBADU);
-    EXPECT_EQ(udbSetMatchMode(n, 1), -1);
-    EXPECT_EQ(udbRewind(n), -1);
-    EXPECT_EQ(udbGetPosition(n, position, text), -1);
-    EXPECT_EQ(ErrorText(n), "WRONG FILE NUMBER") << n;
+    EXPECT_THAT(AskAll(n), Each(-1)) << n;
+    EXPECT_THAT(AskRest(n), Each(-1)) << n;
+    EXPECT_EQ(udbClose(n), -1);
+    EXPECT_EQ(ErrorText(n), "WRONG FILE NUMBER");
   }
 }
 
@@ -251,23 +259,14 @@ TEST_F(FileTableTest, OnlyOperationsThatTakeTheMutexTimeOut) {
   EXPECT_EQ(Find(file, "a "), 0);
   const Bytes before = Image();
   host.refuseLock = true;
-  for (const auto& [name, answer] : AskAll(file)) EXPECT_EQ(answer, -1) << name;
+  EXPECT_THAT(AskAll(file), Each(-1));
   EXPECT_EQ(ErrorText(file), "TIMEOUT");
   EXPECT_EQ(Opening(path), "TIMEOUT");
   EXPECT_EQ(Creating("/m/b"), "TIMEOUT");
   EXPECT_FALSE(host.Exists("/m/b"));
-
-  UdbPosition position;
-  Bytes text;
-  KEYDESCR kd;
-  EXPECT_EQ(udbGetPosition(file, position, text), 0);
-  EXPECT_EQ(udbSetPosition(file, position, AsKey("a ")), 0) << "the record is still there";
-  EXPECT_EQ(udbRewind(file), 0);
-  EXPECT_EQ(udbSetMatchMode(file, 0), 0);
-  EXPECT_EQ(udbGetKeyDescr(file, kd), 0);
-  EXPECT_EQ(FileName(file), path);
-  EXPECT_EQ(Count(file), 2U);
-  EXPECT_EQ(GetNext(empty, text), 1) << "an empty file needs no lock to say so";
+  EXPECT_THAT(AskRest(file), Each(0)) << "a position whose record is there needs no lock";
+  Bytes record;
+  EXPECT_EQ(GetNext(empty, record), 1) << "an empty file needs no lock to say so";
   EXPECT_EQ(Said(udbClose(file)), "TIMEOUT");
   host.refuseLock = false;
   EXPECT_EQ(udbClose(file), 0) << "a close without the lock may be tried again";
