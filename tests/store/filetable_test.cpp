@@ -54,20 +54,6 @@ class FileTableTest : public StoreTest {
   }
 };
 
-TEST_F(FileTableTest, EachCodeHasItsWords) {
-  std::string all;
-  for (int code = -1; code < 17; ++code) {
-    std::string text;
-    udbCodeText(code, text);
-    all += text + ',';
-  }
-  EXPECT_EQ(all,
-            "UNKNOWN ERROR,SUCCESS,WRONG FILE NUMBER,FILE LIMIT OVERFLOW,SYSTEM ERROR,"
-            "FILE ALREADY EXISTS,INDEX DEPTH OVERFLOW,NONEXISTENT FILE,CANNOT ALLOCATE RECORD,"
-            "TOO MANY OPEN FILES,WRONG KEY,WRONG RECORD LENGTH,UNKNOWN ERROR,CHECKSUM ERROR,"
-            "FILE CORRUPTED,UNKNOWN ERROR,TIMEOUT,UNKNOWN ERROR,");
-}
-
 TEST_F(FileTableTest, NumberThatIsNotOpenAnswersFailureToEverything) {
   Create();
   EXPECT_EQ(udbClose(file), 0);

@@ -97,12 +97,4 @@ TEST_F(GoldenTest, OldVersionIsReadAndWrittenWithTheShortPrefix) {
              records);
 }
 
-TEST_F(GoldenTest, RunOfTwentyPagesOverThreeBitmapBytesMovesFreePagesBySixty) {
-  Create();
-  Fill({"a x", Record("p2", 3000), Record("p3", 3000), Record("run", 20 * 4096 - 8)});
-  EXPECT_EQ(Header16(12), 32568U - 3 - 20 * 3) << "pages 4 to 23";
-  EXPECT_EQ(Erase(file, "run "), 0);
-  EXPECT_EQ(Header16(12), 32568U - 3);
-}
-
 }  // namespace

@@ -59,23 +59,16 @@ Bytes LeafOf(const std::vector<Bytes>& records, const Links& links) {
   return TreePage(LeafPage, links, entries);
 }
 
-Bytes InlineEntry(const Bytes& record) {
-  Bytes entry(7, '\1');
-  Put16(entry, 1, static_cast<unsigned>(7 + record.size()));
-  Put32(entry, 3, Sum(record));
-  entry += record;
+static Bytes Entry(char form, std::uint32_t sumOrPage, const Bytes& payload) {
+  Bytes entry(7, form);
+  Put16(entry, 1, static_cast<unsigned>(7 + payload.size()));
+  Put32(entry, 3, sumOrPage);
+  entry += payload;
   entry.resize((entry.size() + 3) / 4 * 4);
   return entry;
 }
-
-Bytes KeyEntry(unsigned page, const Bytes& key) {
-  Bytes entry(7, '\0');
-  Put16(entry, 1, static_cast<unsigned>(7 + key.size()));
-  Put16(entry, 3, page);
-  entry += key;
-  entry.resize((entry.size() + 3) / 4 * 4);
-  return entry;
-}
+Bytes InlineEntry(const Bytes& record) { return Entry(1, Sum(record), record); }
+Bytes KeyEntry(unsigned page, const Bytes& key) { return Entry(0, page, key); }
 
 Bytes Run(unsigned version, const Bytes& record) {
   Bytes run(version == 23 ? 6 : 8, '\0');
