@@ -53,8 +53,9 @@ TEST_F(CheckTest, EachKindOfDamageIsToldWithItsPlace) {
   const auto set16 = [](std::size_t at, std::size_t value) {
     return [=](Bytes& b) { Put16(b, at, static_cast<unsigned>(value)); };
   };
-  const auto unmark = [](std::size_t at) {
-    return [=](Bytes& b) { b[25 + at / PageBytes / 8] &= ~(1 << at / PageBytes % 8); };
+  const auto unmark = [&](std::size_t at) {
+    const std::size_t n = at / PageBytes;
+    return set8(25 + n / 8, sample[25 + n / 8] & ~(1 << n % 8));
   };
   using enum FindingKind;
   const Injury injuries[] = {

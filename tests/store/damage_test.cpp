@@ -135,9 +135,10 @@ TEST_F(DamageTest, CutAtEveryLengthItIsReadChangedCheckedAndSalvaged) {
   for (std::size_t length = 0; length < whole.size(); ++length) {
     // The inside of a record is as good at one byte as at another, and its ends are all there.
     const bool edge = length % 4096 < 48 || length % 4096 > 4080;
+    if (!edge && length % 7 != 0) continue;
     SCOPED_TRACE("cut to " + std::to_string(length));
-    EXPECT_FALSE(UseUp(whole.substr(0, length), edge || length % 16 == 0));
-    if (edge || length % 16 == 8) Salvage(whole.substr(0, length));
+    EXPECT_FALSE(UseUp(whole.substr(0, length)));
+    Salvage(whole.substr(0, length));
     ASSERT_FALSE(HasFailure());
   }
 }
@@ -145,7 +146,7 @@ TEST_F(DamageTest, CutAtEveryLengthItIsReadChangedCheckedAndSalvaged) {
 // What one byte cannot do: links that lead in a circle, pages that are each other's children.
 TEST_F(DamageTest, CirclesOfLinksEnd) {
   for (std::size_t page = 0; page < whole.size(); page += 4096) {
-    for (unsigned target = 0; target * 4096 < whole.size(); ++target) {
+    for (unsigned target = 0; target < whole.size() / PageBytes; ++target) {
       for (const std::size_t field : {4U, 6U, 8U, 15U}) {  // next, prev, rightChild, first child
         Bytes bytes = whole;
         Put16(bytes, page + field, target);

@@ -5,6 +5,7 @@
 #include <map>
 #include <sstream>
 
+#include "store/undo.h"
 #include "support/storecalls.h"
 
 namespace {
@@ -182,6 +183,25 @@ TEST_F(FaultTest, TakingBackAfterACrashMayFailAndIsDoneByTheNext) {
     }
   }
   EXPECT_GT(crashes, 3);
+}
+
+// A place that is kept twice within an update comes back as it was before the first time.
+TEST_F(FaultTest, OldestKeptBytesOfAPlaceWin) {
+  host.Put(path, Bytes(2 * PageBytes, 'a'));
+  ASSERT_TRUE(host.Lock());
+  store::UndoLog undo;
+  undo.Attach(host);
+  int error = 0;
+  const auto opened = host.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
+  ASSERT_TRUE(undo.Begin({path, {}, 2 * PageBytes}, *opened));
+  for (const char* bytes : {"first", "again"}) {
+    EXPECT_TRUE(undo.Keep(*opened, 5000, 5));
+    EXPECT_TRUE(opened->Write(5000, bytes, 5));
+  }
+  EXPECT_TRUE(undo.PutBack(*opened));
+  EXPECT_EQ(Image(), Bytes(2 * PageBytes, 'a'));
+  undo.Drop();
+  host.Unlock();
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ TEST_F(RecoveryTest, JournalIsNamedByTheFirstDotOfThePathAndOpenedByAStaleField)
   const auto openTwice = [&](const std::string& where, unsigned journal) {
     host.Put(where, OneLeaf({.journal = journal}));
     const int n = OpenAt(where);
-    const std::string atFirst = host.PathEndingWith(".jou");
+    std::string atFirst = host.PathEndingWith(".jou");
     EXPECT_EQ(Insert(n, "c 3"), 0);
     EXPECT_EQ(udbClose(n), 0);
     EXPECT_EQ(OpenAt(where), n);

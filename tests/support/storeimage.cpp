@@ -55,6 +55,7 @@ Bytes TreePage(unsigned type, const Links& links, const std::vector<Bytes>& entr
 
 Bytes LeafOf(const std::vector<Bytes>& records, const Links& links) {
   std::vector<Bytes> entries;
+  entries.reserve(records.size());
   for (const Bytes& record : records) entries.push_back(InlineEntry(record));
   return TreePage(LeafPage, links, entries);
 }
@@ -114,7 +115,8 @@ class Examiner {
     Claim(0, 1);
     const unsigned root = Get16(file, 10);
     if (root != 0) Visit(root, 0);
-    for (const unsigned n : lastOf) Want(Get16(file, n * PageBytes + 4) == 0, n, "next");
+    for (const unsigned n : lastOf)
+      Want(Get16(file, std::size_t{n} * PageBytes + 4) == 0, n, "next");
     Want((root == 0) == found.records.empty(), 0, "a root without records, or the reverse");
     Want(Get16(file, 8) == firstLeaf, 0, "firstLeaf");
     Want(found.levels <= Get16(file, 14), 0, "depth below the levels that are there");
@@ -157,7 +159,7 @@ class Examiner {
     if (lastOf.size() <= level) lastOf.resize(level + 1);
     const unsigned before = std::exchange(lastOf[level], page);
     Want(Get16(file, base + 6) == before, page, "prev");
-    Want(before == 0 || Get16(file, before * PageBytes + 4) == page, before, "next");
+    Want(before == 0 || Get16(file, std::size_t{before} * PageBytes + 4) == page, before, "next");
     if (type == LeafPage) {
       Want(end > base + 12 && Get16(file, base + 8) == 0, page, "an empty leaf, or a child");
       Want(found.leaves++ == 0 || level == found.levels, page, "a leaf on another level");
@@ -165,7 +167,7 @@ class Examiner {
       if (firstLeaf == 0) firstLeaf = page;
     }
     for (std::size_t at = base + 12; at < end;) {
-      const unsigned length = Get16(file, at + 1);
+      const std::size_t length = Get16(file, at + 1);
       const std::size_t next = at + (length + 3) / 4 * 4;
       Want(length > 7 && length <= 2042 && next <= end, page, "entry");
       const Bytes payload = file.substr(at + 7, length - 7);
@@ -205,7 +207,7 @@ class Examiner {
       const auto pages = static_cast<unsigned>((end - base + PageBytes - 1) / PageBytes);
       Want(page != 0, page, "run");
       Claim(page, pages);
-      Zeros(page, end, base + pages * PageBytes);
+      Zeros(page, end, base + std::size_t{pages} * PageBytes);
       record = file.substr(base + prefix, end - base - prefix);
       sum = Get32(file, base + prefix - 4);
     }
