@@ -13,3 +13,4 @@
 #include "kvorlib/persistentmap.h"
 #include "kvorlib/recordpool.h"
 #include "kvorlib/storetools.h"
+#include "kvorlib/terms.h"
