@@ -1,6 +1,8 @@
 // All of the library's interface. IndexFile (indexfile.h) is where most callers begin.
 #pragma once
 
+#include "kvorlib/alffile.h"
+#include "kvorlib/alffile.h"
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"
