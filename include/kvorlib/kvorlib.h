@@ -8,6 +8,7 @@
 #include "kvorlib/errors.h"
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
+#include "kvorlib/knowledgebase.h"
 #include "kvorlib/loghtml.h"
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/memindexfile.h"
