@@ -5,6 +5,7 @@
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"
+#include "kvorlib/filehelpers.h"
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
 #include "kvorlib/knowledgebase.h"
