@@ -20,3 +20,4 @@
 #include "kvorlib/storetools.h"
 #include "kvorlib/terms.h"
 #include "kvorlib/textbuffer.h"
+#include "kvorlib/xmldoc.h"

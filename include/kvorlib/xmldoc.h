@@ -1,0 +1,200 @@
+// Reading XML by events. An object takes part by deriving from DataConstr:
+//
+//   struct Titles : DataConstr {
+//     bool ReadStartElement(const std::u16string& name, const XMLAttrs& attrs) override {
+//       inTitle = name == u"title";
+//       return true;
+//     }
+//     bool ReadCharacters(const std::u16string& text) override {
+//       if (inTitle) titles += text;
+//       return true;
+//     }
+//     bool inTitle = false;
+//     std::u16string titles;
+//   } titles;
+//
+//   XMLDoc doc;
+//   doc.SetCallback(&titles, XMLDoc::DC_READ);
+//   if (!doc.LoadFile(u"books.xml")) doc.GetLastError().GetErrDescr(stream);
+//
+// There is no tree of the document: an object that wants one builds it. A stack of objects lets the
+// element being read hand the events of its children to another object (PutToXMLDoc) and take them
+// back at its end tag (PushFromXMLDoc).
+//
+// A document belongs to one thread, and calls its objects during the load only.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "kvorlib/errors.h"
+#include "kvorlib/export.h"
+
+class SAXContentHandlerImpl;
+class SAXErrorHandlerImpl;
+class XMLDoc;
+
+// Nothing in the library reads it.
+struct ExtraInfo;
+
+// Attributes by their qualified names.
+using XMLAttrs = std::map<std::u16string, std::u16string>;
+
+// The base of all objects that an XMLDoc reads. Never deleted through a pointer to it.
+class KVORLIB_API DataConstr {
+ public:
+  // The events. Names are qualified names, as they stand in the document; declarations of
+  // namespaces (xmlns, xmlns:*) are no attributes. A backslash and the letter n in an attribute's
+  // value come as "\r\n", two backslashes as one.
+  //
+  // The answer false to ReadStartElement or ReadEndElement ends the reading, and the load is still
+  // a success: so an object stops when it has what it needs. To stop with a diagnostic at this very
+  // tag, throw XMLErrData from one of the two; thrown from the others it goes, as any exception
+  // does, to the caller of the load. The answers of the others are not looked at.
+  //
+  // Text comes line by line: what stands before a line feed, if anything, then the line feed alone,
+  // and so on. A line comes in one call, whatever comments, entities or CDATA sections it is made
+  // of; only a tag parts it.
+  virtual bool ReadStartDocument();
+  virtual bool ReadEndDocument();  // nothing calls it
+  virtual bool ReadStartElement(const std::u16string& name, const XMLAttrs& attrs);
+  virtual bool ReadEndElement(const std::u16string& name);
+  virtual bool ReadCharacters(const std::u16string& text);
+
+  // Called to write the object; false when there is nothing that it can write.
+  virtual bool StartWriting() const;
+  virtual bool StartWritingAlt() const;
+
+  // The document that the object works with, null at first. Set by the document; a copy of the
+  // object has the same.
+  XMLDoc* GetXMLDoc() const { return document; }
+  void SetXMLDoc(XMLDoc* doc) const { document = doc; }
+
+  // From now on the child gets the events of this object's document.
+  void PutToXMLDoc(DataConstr* child);
+  // Takes the top off the stack of this object's document, whatever object that is. In spite of the
+  // name it is the reverse of PutToXMLDoc. With an empty stack, or no document, nothing happens.
+  void PushFromXMLDoc();
+
+ protected:
+  // Reports to the document, without a place. With no document nothing happens.
+  void ProcessError(const std::u16string& message, ErrData::ERRTYPE type);
+
+ private:
+  mutable XMLDoc* document = nullptr;
+};
+
+// The reader.
+//
+// Bytes are read as UTF-8, as UTF-16 in either order (told by the mark, or by the first "<"), or in
+// the code page that the declaration names. Wide text is read as it is, whatever its declaration
+// says. Bytes that the encoding does not have and zero characters are faults like any other.
+//
+// Entities that the document defines are expanded; nothing outside of the document is ever opened.
+// There are limits, each with a diagnostic of its own: MAX_DEPTH levels of elements,
+// MAX_ENTITY_DEPTH levels of entities within entities, and a document of 8 MiB and more must not
+// grow a hundredfold by its entities.
+//
+// A diagnostic of the parser, and one thrown as XMLErrData, has the line and the column (both from
+// 1) where the faulty piece or the tag begins; in an entity's text, where the entity is named. A
+// column is one character of the document: a tab is one, and so is a character of two units.
+// "\r\n", "\n" and a lone "\r" end lines.
+class KVORLIB_API XMLDoc {
+ public:
+  // Features, to be added up.
+  static constexpr std::int32_t DEFAULT = 0;
+  static constexpr std::int32_t KEEP_WHITESPACE = 1;      // for callers; nothing here tests it
+  static constexpr std::int32_t FORMAT = 2;               // what is written is indented
+  static constexpr std::int32_t OMIT_XMLDECLARATION = 4;  // for callers; nothing here tests it
+  static constexpr std::int32_t USER_DEFINED = 8;  // saving calls StartWritingAlt, not StartWriting
+
+  static constexpr int MAX_DEPTH = 4096;
+  static constexpr int MAX_ENTITY_DEPTH = 100;
+
+  enum SETDCMODE : int { DC_READ = 0, DC_WRITE = 1 };
+
+  // Throws: ErrData, ERR_FATAL "XMLDoc initialization error", when the parser cannot be made.
+  explicit XMLDoc(int features = DEFAULT);
+  // The copy has code page, features and comment, and no callbacks.
+  XMLDoc(const XMLDoc& other);
+  // Takes over code page, features and comment, and nothing else.
+  XMLDoc& operator=(const XMLDoc& other);
+  // REQUIRES: not called from a callback of its own load.
+  ~XMLDoc();
+
+  // Gives everything up; after that only the tests of validity are of use. Throws: ErrData,
+  // ERR_FATAL "Wrong XMLDoc state", from a callback of its own load; nothing is given up then.
+  void Free();
+  bool IsValid() const;
+
+  // The code page of the document: 65001 at first, then what the latest document that was read
+  // declared. One without a declared encoding leaves it. Used for saving.
+  int GetCP() const { return codePage; }
+  void SetCP(int number) { codePage = number; }
+  int GetFeatures() const { return features; }
+  void SetFeatures(int set);
+  // Kept and copied, and written nowhere.
+  void SetComment(const std::u16string& text) { comment = text; }
+
+  // The objects are not owned. They stay until others are set.
+  //
+  // DC_READ: the object alone is on the stack, and there is no write callback any more. DC_WRITE:
+  // as SetWriteCallback without a reader.
+  void SetCallback(DataConstr* object, SETDCMODE mode);
+  // Null leaves the stack empty; then a document is only checked.
+  void SetReadCallback(DataConstr* object, bool clearWrite);
+  // REQUIRES: `writer` is not null.
+  void SetWriteCallback(DataConstr* writer, DataConstr* reader);
+  void PushReadCallback(DataConstr* object);
+  // The write callback, or the top of the stack; null if there is none.
+  DataConstr* GetCallback(SETDCMODE mode) const;
+
+  // The name of the document in diagnostics; null gives "<string>".
+  void SetFileName(const char16_t* name);
+
+  // Each reads a document, sends its events to the top of the stack, and answers whether that went
+  // well; if not, GetLastError() tells. What a callback throws goes to the caller, but for
+  // XMLErrData at a tag: ERR_ERROR and ERR_FATAL fail the load, lower levels do not.
+  //
+  // A missing file is "Couldnot found file". A null name is "<string>".
+  //
+  // Throws: Except "Multianguage support error" for an encoding name that chset2CP does not know.
+  // ErrData, ERR_FATAL "Wrong XMLDoc state", when the document is not valid, and from a callback of
+  // its own load.
+  bool LoadFile(const std::u16string& path);
+  bool LoadFromString(const std::u16string& text, const char16_t* name = nullptr);
+  bool LoadArray(const char* data, int size, const char16_t* name = nullptr);
+
+  // The last diagnostic of the latest load or save, ERR_NONE if there was none.
+  const ErrDescr& GetLastError() const;
+  // Records a diagnostic without a place.
+  void ProcError(ErrData::ERRTYPE type, const std::u16string& message);
+
+ private:
+  friend class DataConstr;
+
+  class Loading;
+
+  SAXErrorHandlerImpl* GetErrorHandler() const { return errorHandler.get(); }
+  void SetExtraInfo(ExtraInfo* info) { extraInfo = info; }
+
+  bool Init();
+  void Release();
+  void PopReadCallback();
+  void BeginLoad(const char16_t* name);
+  bool EndLoad(std::int32_t result);
+  bool LoadBytes(std::string&& bytes);
+
+  std::int32_t codePage = 65001;
+  std::unique_ptr<SAXContentHandlerImpl> contentHandler;
+  std::unique_ptr<SAXErrorHandlerImpl> errorHandler;
+  std::deque<DataConstr*> readCallbacks;
+  DataConstr* writeCallback = nullptr;
+  std::int32_t features;
+  std::u16string comment;
+  ExtraInfo* extraInfo = nullptr;
+  bool loading = false;
+};
