@@ -1,0 +1,171 @@
+// Whole files: by descriptor under a lock, and by name with their encoding found out.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "kb/pathtext.h"
+#include "kvorlib/encoding.h"
+#include "kvorlib/filehelpers.h"
+#include "platform/fdio.h"
+
+namespace {
+
+constexpr std::size_t Chunk = 10'000'000;
+constexpr int Longest = std::numeric_limits<int>::max();
+
+constexpr int Unstated = -1;
+constexpr int Utf16 = 1200;
+constexpr int Utf8 = 65001;
+constexpr std::string_view Utf16Mark = "\xFF\xFE";
+constexpr std::string_view Utf8Mark = "\xEF\xBB\xBF";
+
+bool ReadChunks(int fd, char* out, std::size_t n) {
+  for (std::size_t done = 0; done < n; done += Chunk)
+    if (!platform::ReadAll(fd, out + done, std::min(Chunk, n - done))) return false;
+  return true;
+}
+
+bool WriteChunks(int fd, const char* data, std::size_t n) {
+  for (std::size_t done = 0; done < n; done += Chunk)
+    if (!platform::WriteAll(fd, data + done, std::min(Chunk, n - done))) return false;
+  return true;
+}
+
+struct FileText {
+  std::unique_ptr<const char[]> buffer;
+  std::string_view bytes;  // without a mark
+  int codePage = Unstated;
+
+  std::u16string Units() const {
+    std::u16string units(bytes.size() / 2, u'\0');
+    for (std::size_t i = 0; i < units.size(); ++i) {
+      const auto low = static_cast<unsigned char>(bytes[2 * i]);
+      const auto high = static_cast<unsigned char>(bytes[2 * i + 1]);
+      units[i] = static_cast<char16_t>(low | (high << 8));
+    }
+    return units;
+  }
+  // Up to the first zero byte: FillBuf puts one behind the last.
+  std::string ToZero() const { return bytes.data(); }
+};
+
+std::optional<FileText> ReadText(const std::string& path, int codePage) {
+  const platform::FileNumber file(platform::OpenToRead(path));
+  if (file.Get() < 0) return std::nullopt;
+  FileText text;
+  int length = 0;
+  text.buffer.reset(FillBuf(file.Get(), length, -1));
+  if (!text.buffer) return std::nullopt;
+  text.bytes = std::string_view(text.buffer.get(), static_cast<std::size_t>(length));
+
+  text.codePage = codePage == Unstated ? 0 : codePage;
+  if (CheckUnicode(text.buffer.get(), length)) {
+    text.codePage = Utf16;
+  } else if (text.bytes.starts_with(Utf8Mark)) {
+    text.codePage = Utf8;
+  }
+  if (text.bytes.starts_with(Utf16Mark)) {
+    text.bytes.remove_prefix(Utf16Mark.size());
+  } else if (text.bytes.starts_with(Utf8Mark)) {
+    text.bytes.remove_prefix(Utf8Mark.size());
+  }
+  return text;
+}
+
+std::string Utf16Bytes(const std::u16string& text) {
+  std::string bytes;
+  bytes.reserve(2 * text.size());
+  for (const char16_t unit : text) {
+    bytes += static_cast<char>(unit & 0xFFU);
+    bytes += static_cast<char>(unit >> 8U);
+  }
+  return bytes;
+}
+
+bool Overwrite(const std::string& path, const std::string& bytes, std::string_view mark) {
+  if (bytes.size() > static_cast<std::size_t>(Longest)) return false;
+  // Not emptied as it is opened: until the lock is had, others may still be reading.
+  const platform::FileNumber file(platform::OpenToOverwrite(path));
+  return file.Get() >= 0 && SaveBuf(file.Get(), bytes.data(), static_cast<int>(bytes.size()),
+                                    mark.empty() ? nullptr : mark.data(), -1);
+}
+
+}  // namespace
+
+const char* FillBuf(int fd, int& length, int maxLength) {
+  length = 0;
+  if (!platform::Rewind(fd)) return nullptr;
+  const std::int64_t size = platform::SizeOf(fd);
+  if (size < 0 || size > Longest || maxLength < -1) return nullptr;
+  length = static_cast<int>(size);
+  if (maxLength != -1) length = std::min(length, maxLength);
+  const auto n = static_cast<std::size_t>(length);
+  auto buffer = std::make_unique_for_overwrite<char[]>(n + 2);
+  buffer[n] = buffer[n + 1] = '\0';
+
+  if (!platform::LockStart(fd, length)) return nullptr;
+  const bool whole = ReadChunks(fd, buffer.get(), n);
+  const bool rewound = platform::Rewind(fd);
+  platform::UnlockStart(fd, length);
+  return whole && rewound ? buffer.release() : nullptr;
+}
+
+bool SaveBuf(int fd, const char* data, int length, const char* prefix, int prefixLength) {
+  const std::size_t wholePrefix = prefix != nullptr ? std::strlen(prefix) : 0;
+  const auto total = static_cast<std::int64_t>(wholePrefix) + length;
+  if (length < 0 || total > Longest || prefixLength < -1) return false;
+  const std::size_t written = prefix == nullptr || prefixLength == -1
+                                  ? wholePrefix
+                                  : static_cast<std::size_t>(prefixLength);
+
+  if (!platform::Rewind(fd) || !platform::LockStart(fd, total)) return false;
+  bool saved = platform::ChangeSize(fd, total);
+  if (saved) {
+    // What became of the prefix shows in the data behind it.
+    platform::WriteAll(fd, prefix, written);
+    saved = WriteChunks(fd, data, static_cast<std::size_t>(length));
+    saved &= platform::Commit(fd);
+  }
+  const bool rewound = platform::Rewind(fd);
+  return platform::UnlockStart(fd, total) && rewound && saved;
+}
+
+bool GetText(const std::u16string& path, std::u16string& text, int codePage) {
+  const auto file = ReadText(kb::NarrowPath(path), codePage);
+  if (!file) return false;
+  text = file->codePage == Utf16 ? file->Units() : A2U(file->ToZero(), file->codePage);
+  return true;
+}
+
+bool GetText(const std::string& path, std::string& text, int& codePage) {
+  const auto file = ReadText(kb::NarrowPath(A2U(path, 0)), codePage);
+  if (!file) return false;
+  const int detected = file->codePage;
+  const int wanted =
+      codePage != Unstated && codePage != Utf16 ? codePage : (detected == Utf16 ? 0 : detected);
+  if (detected == Utf16) {
+    text = U2A(file->Units(), wanted);
+  } else if (wanted != detected) {
+    text = U2A(A2U(file->ToZero(), detected), wanted);
+  } else {
+    text = file->bytes;
+  }
+  codePage = wanted;
+  return true;
+}
+
+bool SaveText(const std::u16string& path, const std::u16string& text, int codePage) {
+  const std::string name = kb::NarrowPath(path);
+  switch (codePage) {
+    case Utf16:
+    case Unstated:
+      return Overwrite(name, Utf16Bytes(text), Utf16Mark);
+    case Utf8:
+      return Overwrite(name, U2A(text, Utf8), Utf8Mark);
+    default:
+      return Overwrite(name, U2A(text, codePage), {});
+  }
+}
