@@ -1,4 +1,4 @@
-// The names that the knowledge-base environment reserves.
+// The name that the knowledge-base environment reserves.
 #pragma once
 
 #include <string_view>
