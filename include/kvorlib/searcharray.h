@@ -10,7 +10,10 @@
 // may run at the same time on one table; nothing here fails but for want of memory.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -23,7 +26,8 @@ struct BASE_STRING {
   std::int32_t len = 0;
 
   BASE_STRING() = default;
-  // `length` -1 measures the text up to its terminator; null measures 0.
+  // `length` -1 measures the text up to its terminator, but for what is behind 2^31 - 1 characters;
+  // null measures 0.
   // REQUIRES: `length` >= -1.
   BASE_STRING(const T* text, std::int32_t length)
       : ptr(text), len(length == -1 ? Measure(text) : length) {}
@@ -44,7 +48,9 @@ struct BASE_STRING {
 
  private:
   static std::int32_t Measure(const T* text) {
-    return text == nullptr ? 0 : static_cast<std::int32_t>(std::char_traits<T>::length(text));
+    if (text == nullptr) return 0;
+    constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::min(most, std::char_traits<T>::length(text)));
   }
 };
 
