@@ -4,6 +4,7 @@
 #   <includedir>/kvorlib/              the headers
 #   <libdir>/kvorlib/libkvorlib.so.*   the library itself, in a folder of its own: its data lie
 #                                      beside it, and it looks for them beside its real path
+#   <libdir>/kvorlib/Data/             the local knowledge base
 #   <libdir>/libkvorlib.so*            links, for compilers and the loader
 #   <libdir>/cmake/kvorlib/            find_package(kvorlib), target kvorlib::kvorlib
 #   <libdir>/pkgconfig/kvorlib.pc
@@ -15,6 +16,7 @@ set(KVORLIB_HOME ${CMAKE_INSTALL_LIBDIR}/kvorlib)
 set(KVORLIB_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kvorlib)
 
 install(TARGETS kvorlib EXPORT kvorlibTargets LIBRARY DESTINATION ${KVORLIB_HOME} NAMELINK_SKIP)
+install(DIRECTORY data/Data DESTINATION ${KVORLIB_HOME})
 install(DIRECTORY include/kvorlib DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 

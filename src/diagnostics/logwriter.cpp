@@ -13,6 +13,10 @@ static_assert(std::endian::native == std::endian::little, "logs are written as t
 bool LogWriter::Write(const std::u16string& /*text*/) { return true; }
 bool LogWriter::vsWrite(const char16_t* /*format*/, va_list& /*args*/) { return true; }
 
+std::u16string FormatLogText(const char16_t* format, va_list& args) {
+  return util::FormatWide(format, args);
+}
+
 struct FileLogWriter::Handles {
   platform::Stream file;
   std::vector<platform::Stream> former;

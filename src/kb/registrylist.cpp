@@ -1,0 +1,117 @@
+// The list of knowledge bases in the user's registry, and any key of it as a map.
+#include <utility>
+
+#include "kb/registrykey.h"
+#include "kvorlib/knowledgebase.h"
+#include "platform/path.h"
+#include "platform/session.h"
+
+namespace KBEnv {
+
+using platform::Hive;
+using platform::RegistryAnswer;
+using platform::RegistryError;
+
+namespace {
+
+constexpr const char16_t* CannotRead = u"Ошибка при чтении реестра";
+constexpr const char16_t* CannotReplace = u"Ошибка перезаписи реестра";
+constexpr const char16_t* CannotWrite = u"Ошибка при записи в реестр базы ";
+constexpr const char16_t* CannotClose = u"Ошибка при закрытии ключа";
+
+std::vector<std::pair<std::u16string, std::u16string>> Pairs(const Settings& values) {
+  return {values.begin(), values.end()};
+}
+
+}  // namespace
+
+// One that fails stops none of the others; `msg` is about the last that did.
+bool KBMap::FormListFromRegistry(std::u16string& msg) {
+  bool loaded = Current != nullptr;
+  std::u16string name;
+  std::u16string path;
+  for (std::size_t index = 0;; ++index) {
+    RegistryAnswer answer = kb::OpenKey()->ValueName(index, name);
+    if (answer.error == RegistryError::End) break;
+    if (answer && name.empty()) continue;
+    if (answer) answer = kb::OpenKey()->Read(name, path);
+    if (!answer) return kb::Fail(msg, CannotRead, answer);
+    name = kb::UpToZero(name);
+    if (LoadFromFile(name, platform::NativePath(kb::UpToZero(path)), msg, true)) {
+      loaded = true;
+    } else if (!bases.contains(name)) {
+      ListBroken = true;
+    }
+  }
+  if (!loaded) msg = u"Нет ни одной корректной базы знаний";
+  return loaded;
+}
+
+// An open key is replaced in one step, so that whoever reads meanwhile, or after a crash, finds the
+// former list or the new one. In one that was not open the values of other bases stay.
+bool KBMap::SaveListToRegistry(std::u16string& msg, bool onlyValid) const {
+  Settings values;  // names of the registry differ without regard to case
+  for (const auto& [name, entry] : bases)
+    if (!KBIsLocal(name) && (entry.Valid || !onlyValid)) values[name] = entry.FileName;
+  if (kb::OpenKey() != nullptr) {
+    if (Current != nullptr) values[u""] = DefaultName;
+    const RegistryAnswer answer =
+        platform::ReplaceRegistryKey(Hive::CurrentUser, kb::RegistryPath, Pairs(values));
+    if (!answer) return kb::Fail(msg, CannotReplace, answer);
+  } else {
+    if (!kb::CreateKey(msg)) return false;
+    for (const auto& [name, path] : values) {
+      const RegistryAnswer answer = kb::OpenKey()->Write(name, path);
+      if (!answer) return kb::Fail(msg, CannotWrite + name, answer);
+    }
+  }
+  ListBroken = false;
+  return SaveDefaultToRegistry(msg);
+}
+
+bool KBMap::SaveDefaultToRegistry(std::u16string& msg) const {
+  if (Current == nullptr) {
+    msg = u"Ошибка при записи в реестр базы: дефолтная база не указана";
+    return false;
+  }
+  if (!kb::CreateKey(msg)) return false;
+  const RegistryAnswer answer = kb::OpenKey()->Write(u"", DefaultName);
+  if (answer) return true;
+  return kb::Fail(msg, u"Ошибка при записи в реестр имени дефолтной базы " + DefaultName, answer);
+}
+
+bool KBMap::ReadDataFromKey(bool machine, const std::u16string& subKey, Settings& data,
+                            std::u16string& msg) {
+  const Hive hive = machine ? Hive::Machine : Hive::CurrentUser;
+  std::unique_ptr<platform::RegistryKey> key;
+  RegistryAnswer answer =
+      platform::OpenRegistryKey(hive, subKey, platform::RegistryAccess::Read, key);
+  if (!answer) return kb::Fail(msg, CannotRead, answer);
+  data.clear();
+  std::u16string name;
+  std::u16string value;
+  for (std::size_t index = 0; key->ValueName(index, name); ++index) {
+    answer = key->Read(name, value);
+    if (!answer) return kb::Fail(msg, CannotRead, answer);
+    data[kb::UpToZero(name)] = kb::UpToZero(value);
+  }
+  answer = key->Close();
+  return answer ? true : kb::Fail(msg, CannotClose, answer);
+}
+
+// The words for a key that was not there are those for the one kind of data that callers once kept
+// in such keys; they are told of it whatever they store.
+bool KBMap::WriteDataFromKey(bool machine, const std::u16string& subKey, const Settings& data,
+                             std::u16string& msg) {
+  const Hive hive = machine ? Hive::Machine : Hive::CurrentUser;
+  std::unique_ptr<platform::RegistryKey> key;
+  const bool there(
+      platform::OpenRegistryKey(hive, subKey, platform::RegistryAccess::ReadWrite, key));
+  const RegistryAnswer answer = platform::ReplaceRegistryKey(hive, subKey, Pairs(data));
+  if (answer) return true;
+  return kb::Fail(msg, there ? CannotReplace : u"Cannot save speech description", answer);
+}
+
+}  // namespace KBEnv
+
+bool IsUserAdmin() { return platform::UserIsAdministrator(); }
