@@ -1,0 +1,269 @@
+// The registry: any text, many processes, damaged files, and what a person has written in the file.
+#include "platform/registry.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "platform/child.h"
+#include "support/tempfolder.h"
+
+namespace platform {
+namespace {
+
+using Key = std::unique_ptr<RegistryKey>;
+using Error = RegistryError;
+
+constexpr Hive User = Hive::CurrentUser;
+const std::u16string Path = u"Software\\Kvor-3\\KBase";
+
+struct RegistryTest : testing::Test {
+  RegistryTest() { setenv("XDG_CONFIG_HOME", home.Path("Конфиг 🙂").c_str(), 1); }
+  ~RegistryTest() override { unsetenv("XDG_CONFIG_HOME"); }
+
+  static Key Created(const std::u16string& path = Path) {
+    Key key;
+    const RegistryAnswer answer = CreateRegistryKey(User, path, key);
+    EXPECT_TRUE(answer) << answer.words;
+    return key;
+  }
+  static Error Opened(const std::u16string& path = Path,
+                      RegistryAccess access = RegistryAccess::ReadWrite) {
+    Key key;
+    return OpenRegistryKey(User, path, access, key).error;
+  }
+  static std::u16string Value(RegistryKey& key, const std::u16string& name) {
+    std::u16string value = u"<none>";
+    static_cast<void>(key.Read(name, value));
+    return value;
+  }
+  // All names, each once; a walk that does not end properly counts as none.
+  static std::set<std::u16string> Names(RegistryKey& key) {
+    std::set<std::u16string> names;
+    std::u16string name;
+    RegistryAnswer answer;
+    for (std::size_t i = 0; (answer = key.ValueName(i, name)); ++i)
+      EXPECT_TRUE(names.insert(name).second);
+    return answer.error == Error::End ? names : std::set<std::u16string>();
+  }
+  static std::string FileText() {
+    std::ostringstream out;
+    out << std::ifstream(RegistryPlace(User), std::ios::binary).rdbuf();
+    return out.str();
+  }
+  static void WriteFile(const std::string& text) {
+    Created();
+    std::ofstream(RegistryPlace(User), std::ios::binary) << text;
+  }
+
+  const TempFolder home;
+};
+
+TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
+  const std::set<std::u16string> texts = {u"",
+                                          u" ",
+                                          u"word",
+                                          u"a=b",
+                                          u"[x]",
+                                          u"\"",
+                                          u"\\",
+                                          u"\\\\",
+                                          u"\\n",
+                                          u"\n",
+                                          u"\r\n",
+                                          u"\t#",
+                                          u"# c",
+                                          u"Слово",
+                                          u"😀",
+                                          u"\xD83D",
+                                          u"\xDE00\xD83D",
+                                          u"\xFEFF\xFFFF\x2028",
+                                          u"= \"\"",
+                                          std::u16string(u"\0z\0", 3),
+                                          std::u16string(1000, u'\xD800')};
+  for (const auto& text : texts) {
+    const Key key = Created(text);
+    for (const auto& name : texts) ASSERT_TRUE(key->Write(name, text + name));
+  }
+  for (const auto& text : texts) {
+    Key key;
+    ASSERT_TRUE(OpenRegistryKey(User, text, RegistryAccess::Read, key));
+    EXPECT_EQ(Names(*key), texts);
+    for (const auto& name : texts) EXPECT_TRUE(Value(*key, name) == text + name);
+  }
+  EXPECT_NE(FileText().find("\n\"Слово\" = \"😀Слово\"\n"), std::string::npos);
+}
+
+TEST_F(RegistryTest, CaseTellsNothingApartButStaysAsFirstWritten) {
+  ASSERT_TRUE(Created()->Write(u"Мюллер", u"a"));
+  const Key key = Created(u"SOFTWARE\\kvor-3\\kbasE");
+  ASSERT_TRUE(key->Write(u"мЮЛЛЕР", u"B"));
+  EXPECT_EQ(Value(*key, u"МЮЛЛЕР"), u"B");
+  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"Мюллер"});
+  EXPECT_NE(FileText().find("[\"Software\\\\Kvor-3\\\\KBase\"]\n\"Мюллер\" = \"B\"\n"),
+            std::string::npos);
+}
+
+TEST_F(RegistryTest, FailuresAreToldApart) {
+  EXPECT_EQ(Opened(), Error::NotThere) << "no folder yet";
+  const Key key = Created();
+  EXPECT_EQ(Opened(u"Software"), Error::None) << "the key above another is there";
+  EXPECT_EQ(Opened(u"Soft"), Error::NotThere);
+  std::u16string kept = u"kept";
+  EXPECT_EQ(key->Read(u"", kept).error, Error::NotThere);
+  EXPECT_EQ(kept, u"kept");
+  Key reader;
+  ASSERT_TRUE(OpenRegistryKey(User, Path, RegistryAccess::Read, reader));
+  EXPECT_EQ(reader->Write(u"", u"x").error, Error::NoAccess);
+  EXPECT_EQ(DeleteRegistryKey(User, u"Software").error, Error::NoAccess) << "a key lies below";
+
+  EXPECT_TRUE(DeleteRegistryKey(User, Path));
+  EXPECT_EQ(key->Write(u"", u"x").error, Error::NotThere) << "the key was deleted while open";
+  EXPECT_EQ(key->ValueName(0, kept).error, Error::NotThere);
+  EXPECT_EQ(DeleteRegistryKey(User, Path).error, Error::NotThere);
+  EXPECT_TRUE(key->Close());
+  EXPECT_EQ(key->Read(u"", kept).error, Error::Failed);
+}
+
+TEST_F(RegistryTest, WhoMayNotReadOrWriteIsToldSo) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser can become somebody else";
+  Created();
+  const auto asNobody = [&](mode_t mode, const std::function<Error()>& call) {
+    chmod(RegistryPlace(User).c_str(), mode);
+    const Child child([&](const auto& say) {
+      if (seteuid(65534) == 0) say(static_cast<char>('A' + static_cast<int>(call())));
+    });
+    return static_cast<Error>(child.Hear() - 'A');
+  };
+  chmod(home.Path().c_str(), 0755);
+  chmod(home.Path("Конфиг 🙂").c_str(), 0755);
+  chmod(home.Path("Конфиг 🙂/kvor").c_str(), 0755);
+  Key key;
+  const auto read = [] { return Opened(Path, RegistryAccess::Read); };
+  EXPECT_EQ(asNobody(0600, read), Error::NoAccess);
+  EXPECT_EQ(asNobody(0644, read), Error::None);
+  EXPECT_EQ(asNobody(0666, [] { return Opened(); }), Error::NoAccess) << "the folder is not his";
+  EXPECT_EQ(asNobody(0666, [&] { return CreateRegistryKey(User, u"k", key).error; }),
+            Error::NoAccess);
+}
+
+TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
+  const std::string head = "format = 1\n[\"k\"]\n";
+  const std::pair<std::string, std::string> damaged[] = {
+      {"", "not told"},
+      {"[\"k\"]\n", "line 1: the format is not told"},
+      {"# c\nformat = 2\n[\"k\"]\nnew thing\n", "line 2: a format that only later versions"},
+      {"format = 10\n", "later versions"},
+      {"format = 1\n\"a\" = \"b\"\n", "line 2: a value of no key"},
+      {head + "\"a\" = \"b", "line 3: no whole value"},
+      {head + "\"a\" = \"b\\\"", "line 3: no whole value"},
+      {head + "\"a\" = \"\\u12\"", "line 3: no whole value"},
+      {head + "\"a\" = \"\\u-123\"", "line 3: no whole value"},
+      {head + "\"a\" \"b\"", "line 3: no equals"},
+      {head + "\"a\" = \"b\" \"c\"", "line 3: something stands behind"},
+      {head + "a = \"b\"", "line 3: neither"},
+      {head + "\"a\" = \"b\"\n\"A\" = \"c\"\n", "line 4: the same name"},
+      {head + "[\"K\"]\n", "line 3: the same name"},
+      {head + "[\"m\"\n", "line 3: no closing"},
+      {head + "\"a\" = \"\xFF\"\n", "line 3: not UTF-8"},
+      {head + std::string(1, '\0'), "line 3: neither"},
+  };
+  for (const auto& [text, words] : damaged) {
+    WriteFile("format = 1\n");
+    WriteFile(text);
+    Key key;
+    const RegistryAnswer answers[] = {
+        OpenRegistryKey(User, u"k", RegistryAccess::Read, key), CreateRegistryKey(User, u"k", key),
+        ReplaceRegistryKey(User, u"k", {}), DeleteRegistryKey(User, u"k")};
+    for (const RegistryAnswer& answer : answers) {
+      EXPECT_EQ(answer.error, Error::Broken) << text;
+      EXPECT_NE(answer.words.find(words), std::string::npos) << answer.words;
+      EXPECT_TRUE(answer.words.starts_with(RegistryPlace(User))) << answer.words;
+    }
+    EXPECT_EQ(FileText(), text);
+    unlink(RegistryPlace(User).c_str());
+  }
+  mkdir(RegistryPlace(User).c_str(), 0700);
+  EXPECT_EQ(Opened(), Error::Broken) << "a folder in its place";
+}
+
+TEST_F(RegistryTest, ChangesLeaveTheLinesOfAPersonAndALinkInPlace) {
+  WriteFile("# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\t\"a\"=\"1\"\n\n# next\n[\"L\"]\n");
+  const std::string real = home.Path("dotfile");
+  rename(RegistryPlace(User).c_str(), real.c_str());
+  chmod(real.c_str(), 0640);
+  ASSERT_EQ(symlink(real.c_str(), RegistryPlace(User).c_str()), 0);
+  const Key key = Created(u"k");
+  ASSERT_TRUE(key->Write(u"b", u"2"));
+  ASSERT_TRUE(key->Write(u"A", u"3"));
+  ASSERT_TRUE(DeleteRegistryKey(User, u"l"));
+  ASSERT_TRUE(ReplaceRegistryKey(User, u"M", {{u"c", u"4"}}));
+  EXPECT_EQ(FileText(),
+            "# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\"a\" = \"3\"\n\"b\" = \"2\"\n\n"
+            "# next\n\n[\"M\"]\n\"c\" = \"4\"\n");
+  struct stat status = {};
+  ASSERT_EQ(lstat(RegistryPlace(User).c_str(), &status), 0);
+  EXPECT_TRUE(S_ISLNK(status.st_mode));
+  ASSERT_EQ(stat(real.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+}
+
+TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersWalk) {
+  const Key key = Created();
+  std::unique_ptr<Child> writers[4];
+  char letter = 'a';
+  for (auto& writer : writers) {
+    writer = std::make_unique<Child>([&, own = letter++](const auto& say) {
+      for (int i = 0; i < 25; ++i) {
+        const std::u16string name(static_cast<std::size_t>(i + 1), static_cast<char16_t>(own));
+        if (!Created()->Write(name, name)) return;
+      }
+      say('y');
+    });
+  }
+  std::unique_ptr<Child> doomed = std::make_unique<Child>([&](const auto& say) {
+    say('y');
+    while (Created()->Write(u"doomed", u"x")) static_cast<void>(DeleteRegistryKey(User, u"other"));
+  });
+  EXPECT_EQ(doomed->Hear(), 'y');
+  for (int i = 0; i < 50; ++i) EXPECT_LE(Names(*key).size(), 101U);
+  doomed = nullptr;  // killed, lock and all
+  for (const auto& writer : writers) EXPECT_EQ(writer->Hear(), 'y');
+  const auto names = Names(*key);
+  EXPECT_EQ(names.size(), 100U + names.count(u"doomed"));
+}
+
+TEST_F(RegistryTest, WalkGoesOnWithTheNamesOfItsBeginning) {
+  const Key key = Created();
+  for (const auto* name : {u"a", u"b", u"c"}) ASSERT_TRUE(key->Write(name, u""));
+  std::u16string name;
+  ASSERT_TRUE(key->ValueName(0, name));
+  ASSERT_TRUE(ReplaceRegistryKey(User, Path, {{u"z", u""}}));
+  ASSERT_TRUE(key->ValueName(2, name));
+  EXPECT_EQ(name, u"c");
+  EXPECT_EQ(key->Read(name, name).error, Error::NotThere);
+  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"z"});
+}
+
+TEST_F(RegistryTest, WriteThatFindsNoRoomLeavesWhatWasThere) {
+  const Key key = Created();
+  ASSERT_TRUE(key->Write(u"a", u"1"));
+  const std::string before = FileText();
+  const Child child([&](const auto& say) {
+    const struct rlimit limit = {200, 200};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    say(key->Write(u"a", std::u16string(400, u'x')).error == Error::Failed ? 'y' : 'n');
+  });
+  EXPECT_EQ(child.Hear(), 'y');
+  EXPECT_EQ(FileText(), before);
+  EXPECT_EQ(access((RegistryPlace(User) + ".new").c_str(), F_OK), -1);
+}
+
+}  // namespace
+}  // namespace platform
