@@ -13,12 +13,14 @@
 #include <cstdint>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/export.h"
 #include "kvorlib/keydescr.h"
 
 class PersistentMap;
+struct ArchiveRecord;
 class ProcessMess;
 class RecordPool;
 
@@ -187,6 +189,15 @@ class KVORLIB_API IndexFile {
   // when it is null. True if none of them refused.
   static bool SystemCommand(int cmd, void* arg, char const* prefix = nullptr);
   static bool SystemCommand(int cmd, void* arg, std::u16string const& prefix);
+  // The length of the longest record that files under `prefix` can hold, -1 if nobody says. Without
+  // a prefix, of files of the default knowledge base (KBEnv::KBMap::GetIndexPref), here and below.
+  // A plug-in answers once it has been loaded, which the first file under its prefix does.
+  static int GetMaxRecLen(char16_t const* prefix = nullptr);
+  // Whether `cmd` is a command (ExtraCommand, SystemCommand) of the default knowledge base's files.
+  static bool IsValidCommand(int cmd);
+  // What the factory of `prefix` tells of the archive `name`; false if it tells nothing.
+  static bool GetArchiveRecords(std::u16string const& name, std::vector<ArchiveRecord>& records,
+                                char16_t const* prefix = nullptr);
 
  protected:
   // Keys of the file's format. Failures are words at level 2 on the map.

@@ -15,6 +15,7 @@
 #include "kvorlib/memindexfile.h"
 #include "kvorlib/messages.h"
 #include "kvorlib/persistentmap.h"
+#include "kvorlib/plugins.h"
 #include "kvorlib/recordpool.h"
 #include "kvorlib/searcharray.h"
 #include "kvorlib/storetools.h"

@@ -73,6 +73,7 @@ class KVORLIB_API StaticMapFactory : public MapFactory {
   StaticMapFactory* next = nullptr;
 };
 
-// The end of the persistent layers: destroys every open map, whoever holds it. Files and cursors on
-// these maps answer as closed from then on; new files may be opened.
+// The end of the persistent layers: destroys every open map, whoever holds it, and unloads the
+// plug-ins. Files and cursors on these maps answer as closed from then on; new files may be opened,
+// which may load plug-ins again.
 KVORLIB_API void udbShutDown();

@@ -1,9 +1,11 @@
 // Building up and shutting down, and the operations that go by the chain of factories and the list.
 #include "maps/library.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "maps/maps.h"
+#include "maps/plugins.h"
 
 namespace maps {
 
@@ -19,15 +21,28 @@ std::string PrefixOf(std::string const& uri) {
   return at != std::string::npos ? uri.substr(0, at + schemeEnd.size()) : TheLibrary().stdPrefix;
 }
 
+// A factory may come from outside, so that what it throws ends here.
+template <typename Ask>
+bool Agreed(Ask ask) {
+  try {
+    return ask();
+  } catch (...) {
+    return false;
+  }
+}
+
 MapFactory* InChain(std::string const& prefix) {
   for (auto* factory = StaticMapFactory::get_first(); factory != nullptr;
        factory = factory->get_next()) {
-    if (factory->match_prefix(prefix.c_str())) return factory;
+    if (Agreed([&] { return factory->match_prefix(prefix.c_str()); })) return factory;
   }
   return nullptr;
 }
 
-// A factory may come from outside, so that what it throws ends here.
+std::string SchemeOf(std::string const& prefix) {
+  return prefix.substr(0, prefix.size() - std::min(prefix.size(), schemeEnd.size()));
+}
+
 template <typename Make>
 PersistentMap* Made(char const* uri, Make make) {
   MapFactory* const factory = FindFactory(uri);
@@ -51,6 +66,9 @@ MapFactory* FindFactory(char const* uri) {
   for (;;) {
     MapFactory* const factory = InChain(prefix);
     if (factory != nullptr) return factory;
+    // A plug-in that is named and cannot be had is no reason to make store files in its place.
+    auto const plugin = FindPlugin(SchemeOf(prefix).c_str());
+    if (plugin.has_value()) return *plugin;
     std::string fallback = PrefixOf(TheLibrary().stdPrefix);
     if (prefix == fallback) return nullptr;
     prefix.swap(fallback);
@@ -81,13 +99,17 @@ bool RunSystemCommand(int cmd, void* arg, char const* prefix) {
   bool obeyed = true;
   for (auto* factory = StaticMapFactory::get_first(); factory != nullptr;
        factory = factory->get_next()) {
-    bool const meant =
-        prefix != nullptr ? factory->match_prefix(prefix) : factory->is_valid_command(cmd);
-    if (meant && !factory->system_command(cmd, arg)) obeyed = false;
+    bool const meant = Agreed([&] {
+      return prefix != nullptr ? factory->match_prefix(prefix) : factory->is_valid_command(cmd);
+    });
+    if (meant && !Agreed([&] { return factory->system_command(cmd, arg); })) obeyed = false;
   }
   return obeyed;
 }
 
 }  // namespace maps
 
-void udbShutDown() { maps::TheLibrary().list.DestroyAll(); }
+void udbShutDown() {
+  maps::TheLibrary().list.DestroyAll();
+  maps::UnloadPlugins();
+}

@@ -3,9 +3,11 @@
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/persistentmap.h"
+#include "maps/plugins.h"
 
 // A cursor that was not closed must not stay on the list of its map.
 MapCursor::~MapCursor() {
+  maps::CursorGone(this);
   if (map != nullptr) map->cursors.remove(this);
 }
 

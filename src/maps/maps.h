@@ -15,9 +15,10 @@ namespace maps {
 // Stands where nobody has named a layout. The store refuses to create a file with it.
 inline constexpr KEYDESCR NoLayout(0, 0, -1);
 
-// The factory that serves the URI's prefix, up to and with its first "://". A URI without one
-// belongs to the standard prefix, and a prefix that nobody serves falls back on it. Null if nobody
-// serves that either.
+// The factory that serves the URI's prefix, up to and with its first "://": one that is there, or
+// the one of the plug-in that the knowledge base of that name asks for; null if that cannot be had.
+// A URI without prefix belongs to the standard prefix, and a prefix that nobody serves falls back
+// on it. Null if nobody serves that either.
 MapFactory* FindFactory(char const* uri);
 
 // Null: no factory. Otherwise the map is the list's, the caller is its one holder, and lets go by

@@ -12,6 +12,7 @@
 #include "kvorlib/mapfactory.h"
 #include "kvorlib/messages.h"
 #include "maps/frame.h"
+#include "maps/plugins.h"
 
 using maps::Framed;
 
@@ -143,7 +144,10 @@ MapCursor* PersistentMap::create_cursor(DataTransfer const& key, int count) {
   return Framed(*this, static_cast<MapCursor*>(nullptr), [&] {
     MapCursor* const made =
         key.Size() > 0 || count != -1 ? _create_cursor(key, count) : _create_cursor();
-    if (made != nullptr) cursors.push_back(made);
+    if (made != nullptr) {
+      cursors.push_back(made);
+      maps::CursorHandedOut(made, factory);
+    }
     return made;
   });
 }

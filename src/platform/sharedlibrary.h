@@ -17,8 +17,9 @@ class SharedLibrary {
 };
 
 // Loads the library in the file `path` (UTF-8), with all that it needs: a name without a folder is
-// a file of the current folder, never looked for elsewhere. Null with `words` (UTF-8) on failure;
-// what the library's own start-up code throws is a failure, too.
+// a file of the current folder, never looked for elsewhere. Null with `words` (UTF-8) on failure.
+// Where the system can tell that the library's own start-up code threw, that is a failure, too;
+// POSIX loaders cannot, and the process is terminated.
 std::unique_ptr<SharedLibrary> LoadSharedLibrary(const std::string& path, std::string& words);
 
 }  // namespace platform

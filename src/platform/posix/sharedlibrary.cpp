@@ -34,13 +34,9 @@ class PosixSharedLibrary final : public SharedLibrary {
 std::unique_ptr<SharedLibrary> LoadSharedLibrary(const std::string& path, std::string& words) {
   // Without a slash the loader would look through its own folders.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
-  try {
-    void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle != nullptr) return std::make_unique<PosixSharedLibrary>(handle);
-    words = LastWords();
-  } catch (...) {
-    words = path + ": an exception while it was being loaded";
-  }
+  void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle != nullptr) return std::make_unique<PosixSharedLibrary>(handle);
+  words = LastWords();
   return nullptr;
 }
 
