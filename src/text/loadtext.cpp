@@ -3,7 +3,6 @@
 #include <cstring>
 #include <exception>
 #include <limits>
-#include <optional>
 #include <utility>
 
 #include "kvorlib/encoding.h"
@@ -21,20 +20,20 @@ std::string Utf8Name(const char16_t* name) {
   return w_u8(name, name + std::char_traits<char16_t>::length(name));
 }
 
-// All bytes of a plain file; nothing when there is none, or it cannot be read or counted in an int.
-std::optional<std::string> ReadFile(const std::string& path) {
+// All bytes of a plain file. False when there is none, or it cannot be read or counted in an int.
+bool ReadFile(const std::string& path, std::string& bytes) {
   int error = 0;
   const auto file =
       platform::OpenFile(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
-  if (file == nullptr) return std::nullopt;
+  if (file == nullptr) return false;
   const std::int64_t size = file->Size();
-  if (size < 0 || size > std::numeric_limits<int>::max()) return std::nullopt;
-  std::string bytes(static_cast<std::size_t>(size), '\0');
-  if (bytes.empty()) return bytes;
+  if (size < 0 || size > std::numeric_limits<int>::max()) return false;
+  bytes.assign(static_cast<std::size_t>(size), '\0');
+  if (bytes.empty()) return true;
   const std::ptrdiff_t got = file->Read(0, bytes.data(), bytes.size());
-  if (got <= 0) return std::nullopt;
+  if (got <= 0) return false;
   bytes.resize(static_cast<std::size_t>(got));
-  return bytes;
+  return true;
 }
 
 // The units behind a mark of either order. Nothing is swapped.
@@ -88,14 +87,14 @@ bool LoadText<T>::Load(const T* fileName, const TransArray<T>* translation) {
     const std::string path = Utf8Name(fileName);
     owned.clear();
     DefText<T>::SetText({});
-    std::optional<std::string> bytes = ReadFile(path);
-    if (!bytes) return false;
-    if (bytes->empty()) return true;
+    std::string bytes;
+    if (!ReadFile(path, bytes)) return false;
+    if (bytes.empty()) return true;
     std::basic_string<T> text;
-    if (CheckUnicode(bytes->data(), static_cast<int>(bytes->size())))
-      FromUnits(Units(*bytes), text);
+    if (CheckUnicode(bytes.data(), static_cast<int>(bytes.size())))
+      FromUnits(Units(bytes), text);
     else
-      FromBytes(std::move(*bytes), text);
+      FromBytes(std::move(bytes), text);
     // A line end may have become two characters.
     constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
     if (translation != nullptr && text.size() <= most)
