@@ -6,6 +6,7 @@
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/filehelpers.h"
+#include "kvorlib/flatparser.h"
 #include "kvorlib/indexfile.h"
 #include "kvorlib/keydescr.h"
 #include "kvorlib/knowledgebase.h"
