@@ -84,8 +84,9 @@ KVORLIB_API std::u16string to_upper(std::u16string text);
 KVORLIB_API std::u16string to_title(std::u16string text);
 
 // The catalogue: the name that texts on the web use for a code page ("windows-1251"), its
-// description ("Cyrillic (Windows)"), and the code page of a charset name, whatever its case. Code
-// pages are given by their own number: neither 0 nor -1 is in the catalogue.
+// description ("Cyrillic (Windows)"), and the code page of a charset name, whatever its case, its
+// hyphens and its underscores ("UTF8", "cp1251" and the like are known, too). Code pages are given
+// by their own number: neither 0 nor -1 is in the catalogue.
 // Throws: Except "Multianguage support error" when the catalogue has no such entry.
 KVORLIB_API std::u16string CP2chset(int codePage);
 KVORLIB_API std::u16string CP2name(int codePage);

@@ -29,6 +29,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "kvorlib/errors.h"
 #include "kvorlib/export.h"
@@ -146,8 +147,8 @@ class KVORLIB_API XMLDoc {
   void SetCallback(DataConstr* object, SETDCMODE mode);
   // Null leaves the stack empty; then a document is only checked.
   void SetReadCallback(DataConstr* object, bool clearWrite);
-  // REQUIRES: `writer` is not null.
   void SetWriteCallback(DataConstr* writer, DataConstr* reader);
+  // A null object is not pushed.
   void PushReadCallback(DataConstr* object);
   // The write callback, or the top of the stack; null if there is none.
   DataConstr* GetCallback(SETDCMODE mode) const;
@@ -175,18 +176,16 @@ class KVORLIB_API XMLDoc {
 
  private:
   friend class DataConstr;
-
   class Loading;
 
   SAXErrorHandlerImpl* GetErrorHandler() const { return errorHandler.get(); }
   void SetExtraInfo(ExtraInfo* info) { extraInfo = info; }
 
-  bool Init();
+  void Init();
   void Release();
   void PopReadCallback();
-  void BeginLoad(const char16_t* name);
-  bool EndLoad(std::int32_t result);
-  bool LoadBytes(std::string&& bytes);
+  bool Parse(std::string_view utf8);
+  bool ParseBytes(std::string&& bytes);
 
   std::int32_t codePage = 65001;
   std::unique_ptr<SAXContentHandlerImpl> contentHandler;

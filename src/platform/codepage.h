@@ -22,6 +22,10 @@ int SystemCodePage();
 // is no conversion under this number.
 bool DecodeCodePage(int codePage, std::string_view text, std::u16string& out);
 
+// How many bytes in front are characters of the page: all of them, or those before the first bad
+// one. Nothing when there is no conversion under this number.
+std::optional<std::size_t> ValidLength(int codePage, std::string_view text);
+
 // Converts all of `text` and appends it to `out`. What the page lacks becomes what is nearest to it
 // there, else '?' (a surrogate pair: two). False, with `out` untouched: `errno` EINVAL when there
 // is no conversion under this number, ENOBUFS when the result has more than `room` bytes.
@@ -36,7 +40,8 @@ struct CodePageInfo {
 
 // Null when the catalogue has no such page.
 const CodePageInfo* FindCodePage(int codePage);
-// The code page that texts labelled `charset` are in, whatever the case of the letters.
+// The code page that texts labelled `charset` are in, whatever the case of the letters and the
+// hyphens and underscores between them.
 std::optional<int> FindCharset(std::u16string_view charset);
 
 // Whether the bytes look like UTF-16, little-endian.

@@ -5,6 +5,7 @@
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <memory>
@@ -18,6 +19,16 @@ constexpr int kAsciiCodePage = 20127;
 
 class Utf8CodePage : public CodePage {
  public:
+  std::size_t ValidLength(std::string_view text) const override {
+    for (std::size_t i = 0; i < text.size();) {
+      const std::size_t start = i;
+      UChar32 point;
+      U8_NEXT(text.data(), i, text.size(), point);
+      if (point < 0) return start;
+    }
+    return text.size();
+  }
+
   void Decode(std::string_view text, std::u16string& out) const override {
     for (std::size_t i = 0; i < text.size();) {
       UChar32 point;
@@ -42,6 +53,13 @@ class Utf8CodePage : public CodePage {
 // Decoding masks the high bit.
 class AsciiCodePage : public CodePage {
  public:
+  std::size_t ValidLength(std::string_view text) const override {
+    const auto* bad = std::find_if(text.begin(), text.end(), [](char byte) {
+      return (static_cast<unsigned char>(byte) & 0x80) != 0;
+    });
+    return static_cast<std::size_t>(bad - text.begin());
+  }
+
   void Decode(std::string_view text, std::u16string& out) const override {
     for (char byte : text) out += static_cast<char16_t>(byte & 0x7F);
   }
@@ -72,6 +90,12 @@ const CodePage* FindConversion(int number) {
 }
 
 }  // namespace
+
+std::optional<std::size_t> ValidLength(int codePage, std::string_view text) {
+  const CodePage* page = FindConversion(codePage);
+  if (page == nullptr) return std::nullopt;
+  return page->ValidLength(text);
+}
 
 bool DecodeCodePage(int codePage, std::string_view text, std::u16string& out) {
   const CodePage* page = FindConversion(codePage);

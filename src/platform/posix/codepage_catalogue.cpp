@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 #include "platform/codepage.h"
@@ -60,7 +61,9 @@ constexpr CodePageInfo kCatalogue[] = {
     {28603, "iso-8859-13", "Estonian (ISO)"},
     {28605, "iso-8859-15", "Latin 9 (ISO)"},
     {50220, "iso-2022-jp", "Japanese (JIS)"},
+    {50221, "csISO2022JP", "Japanese (JIS-Allow 1 byte Kana)"},
     {51932, "euc-jp", "Japanese (EUC)"},
+    {51949, "euc-kr", "Korean (EUC)"},
     {54936, "GB18030", "Chinese Simplified (GB18030)"},
     {65000, "utf-7", "Unicode (UTF-7)"},
     {65001, "utf-8", "Unicode (UTF-8)"},
@@ -71,16 +74,26 @@ struct Alias {
   int codePage;
 };
 
-// Labels that texts bear beside the names above.
+// Labels that texts bear beside the names above, and beside "cp" with a number of the catalogue.
 constexpr Alias kAliases[] = {
-    {"utf-16", 1200}, {"ascii", 20127}, {"gbk", 936}, {"ibm866", 866}, {"csISO2022JP", 50221}};
+    {"utf-16", 1200}, {"utf-16le", 1200}, {"utf-16be", 1201}, {"iso-10646-ucs-2", 1200},
+    {"ascii", 20127}, {"gbk", 936},       {"x-gbk", 936},     {"ibm866", 866},
+    {"koi8", 20866},  {"latin1", 28591},  {"latin2", 28592},  {"windows-874", 874},
+    {"tis-620", 874}, {"sjis", 932},      {"x-sjis", 932},    {"windows-31j", 932}};
 
-bool SameName(std::u16string_view name, std::string_view ascii) {
-  const auto lower = [](char16_t unit) { return unit >= 'A' && unit <= 'Z' ? unit + 32 : +unit; };
-  return std::equal(name.begin(), name.end(), ascii.begin(), ascii.end(),
-                    [lower](char16_t left, char right) {
-                      return lower(left) == lower(static_cast<unsigned char>(right));
-                    });
+// The letters in lower case, and the digits: "utf8" is "UTF-8".
+std::string Essence(std::u16string_view name) {
+  std::string essence;
+  for (const char16_t unit : name) {
+    const bool upper = unit >= 'A' && unit <= 'Z';
+    if (unit != '-' && unit != '_')
+      essence += unit < 0x80 ? static_cast<char>(upper ? unit + 32 : unit) : '?';
+  }
+  return essence;
+}
+
+std::string Essence(std::string_view name) {
+  return Essence(std::u16string(name.begin(), name.end()));
 }
 
 }  // namespace
@@ -92,10 +105,12 @@ const CodePageInfo* FindCodePage(int codePage) {
 }
 
 std::optional<int> FindCharset(std::u16string_view charset) {
+  const std::string wanted = Essence(charset);
   for (const CodePageInfo& entry : kCatalogue)
-    if (SameName(charset, entry.webCharset)) return entry.codePage;
+    if (wanted == Essence(entry.webCharset) || wanted == "cp" + std::to_string(entry.codePage))
+      return entry.codePage;
   for (const Alias& alias : kAliases)
-    if (SameName(charset, alias.charset)) return alias.codePage;
+    if (wanted == Essence(alias.charset)) return alias.codePage;
   return std::nullopt;
 }
 

@@ -68,6 +68,7 @@ constexpr PageRow kRows[] = {
     {28604, Single, "iso-8859_14-1998", ""},
     {28605, Single, "ibm-923_P100-1998", ""},
     {50220, Streamed, "iso-2022-jp", ""},
+    {50221, Streamed, "ISO_2022,locale=ja,version=3", ""},
     {51932, Streamed, "euc-jp-2007", ""},
     {51949, Streamed, "ibm-970_P110_P110-2006_U2", ""},
     {54936, Streamed, "gb18030", ""},

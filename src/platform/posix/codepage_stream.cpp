@@ -28,12 +28,35 @@ class StreamedCodePage : public CodePage {
  public:
   explicit StreamedCodePage(UConverter* opened) : converter(opened, &ucnv_close) {}
 
-  bool SetCallbacks() {
+  bool SetCallbacks() const {
     UErrorCode status = U_ZERO_ERROR;
     ucnv_setToUCallBack(converter.get(), BadBytes, nullptr, nullptr, nullptr, &status);
     ucnv_setFromUCallBack(converter.get(), BadUnits, nullptr, nullptr, nullptr, &status);
     ucnv_setFallback(converter.get(), false);
     return U_SUCCESS(status);
+  }
+
+  std::size_t ValidLength(std::string_view text) const override {
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_resetToUnicode(converter.get());
+    ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr,
+                        &status);
+    const char* next = text.data();
+    do {
+      UChar units[1024];
+      UChar* end = units;
+      status = U_ZERO_ERROR;
+      ucnv_toUnicode(converter.get(), &end, units + 1024, &next, text.data() + text.size(), nullptr,
+                     true, &status);
+    } while (status == U_BUFFER_OVERFLOW_ERROR);
+    const bool valid = U_SUCCESS(status);
+    char bad[8];  // what was taken of the character before it proved bad
+    auto length = static_cast<std::int8_t>(sizeof bad);
+    status = U_ZERO_ERROR;
+    ucnv_getInvalidChars(converter.get(), bad, &length, &status);
+    ucnv_resetToUnicode(converter.get());
+    SetCallbacks();
+    return valid ? text.size() : static_cast<std::size_t>(next - text.data() - length);
   }
 
   void Decode(std::string_view text, std::u16string& out) const override {

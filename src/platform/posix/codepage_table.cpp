@@ -149,13 +149,27 @@ void TableCodePage::AddBestFit() {
     if (codes[fit.unit] == 0) codes[fit.unit] = fit.byte;
 }
 
+char16_t TableCodePage::Next(std::string_view text, std::size_t& i) const {
+  const auto byte = static_cast<unsigned char>(text[i++]);
+  // A lead byte takes whatever follows, but for a zero and the end of the text.
+  if (!IsLead(byte) || i == text.size() || text[i] == 0) return singles[byte];
+  return pairs[byte << 8 | static_cast<unsigned char>(text[i++])];
+}
+
+std::size_t TableCodePage::ValidLength(std::string_view text) const {
+  // Private use stands for single bytes without a meaning; its last unit is a sign of the Mac's.
+  const auto isMeaningless = [](char16_t unit) { return unit >= 0xE000 && unit < 0xF8FF; };
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t start = i;
+    const char16_t unit = Next(text, i);
+    if (unit == kNone || (i - start == 1 && isMeaningless(unit))) return start;
+  }
+  return text.size();
+}
+
 void TableCodePage::Decode(std::string_view text, std::u16string& out) const {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    char16_t unit = singles[byte];
-    // A lead byte takes whatever follows, but for a zero and the end of the text.
-    if (IsLead(byte) && i + 1 < text.size() && text[i + 1] != 0)
-      unit = pairs[byte << 8 | static_cast<unsigned char>(text[++i])];
+  for (std::size_t i = 0; i < text.size();) {
+    const char16_t unit = Next(text, i);
     out += unit == kNone ? badUnit : unit;
   }
 }

@@ -15,6 +15,8 @@ namespace platform {
 class CodePage {
  public:
   virtual ~CodePage() = default;
+  // The length of the good text in front.
+  virtual std::size_t ValidLength(std::string_view text) const = 0;
   // Both append to `out`.
   virtual void Decode(std::string_view text, std::u16string& out) const = 0;
   virtual void Encode(std::u16string_view text, std::string& out) const = 0;
@@ -26,6 +28,7 @@ class TableCodePage : public CodePage {
   // Null when the converter is not in this build of ICU.
   static std::unique_ptr<TableCodePage> Build(const PageRow& row);
 
+  std::size_t ValidLength(std::string_view text) const override;
   void Decode(std::string_view text, std::u16string& out) const override;
   void Encode(std::u16string_view text, std::string& out) const override;
 
@@ -34,6 +37,8 @@ class TableCodePage : public CodePage {
  private:
   explicit TableCodePage(const PageRow& row);
 
+  // Takes one character, kNone for a bad one.
+  char16_t Next(std::string_view text, std::size_t& i) const;
   bool ReadTables();
   void ApplyPatches();
   void PatchByte(unsigned byte, char16_t unit);

@@ -1,0 +1,11 @@
+// Line breaks in the values of attributes. A parser turns those into blanks, so they are kept as a
+// backslash and the letter n, and a backslash is doubled.
+#pragma once
+
+#include <string>
+
+namespace xml {
+
+std::u16string DecodeAttribute(std::u16string value);
+
+}  // namespace xml
