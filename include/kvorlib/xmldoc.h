@@ -1,4 +1,4 @@
-// Reading XML by events. An object takes part by deriving from DataConstr:
+// Reading and writing XML by events. An object takes part by deriving from DataConstr:
 //
 //   struct Titles : DataConstr {
 //     bool ReadStartElement(const std::u16string& name, const XMLAttrs& attrs) override {
@@ -17,11 +17,22 @@
 //   doc.SetCallback(&titles, XMLDoc::DC_READ);
 //   if (!doc.LoadFile(u"books.xml")) doc.GetLastError().GetErrDescr(stream);
 //
+// The same object can write itself, in the same terms:
+//
+//   bool StartWriting() const override {
+//     WriteStartElement(u"title", {{u"lang", u"en"}});
+//     WriteCharacters(titles);
+//     return WriteEndElement(u"title");
+//   }
+//   …
+//   doc.SetCallback(&titles, XMLDoc::DC_WRITE);
+//   doc.SaveFile(u"titles.xml");
+//
 // There is no tree of the document: an object that wants one builds it. A stack of objects lets the
 // element being read hand the events of its children to another object (PutToXMLDoc) and take them
 // back at its end tag (PushFromXMLDoc).
 //
-// A document belongs to one thread, and calls its objects during the load only.
+// A document belongs to one thread, and calls its objects while it loads or saves only.
 #pragma once
 
 #include <cstdint>
@@ -37,6 +48,7 @@
 class SAXContentHandlerImpl;
 class SAXErrorHandlerImpl;
 class XMLDoc;
+class XMLWriter;
 
 // Nothing in the library reads it.
 struct ExtraInfo;
@@ -44,7 +56,7 @@ struct ExtraInfo;
 // Attributes by their qualified names.
 using XMLAttrs = std::map<std::u16string, std::u16string>;
 
-// The base of all objects that an XMLDoc reads. Never deleted through a pointer to it.
+// The base of all objects that an XMLDoc reads or writes. Never deleted through a pointer to it.
 class KVORLIB_API DataConstr {
  public:
   // The events. Names are qualified names, as they stand in the document; declarations of
@@ -65,7 +77,8 @@ class KVORLIB_API DataConstr {
   virtual bool ReadEndElement(const std::u16string& name);
   virtual bool ReadCharacters(const std::u16string& text);
 
-  // Called to write the object; false when there is nothing that it can write.
+  // Writes the object, by the three operations below; false when there is nothing that it can
+  // write. The second is called in place of the first under XMLDoc::USER_DEFINED.
   virtual bool StartWriting() const;
   virtual bool StartWritingAlt() const;
 
@@ -80,15 +93,30 @@ class KVORLIB_API DataConstr {
   // name it is the reverse of PutToXMLDoc. With an empty stack, or no document, nothing happens.
   void PushFromXMLDoc();
 
+  // Write to this object's document while it is being saved. False with no document.
+  //
+  // "<", ">" and "&" are escaped, in attributes also quotation marks, backslashes and "\r\n"; a
+  // lone line feed or tab in an attribute is not, and is read as a blank. Names, and characters
+  // that XML does not have, are written as they are.
+  //
+  // If the top of the document's read stack is an object other than this, start tags are offered to
+  // it (its false is the answer, and nothing is written) and then written, while end tags and text
+  // go to it instead of being written.
+  bool WriteStartElement(const std::u16string& name, const XMLAttrs& attrs = {}) const;
+  bool WriteEndElement(const std::u16string& name) const;
+  bool WriteCharacters(const std::u16string& text) const;
+
  protected:
   // Reports to the document, without a place. With no document nothing happens.
   void ProcessError(const std::u16string& message, ErrData::ERRTYPE type);
 
  private:
+  DataConstr* Listener() const;
+
   mutable XMLDoc* document = nullptr;
 };
 
-// The reader.
+// The reader and writer.
 //
 // Bytes are read as UTF-8, as UTF-16 in either order (told by the mark, or by the first "<"), or in
 // the code page that the declaration names. Wide text is read as it is, whatever its declaration
@@ -108,7 +136,7 @@ class KVORLIB_API XMLDoc {
   // Features, to be added up.
   static constexpr std::int32_t DEFAULT = 0;
   static constexpr std::int32_t KEEP_WHITESPACE = 1;      // for callers; nothing here tests it
-  static constexpr std::int32_t FORMAT = 2;               // what is written is indented
+  static constexpr std::int32_t FORMAT = 2;               // saving indents; see SaveFile
   static constexpr std::int32_t OMIT_XMLDECLARATION = 4;  // for callers; nothing here tests it
   static constexpr std::int32_t USER_DEFINED = 8;  // saving calls StartWritingAlt, not StartWriting
 
@@ -123,11 +151,11 @@ class KVORLIB_API XMLDoc {
   XMLDoc(const XMLDoc& other);
   // Takes over code page, features and comment, and nothing else.
   XMLDoc& operator=(const XMLDoc& other);
-  // REQUIRES: not called from a callback of its own load.
+  // REQUIRES: not called from a callback of its own.
   ~XMLDoc();
 
   // Gives everything up; after that only the tests of validity are of use. Throws: ErrData,
-  // ERR_FATAL "Wrong XMLDoc state", from a callback of its own load; nothing is given up then.
+  // ERR_FATAL "Wrong XMLDoc state", while it is loading or saving; nothing is given up then.
   void Free();
   bool IsValid() const;
 
@@ -147,7 +175,7 @@ class KVORLIB_API XMLDoc {
   void SetCallback(DataConstr* object, SETDCMODE mode);
   // Null leaves the stack empty; then a document is only checked.
   void SetReadCallback(DataConstr* object, bool clearWrite);
-  void SetWriteCallback(DataConstr* writer, DataConstr* reader);
+  void SetWriteCallback(DataConstr* object, DataConstr* reader);
   // A null object is not pushed.
   void PushReadCallback(DataConstr* object);
   // The write callback, or the top of the stack; null if there is none.
@@ -169,14 +197,37 @@ class KVORLIB_API XMLDoc {
   bool LoadFromString(const std::u16string& text, const char16_t* name = nullptr);
   bool LoadArray(const char* data, int size, const char16_t* name = nullptr);
 
-  // The last diagnostic of the latest load or save, ERR_NONE if there was none.
+  // Write what the write callback's StartWriting writes. A file begins with a mark, if the code
+  // page is 65001 or 1200 (UTF-16, low byte first), and with a declaration that names the encoding;
+  // it ends where the document ends, whatever it held before. A character that the code page lacks
+  // is written as what is nearest to it there, else as '?'. A string has neither mark nor
+  // declaration.
+  //
+  // With FORMAT each tag stands on a line of its own, indented by tabs, but for those in an element
+  // that has text before them: there a line break would change what is read. Lines end with "\r\n".
+  //
+  // A file that cannot be opened is "Could not open file", the answer false of StartWriting is "XML
+  // document could not be written", both ERR_FATAL. The descriptor is open for writing, in binary
+  // mode, and stays so; a file that is made is for its owner alone. SaveString leaves `out` alone
+  // when there was nothing to write.
+  //
+  // Throws: std::runtime_error "Couldn't write file."; Except, by CP2chset, for a code page without
+  // a name; what StartWriting throws. ErrData, ERR_FATAL "Wrong XMLDoc state", when the document is
+  // not valid (but with a descriptor the answer is false then), and while it is saving.
+  bool SaveFile(const std::u16string& path);
+  bool SaveFile(int fd);
+  void SaveString(std::u16string& out);
+
+  // The last diagnostic of the latest load and of what came after it, ERR_NONE if there was none.
   const ErrDescr& GetLastError() const;
   // Records a diagnostic without a place.
   void ProcError(ErrData::ERRTYPE type, const std::u16string& message);
 
  private:
   friend class DataConstr;
+  friend class XMLWriter;
   class Loading;
+  class Saving;
 
   SAXErrorHandlerImpl* GetErrorHandler() const { return errorHandler.get(); }
   void SetExtraInfo(ExtraInfo* info) { extraInfo = info; }
@@ -188,6 +239,7 @@ class KVORLIB_API XMLDoc {
   bool ParseBytes(std::string&& bytes);
 
   std::int32_t codePage = 65001;
+  std::unique_ptr<XMLWriter> writer;
   std::unique_ptr<SAXContentHandlerImpl> contentHandler;
   std::unique_ptr<SAXErrorHandlerImpl> errorHandler;
   std::deque<DataConstr*> readCallbacks;
@@ -196,4 +248,5 @@ class KVORLIB_API XMLDoc {
   std::u16string comment;
   ExtraInfo* extraInfo = nullptr;
   bool loading = false;
+  bool saving = false;
 };

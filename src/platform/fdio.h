@@ -24,9 +24,11 @@ class FileNumber {
 
 // Open `path` (UTF-8) in binary mode; -1 on failure. Never waits for the other end of a pipe; not
 // inherited by started processes. The second makes the file if it is missing, for everybody that
-// the user's mask admits, and leaves the content of one that is there.
+// the user's mask admits, and leaves the content of one that is there. The third makes it for its
+// owner alone, and empties one that is there.
 int OpenToRead(const std::string& path);
 int OpenToOverwrite(const std::string& path);
+int OpenToReplace(const std::string& path);
 
 // To the start of the file; fails for what has no start, such as a pipe.
 bool Rewind(int fd);

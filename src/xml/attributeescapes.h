@@ -3,9 +3,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace xml {
 
+std::u16string EncodeAttribute(std::u16string_view value);
 std::u16string DecodeAttribute(std::u16string value);
 
 }  // namespace xml

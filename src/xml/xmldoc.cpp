@@ -1,15 +1,17 @@
-// The document: its life, its callbacks, and loading.
+// The document: its life, its callbacks, loading and saving.
 #include "kvorlib/xmldoc.h"
 
 #include <cerrno>
 #include <utility>
 
 #include "kvorlib/encoding.h"
+#include "platform/fdio.h"
 #include "platform/file.h"
 #include "xml/documenttext.h"
 #include "xml/saxcontenthandler.h"
 #include "xml/saxerrorhandler.h"
 #include "xml/saxresult.h"
+#include "xml/xmlwriter.h"
 
 namespace {
 
@@ -49,6 +51,21 @@ class XMLDoc::Loading {
   XMLDoc& document;
 };
 
+// The same of a save. One may be made from within a load, but not from within a save.
+class XMLDoc::Saving {
+ public:
+  explicit Saving(XMLDoc& doc) : document(doc) {
+    if (!doc.IsValid() || doc.saving) RaiseWrongState();
+    doc.saving = true;
+  }
+  ~Saving() { document.saving = false; }
+  Saving(const Saving&) = delete;
+  Saving& operator=(const Saving&) = delete;
+
+ private:
+  XMLDoc& document;
+};
+
 XMLDoc::XMLDoc(int featureSet) : features(featureSet) { Init(); }
 
 XMLDoc::XMLDoc(const XMLDoc& other)
@@ -67,6 +84,8 @@ XMLDoc::~XMLDoc() { Release(); }
 
 void XMLDoc::Init() {
   errorHandler = std::make_unique<SAXErrorHandlerImpl>(nullptr);
+  writer = std::make_unique<XMLWriter>(*this);
+  writer->ApplyFeatures(features);
   contentHandler = std::make_unique<SAXContentHandlerImpl>(*this);
   if (contentHandler->Init()) return;
   Release();
@@ -74,18 +93,22 @@ void XMLDoc::Init() {
 }
 
 void XMLDoc::Free() {
-  if (loading) RaiseWrongState();
+  if (loading || saving) RaiseWrongState();
   Release();
 }
 
 void XMLDoc::Release() {
   contentHandler.reset();
+  writer.reset();
   errorHandler.reset();
 }
 
-bool XMLDoc::IsValid() const { return errorHandler != nullptr; }
+bool XMLDoc::IsValid() const { return errorHandler != nullptr || writer != nullptr; }
 
-void XMLDoc::SetFeatures(int set) { features = set; }
+void XMLDoc::SetFeatures(int set) {
+  features = set;
+  if (writer != nullptr) writer->ApplyFeatures(features);
+}
 
 void XMLDoc::SetCallback(DataConstr* object, SETDCMODE mode) {
   if (mode == DC_READ) SetReadCallback(object, true);
@@ -98,10 +121,10 @@ void XMLDoc::SetReadCallback(DataConstr* object, bool clearWrite) {
   PushReadCallback(object);
 }
 
-void XMLDoc::SetWriteCallback(DataConstr* writer, DataConstr* reader) {
-  writeCallback = writer;
+void XMLDoc::SetWriteCallback(DataConstr* object, DataConstr* reader) {
+  writeCallback = object;
   SetReadCallback(reader, false);
-  if (writer != nullptr) writer->SetXMLDoc(this);
+  if (object != nullptr) object->SetXMLDoc(this);
 }
 
 void XMLDoc::PushReadCallback(DataConstr* object) {
@@ -165,6 +188,26 @@ bool XMLDoc::Parse(std::string_view utf8) {
   const std::string& encoding = contentHandler->DeclaredEncoding();
   if (!encoding.empty()) codePage = chset2CP({encoding.begin(), encoding.end()});
   return true;
+}
+
+bool XMLDoc::SaveFile(const std::u16string& path) {
+  if (!IsValid() || saving) RaiseWrongState();  // before the file is emptied
+  const platform::FileNumber file(
+      platform::OpenToReplace(w_u8(path.data(), path.data() + path.size())));
+  if (file.Get() >= 0) return SaveFile(file.Get());
+  ProcError(ErrData::ERR_FATAL, u"Could not open file");
+  return false;
+}
+
+bool XMLDoc::SaveFile(int fd) {
+  if (!IsValid()) return false;
+  const Saving save(*this);
+  return writer->Save(fd, codePage);
+}
+
+void XMLDoc::SaveString(std::u16string& out) {
+  const Saving save(*this);
+  writer->Save(out);
 }
 
 const ErrDescr& XMLDoc::GetLastError() const {

@@ -20,9 +20,8 @@ namespace {
 constexpr int LockTries = 10;
 constexpr std::chrono::seconds BetweenTries(1);
 
-int Open(const std::string& path, int flags) {
+int Open(const std::string& path, int flags, mode_t mode = 0666) {
   // Without O_NONBLOCK a pipe would be opened only when its other end is.
-  constexpr mode_t mode = 0666;
   return Uninterrupted(
       [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); });
 }
@@ -50,6 +49,8 @@ FileNumber::~FileNumber() {
 int OpenToRead(const std::string& path) { return Open(path, O_RDONLY); }
 
 int OpenToOverwrite(const std::string& path) { return Open(path, O_WRONLY | O_CREAT); }
+
+int OpenToReplace(const std::string& path) { return Open(path, O_RDWR | O_CREAT | O_TRUNC, 0600); }
 
 bool Rewind(int fd) { return lseek(fd, 0, SEEK_SET) == 0; }
 
