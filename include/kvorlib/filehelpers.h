@@ -69,13 +69,14 @@ KVORLIB_API bool SearchFiles(std::vector<std::string>& found, const std::string&
 // `stop`, compared exactly, and when `folder` ends with a separator and had to be made.
 KVORLIB_API bool MakeDir(const std::u16string& folder, const std::u16string& stop);
 
-// Empties `folder`: its files, and its subfolders with all that is in them. Links are deleted, not
-// followed. A file that somebody has open as a store, or that may not be deleted, is left.
+// Deletes the files in `folder` and in all folders below it, and removes those of its subfolders
+// that have none of their own. Links are deleted, not followed. A file that somebody has open as a
+// store, or that may not be deleted, is left.
 //
-// The answer is not what one expects, and callers rely on it: false if a file was left, and false
-// if there was any subfolder, which is gone all the same; otherwise true without `removeSelf`. With
-// `removeSelf` the then empty folder is removed too, and the answer is true only if there was no
-// such folder in the first place. Whoever must know looks afterwards.
+// The answer is not what one expects, and callers rely on it: false if a file was left or there was
+// any subfolder, removed or not, and then `folder` itself stays; otherwise true without
+// `removeSelf`. With `removeSelf` the now empty folder is removed too, and the answer is true only
+// if there was no such folder in the first place. Whoever must know looks afterwards.
 KVORLIB_API bool ClearFolder(const std::u16string& folder, bool removeSelf);
 
 // The content of the file `fd`, of its first `maxLength` bytes if that is not -1, and behind it two

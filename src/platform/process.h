@@ -20,7 +20,8 @@ enum class ProcessMode {
 int StartProcess(const std::string& commandLine, ProcessMode mode);
 
 // Opens a file, folder or address (UTF-8; "scheme:…") with the user's program for it, without
-// waiting. False if there is no such file or no desktop to ask; not if it finds no program.
+// waiting. False if there is no such file, or nobody who knows the user's programs; what becomes of
+// it afterwards is not told.
 bool OpenOnDesktop(const std::string& path);
 
 }  // namespace platform
