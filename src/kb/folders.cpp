@@ -1,8 +1,8 @@
 // Folders: the library's own, searching, making, clearing. Inside, paths are UTF-8 and names are
 // the system's bytes, so that a name which is no UTF-8 is searched and deleted like any other.
 #include <cerrno>
-#include <string_view>
-#include <utility>
+#include <string>
+#include <vector>
 
 #include "kb/pathtext.h"
 #include "kvorlib/filehelpers.h"
@@ -20,10 +20,10 @@ Text Before(const Text& path, std::size_t at) {
   return path.substr(0, at == 0 ? 1 : at);
 }
 
-enum class EmptyFolders { GoBelow, StopThere };
+enum class WhereNothingFits { GoBelow, StopThere };
 
 bool Search(std::vector<std::string>& found, const std::string& folder, const std::string& mask,
-            bool recursive, EmptyFolders whereNothingFits) {
+            bool recursive, WhereNothingFits none) {
   std::string start = folder.empty() ? "." : folder;
   if (start.back() == '/') start.pop_back();
   start += '/';
@@ -32,18 +32,18 @@ bool Search(std::vector<std::string>& found, const std::string& folder, const st
   const int error = platform::SearchFolder(start, mask, entries);
   for (const platform::FolderEntry& entry : entries) {
     if (entry.isFolder || entry.isLinkToFolder) continue;
-    std::string path = start + entry.name;
+    const std::string path = start + entry.name;
     const auto full = platform::FullPath(path);
-    found.push_back(full && full->size() < LongestFullPath ? *full : std::move(path));
+    found.push_back(full && full->size() < LongestFullPath ? *full : path);
   }
   if (error != 0 && error != ENOENT) return false;
-  if (error == ENOENT && whereNothingFits == EmptyFolders::StopThere) return true;
+  if (error == ENOENT && none == WhereNothingFits::StopThere) return true;
   if (!recursive) return true;
 
   entries.clear();
   platform::SearchFolder(start, "*", entries);
   for (const platform::FolderEntry& entry : entries)
-    if (entry.isFolder) Search(found, start + entry.name, mask, recursive, whereNothingFits);
+    if (entry.isFolder) Search(found, start + entry.name, mask, recursive, none);
   return true;
 }
 
@@ -75,21 +75,23 @@ std::u16string GetExecPath() {
 bool SearchFiles(std::vector<std::u16string>& found, std::u16string path, bool recursive) {
   const std::size_t separator = path.rfind(u'/');
   if (separator == std::u16string::npos) return SearchFiles(found, u".", path, recursive);
-  return SearchFiles(found, Before(path, separator), path.substr(separator + 1), recursive);
+  const std::u16string mask = path.substr(separator + 1);
+  path = Before(path, separator);
+  return SearchFiles(found, path, mask, recursive);
 }
 
 bool SearchFiles(std::vector<std::u16string>& found, const std::u16string& folder,
                  const std::u16string& mask, bool recursive) {
   std::vector<std::string> paths;
-  const bool answer =
-      Search(paths, kb::NarrowPath(folder), kb::NarrowPath(mask), recursive, EmptyFolders::GoBelow);
+  const bool answer = Search(paths, kb::NarrowPath(folder), kb::NarrowPath(mask), recursive,
+                             WhereNothingFits::GoBelow);
   for (const std::string& path : paths) found.push_back(kb::WidePath(path));
   return answer;
 }
 
 bool SearchFiles(std::vector<std::string>& found, const std::string& folder,
                  const std::string& mask, bool recursive) {
-  return Search(found, folder, mask, recursive, EmptyFolders::StopThere);
+  return Search(found, folder, mask, recursive, WhereNothingFits::StopThere);
 }
 
 bool MakeDir(const std::u16string& folder, const std::u16string& stop) {
