@@ -17,6 +17,7 @@
 #include "kvorlib/messages.h"
 #include "kvorlib/persistentmap.h"
 #include "kvorlib/plugins.h"
+#include "kvorlib/predicates.h"
 #include "kvorlib/recordpool.h"
 #include "kvorlib/searcharray.h"
 #include "kvorlib/storetools.h"

@@ -2,18 +2,15 @@
 
 #include "kvorlib/flatparser.h"
 
-#include <array>
-
 #include "text/bothwidths.h"
 
 class FlatParserTest : public testing::Test {
  public:
   FlatParserTest() { ParsStrInit(&parser); }
 
-  void SetText(std::string_view given, int position = 0) {
+  void SetText(std::string_view given) {
     text = given;
     SetParsText(&parser, text.c_str(), static_cast<int>(text.size()));
-    SetParsPos(&parser, text.c_str() + position);
   }
   // Each item as "code:text", and where reading ended if that is not the end of the text.
   std::string Items(std::string_view given) {
@@ -30,36 +27,30 @@ class FlatParserTest : public testing::Test {
 };
 
 TEST_F(FlatParserTest, TextsAreCutIntoTheseItems) {
-  const tagCommand commands[] = {{"\"", "\"", 7}, {"[", nullptr, 8},   {"[[", "]]", 9},
-                                 {"", "", 10},    {"ll", nullptr, 11}, {"ll", nullptr, 12}};
+  tagCommand commands[101] = {{"\"", "\"", 7}, {"[", nullptr, 8},   {"[[", "]]", 9},
+                              {"", "", 10},    {"ll", nullptr, 11}, {"ll", nullptr, 12}};
   EXPECT_TRUE(SetParsCommand(&parser, commands, 6));
+  EXPECT_FALSE(SetParsCommand(&parser, commands, 101));
   const std::tuple<std::string_view, std::string_view> rows[] = {
-      {"", ""},
       {"ab1 ab_c,d", "5:ab1 1:  5:ab_c 2:, 3:d"},
       {" \t\v\r\n\n", "1: \t\v\r 6:\n 6:\n"},
       {"ab\0c"sv, "3:ab@2"},
-      {"ab1[x[[y]]z", "5:ab1 8:[ 3:x 9:y 3:z"},
-      {"callx", "3:ca 12:ll 3:x"},
-      {R"("a)", R"(-1:" 3:a)"},
-      {R"("\"a\\"b)", R"(7:\"a\\ 3:b)"},
-      {R"("\\"b"\\\"")", R"(7:\\ 3:b 7:\\\ -1:")"},
-      {R"("\"""x")", R"(7:\" 7:x)"},
-  };
+      {"ab1[x[[y]]callx", "5:ab1 8:[ 3:x 9:y 3:ca 12:ll 3:x"},
+      {R"("\"a\\"b"a)", R"(7:\"a\\ 3:b -1:" 3:a)"},
+      {R"("\\"b"\\\""x")", R"(7:\\ 3:b 7:\\\ 7:x)"},
+      {R"("\"""x")", R"(7:\" 7:x)"}};
   for (const auto& [given, items] : rows) EXPECT_EQ(Items(given), items) << given;
-}
-
-TEST_F(FlatParserTest, LineEndsAreTestedFirstThenSeparatorsThenWhiteSpace) {
   SetParsParams(&parser, "xyz", "x!", "xy!", "x");
-  EXPECT_EQ(Items("xx!yyz"), "6:x 6:x 2:! 1:yy 3:z");
+  EXPECT_EQ(Items("xx!yyz"), "6:x 6:x 2:! 1:yy 3:z") << "the order of the classes";
 }
 
 TEST_F(FlatParserTest, LinesAreSkippedCountedAndGivenUpToTheCursor) {
+  SetText("ab\n\ncd");
   // From a position: where a skip leads, the line ends passed, the line up to the position.
-  const std::tuple<int, int, int, const char*> rows[] = {{0, 2, 0, ""},   {1, 2, 0, "a"},
-                                                         {2, 3, 1, "ab"}, {3, 4, 2, ""},
-                                                         {5, 6, 2, "c"},  {6, 6, 2, "cd"}};
+  const std::tuple<int, int, int, const char*> rows[] = {
+      {1, 2, 0, "a"}, {2, 3, 1, "ab"}, {3, 4, 2, ""}, {5, 6, 2, "c"}, {6, 6, 2, "cd"}};
   for (const auto& [position, skipped, passed, line] : rows) {
-    SetText("ab\n\ncd", position);
+    EXPECT_TRUE(SetParsPos(&parser, text.c_str() + position));
     EXPECT_EQ(GetNumParsStro(&parser), passed) << position;
     GetCurrLine(&parser, &item);
     EXPECT_EQ(U8(item), line) << position;
@@ -78,12 +69,4 @@ TEST_F(FlatParserTest, TranslationMayOverlapItsTextAndMustBeShorterThanTheBuffer
   EXPECT_STREQ(buffer, "..ab");
   EXPECT_TRUE(TranslateStrPars(&given, buffer, 6, &parser));
   EXPECT_EQ(std::string(buffer, 6), "Y\0aac\0"sv);
-}
-
-TEST_F(FlatParserTest, AHundredRecordsAreTakenAndNoneBeyondThem) {
-  std::array<tagCommand, 101> commands;
-  commands.fill({"c", nullptr, 9});
-  EXPECT_TRUE(SetParsCommand(&parser, commands.data(), 1));
-  EXPECT_FALSE(SetParsCommand(&parser, commands.data(), 101));
-  EXPECT_EQ(parser.commandCount, 1);
 }
