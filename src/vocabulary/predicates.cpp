@@ -69,7 +69,7 @@ void BASETREE::ThrowError(DefText<char16_t>& text, const std::u16string& message
 // Alternatives are hung one behind the other as they come, all of them at this one level.
 BASETREE::Leaf BASETREE::ReadTreeBody(DefText<char16_t>& text, int level) {
   if (level > MostLevels) ThrowError(text, u"Wrong bracket level");
-  const Leaf first = ReadTreeIdent(text, level);
+  Leaf first = ReadTreeIdent(text, level);
   Leaf alternative = first;
   Leaf last = first;
   std::u16string_view item = Next(text);
@@ -90,7 +90,7 @@ BASETREE::Leaf BASETREE::ReadTreeBody(DefText<char16_t>& text, int level) {
 }
 
 BASETREE::Leaf BASETREE::ReadTreeIdent(DefText<char16_t>& text, int level) {
-  const auto leaf = std::make_shared<TREELEAF>();
+  auto leaf = std::make_shared<TREELEAF>();
   std::u16string_view item = Next(text);
   leaf->negate = item == u"^";
   if (leaf->negate) item = Next(text);

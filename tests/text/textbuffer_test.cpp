@@ -3,7 +3,6 @@
 #include "kvorlib/textbuffer.h"
 
 #include <fstream>
-#include <optional>
 
 #include "support/tempfolder.h"
 #include "text/bothwidths.h"
@@ -91,12 +90,14 @@ TYPED_TEST(TextBufferTest, BeforeATagTheCursorMovesTwiceForwardOrBackButNotOutOf
 }
 
 TYPED_TEST(TextBufferTest, ACopyReadsOnInATextOfItsOwn) {
-  std::optional<LoadText<TypeParam>> source = this->Text("ab cd", 3);
-  LoadText<TypeParam> copy = *source;
-  source->GetCurrPos(this->item);
-  source->SetText(this->item);
-  EXPECT_EQ(source->GetTextLen(), 2) << "set from a part of its own";
-  source.reset();
+  LoadText<TypeParam> copy;
+  {
+    auto source = this->Text("ab cd", 3);
+    copy = source;
+    source.GetCurrPos(this->item);
+    source.SetText(this->item);
+    EXPECT_EQ(source.GetTextLen(), 2) << "set from a part of its own";
+  }
   EXPECT_EQ(copy.GetItem(this->item), 3);
   EXPECT_EQ(U8(this->item), "cd");
 }
