@@ -124,5 +124,5 @@ class KVORLIB_API AlfFile : public IndexFile {
 
  private:
   bool Report(char const* words) const;
-  bool Rewrite(BASIC_ALFSTAT<char> const& article);
+  bool MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record) const;
 };

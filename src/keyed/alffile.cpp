@@ -1,0 +1,181 @@
+// AlfFile: reading, walking, creating, correcting, renaming and deleting articles. The records are
+// in alfrecord.cpp, the homonyms in alfhomonyms.cpp.
+#include "kvorlib/alffile.h"
+
+#include "keyed/utf8.h"
+#include "kvorlib/errors.h"
+#include "kvorlib/persistentmap.h"
+#include "kvorlib/recordpool.h"
+
+using keyed::Narrow;
+using keyed::OrEmpty;
+
+namespace {
+
+// What is read is ready for use by side K, with the word of side M in place of a missing one.
+void FillIn(BASIC_ALFSTAT<char>& article) {
+  if (article.KText.empty()) article.KText = article.MText;
+}
+
+// Gives the article the side that it leaves alone.
+void Merge(BASIC_ALFSTAT<char>& article, BASIC_ALFSTAT<char> const& stored) {
+  if (article.Type == 'K') {
+    article.MText = stored.MText;
+    if (stored.Type == 'M' || stored.Type == 'B') article.Type = 'B';
+  } else if (stored.Type == 'K' || stored.Type == 'B') {
+    article.Type = 'B';
+    article.KPos = stored.KPos;
+    article.KText = stored.KText;
+  } else {
+    article.KText.clear();
+  }
+}
+
+}  // namespace
+
+AlfFile::AlfFile() = default;
+
+AlfFile::AlfFile(AlfFile const& o) = default;
+
+AlfFile& AlfFile::operator=(AlfFile const& o) = default;
+
+AlfFile::~AlfFile() = default;
+
+bool AlfFile::Report(char const* words) const {
+  PersistentMap* const map = GetIndHandle();
+  if (map != nullptr) map->set_state(ErrData::ERR_ERROR, words);
+  return false;
+}
+
+bool AlfFile::MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record) const {
+  return FillBuf(article, record) || Report("Fill buffer error");
+}
+
+bool AlfFile::_GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) const {
+  std::string record;
+  if (!Get(std::string(OrEmpty(name)), record)) return false;
+  return FillStruct(*article, record) || Report("Fill struct error");
+}
+
+bool AlfFile::GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) const {
+  if (!_GetAlfArticle(name, article)) return false;
+  FillIn(*article);
+  return true;
+}
+
+bool AlfFile::GetAlfArticle(char16_t const* name, BASIC_ALFSTAT<char16_t>* article) const {
+  BASIC_ALFSTAT<char> narrow;
+  if (!GetAlfArticle(Narrow(name).c_str(), &narrow)) return false;
+  Convert(*article, narrow);
+  return true;
+}
+
+bool AlfFile::GetAlfPool(RecordPool& pool, char const* key, int n) {
+  return GetPool(pool, std::string(OrEmpty(key)), n);
+}
+
+bool AlfFile::GetAlfPool(RecordPool& pool, char16_t const* key, int n) {
+  return GetPool(pool, key != nullptr ? std::u16string(key) : std::u16string(), n);
+}
+
+bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char>* article) {
+  std::string record;
+  std::string key;
+  if (!pool.GetNext(record, key) || !FillStruct(*article, record)) return false;
+  FillIn(*article);
+  return true;
+}
+
+bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char16_t>* article) {
+  BASIC_ALFSTAT<char> narrow;
+  if (!GetNextAlfArticle(pool, &narrow)) return false;
+  Convert(*article, narrow);
+  return true;
+}
+
+int AlfFile::GetNewNumber() const { return 0; }
+
+// A name that cannot be a key has left its words with the file by the time it is asked for an
+// error.
+bool AlfFile::CreateEmptyArticle(char const* name, BASIC_ALFSTAT<char>* article) {
+  std::string const asked = OrEmpty(name);
+  if (Find(asked)) return false;
+  article->Name = FillKey(asked);
+  if (CheckError()) return false;
+  article->Number = GetNewNumber();
+  article->Type = 'N';
+  std::string record;
+  return MakeRecord(*article, record) && Put(record);
+}
+
+bool AlfFile::CreateEmptyArticle(char16_t const* name, BASIC_ALFSTAT<char16_t>* article) {
+  BASIC_ALFSTAT<char> narrow;
+  if (!CreateEmptyArticle(Narrow(name).c_str(), &narrow)) return false;
+  Convert(*article, narrow);
+  return true;
+}
+
+bool AlfFile::CreateArticle(BASIC_ALFSTAT<char>* article) {
+  if (Find(article->Name)) return false;
+  article->Name = FillKey(article->Name);
+  if (CheckError()) return false;
+  std::string record;
+  return MakeRecord(*article, record) && Put(record);
+}
+
+bool AlfFile::CreateArticle(BASIC_ALFSTAT<char16_t>* article) {
+  BASIC_ALFSTAT<char> narrow;
+  Convert(narrow, *article);
+  bool const created = CreateArticle(&narrow);
+  Convert(*article, narrow);
+  return created;
+}
+
+bool AlfFile::CorrArticle(BASIC_ALFSTAT<char>* article) {
+  article->Name = FillKey(article->Name);
+  BASIC_ALFSTAT<char> stored;
+  if (!_GetAlfArticle(article->Name.c_str(), &stored)) return false;
+  // A mark on the way, not a refusal: the correction goes on, and clears it by succeeding.
+  if (article->Type == 'K' && stored.Type != 'N' && article->Pos != stored.Pos) {
+    Report("Pos changed");
+  }
+  Merge(*article, stored);
+  std::string record;
+  return MakeRecord(*article, record) && Update(record);
+}
+
+bool AlfFile::CorrArticle(BASIC_ALFSTAT<char16_t>* article) {
+  BASIC_ALFSTAT<char> narrow;
+  Convert(narrow, *article);
+  return CorrArticle(&narrow);
+}
+
+// The old record goes first: callers rely on there being never two. The record is made before that,
+// since it may throw.
+bool AlfFile::ChangeName(char const* oldName, char const* newName) {
+  BASIC_ALFSTAT<char> article;
+  if (!GetAlfArticle(oldName, &article)) return false;
+  article.Name = FillKey(OrEmpty(newName));
+  std::string record;
+  return MakeRecord(article, record) && Erase(std::string(OrEmpty(oldName))) && Put(record);
+}
+
+bool AlfFile::ChangeName(char16_t const* oldName, char16_t const* newName) {
+  return ChangeName(Narrow(oldName).c_str(), Narrow(newName).c_str());
+}
+
+bool AlfFile::DeleteArticle(char const* name, bool sideK) {
+  BASIC_ALFSTAT<char> article;
+  if (!GetAlfArticle(name, &article)) return false;
+  char const asked = sideK ? 'K' : 'M';
+  if (article.Type == 'N' || article.Type == asked) return Erase(std::string(OrEmpty(name)));
+  if (article.Type != 'B') return Report("Entry not found in dictionary");
+  article.Type = sideK ? 'M' : 'K';
+  (sideK ? article.KText : article.MText).clear();
+  std::string record;
+  return MakeRecord(article, record) && Update(record);
+}
+
+bool AlfFile::DeleteArticle(char16_t const* name, bool sideK) {
+  return DeleteArticle(Narrow(name).c_str(), sideK);
+}
