@@ -37,11 +37,6 @@ struct RegistryTest : testing::Test {
     Key key;
     return OpenRegistryKey(User, path, access, key).error;
   }
-  static std::u16string Value(RegistryKey& key, const std::u16string& name) {
-    std::u16string value = u"<none>";
-    static_cast<void>(key.Read(name, value));
-    return value;
-  }
   // All names, each once; a walk that does not end properly counts as none.
   static std::set<std::u16string> Names(RegistryKey& key) {
     std::set<std::u16string> names;
@@ -86,48 +81,44 @@ TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
                                           u"= \"\"",
                                           std::u16string(u"\0z\0", 3),
                                           std::u16string(1000, u'\xD800')};
+  std::u16string value;
   for (const auto& text : texts) {
     const Key key = Created(text);
     for (const auto& name : texts) ASSERT_TRUE(key->Write(name, text + name));
   }
   for (const auto& text : texts) {
-    Key key;
-    ASSERT_TRUE(OpenRegistryKey(User, text, RegistryAccess::Read, key));
+    const Key key = Created(text);
     EXPECT_EQ(Names(*key), texts);
-    for (const auto& name : texts) EXPECT_TRUE(Value(*key, name) == text + name);
+    for (const auto& name : texts) EXPECT_TRUE(key->Read(name, value) && value == text + name);
   }
   EXPECT_NE(FileText().find("\n\"Слово\" = \"😀Слово\"\n"), std::string::npos);
 }
 
-TEST_F(RegistryTest, CaseTellsNothingApartButStaysAsFirstWritten) {
-  ASSERT_TRUE(Created()->Write(u"Мюллер", u"a"));
-  const Key key = Created(u"SOFTWARE\\kvor-3\\kbasE");
-  ASSERT_TRUE(key->Write(u"мЮЛЛЕР", u"B"));
-  EXPECT_EQ(Value(*key, u"МЮЛЛЕР"), u"B");
-  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"Мюллер"});
-  EXPECT_NE(FileText().find("[\"Software\\\\Kvor-3\\\\KBase\"]\n\"Мюллер\" = \"B\"\n"),
-            std::string::npos);
-}
-
-TEST_F(RegistryTest, FailuresAreToldApart) {
+TEST_F(RegistryTest, FailuresAreToldApartAndWalksGoOnWithTheNamesOfTheirBeginning) {
   EXPECT_EQ(Opened(), Error::NotThere) << "no folder yet";
   const Key key = Created();
   EXPECT_EQ(Opened(u"Software"), Error::None) << "the key above another is there";
   EXPECT_EQ(Opened(u"Soft"), Error::NotThere);
-  std::u16string kept = u"kept";
-  EXPECT_EQ(key->Read(u"", kept).error, Error::NotThere);
-  EXPECT_EQ(kept, u"kept");
   Key reader;
   ASSERT_TRUE(OpenRegistryKey(User, Path, RegistryAccess::Read, reader));
   EXPECT_EQ(reader->Write(u"", u"x").error, Error::NoAccess);
   EXPECT_EQ(DeleteRegistryKey(User, u"Software").error, Error::NoAccess) << "a key lies below";
 
+  for (const auto* name : {u"a", u"b"}) ASSERT_TRUE(key->Write(name, u""));
+  std::u16string name;
+  ASSERT_TRUE(key->ValueName(0, name));
+  ASSERT_TRUE(ReplaceRegistryKey(User, Path, {{u"z", u""}}));
+  ASSERT_TRUE(key->ValueName(1, name));
+  EXPECT_EQ(key->Read(name, name).error, Error::NotThere);
+  EXPECT_EQ(name, u"b");
+  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"z"});
+
   EXPECT_TRUE(DeleteRegistryKey(User, Path));
   EXPECT_EQ(key->Write(u"", u"x").error, Error::NotThere) << "the key was deleted while open";
-  EXPECT_EQ(key->ValueName(0, kept).error, Error::NotThere);
+  EXPECT_EQ(key->ValueName(0, name).error, Error::NotThere);
   EXPECT_EQ(DeleteRegistryKey(User, Path).error, Error::NotThere);
   EXPECT_TRUE(key->Close());
-  EXPECT_EQ(key->Read(u"", kept).error, Error::Failed);
+  EXPECT_EQ(key->Read(u"", name).error, Error::Failed);
 }
 
 TEST_F(RegistryTest, WhoMayNotReadOrWriteIsToldSo) {
@@ -140,16 +131,13 @@ TEST_F(RegistryTest, WhoMayNotReadOrWriteIsToldSo) {
     });
     return static_cast<Error>(child.Hear() - 'A');
   };
-  chmod(home.Path().c_str(), 0755);
-  chmod(home.Path("Конфиг 🙂").c_str(), 0755);
-  chmod(home.Path("Конфиг 🙂/kvor").c_str(), 0755);
-  Key key;
+  for (const char* one : {"", "/Конфиг 🙂", "/Конфиг 🙂/kvor"})
+    chmod((home.Path() + one).c_str(), 0755);
   const auto read = [] { return Opened(Path, RegistryAccess::Read); };
   EXPECT_EQ(asNobody(0600, read), Error::NoAccess);
   EXPECT_EQ(asNobody(0644, read), Error::None);
   EXPECT_EQ(asNobody(0666, [] { return Opened(); }), Error::NoAccess) << "the folder is not his";
-  EXPECT_EQ(asNobody(0666, [&] { return CreateRegistryKey(User, u"k", key).error; }),
-            Error::NoAccess);
+  EXPECT_EQ(asNobody(0666, [] { return DeleteRegistryKey(User, Path).error; }), Error::NoAccess);
 }
 
 TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
@@ -158,29 +146,22 @@ TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
       {"", "not told"},
       {"[\"k\"]\n", "line 1: the format is not told"},
       {"# c\nformat = 2\n[\"k\"]\nnew thing\n", "line 2: a format that only later versions"},
-      {"format = 10\n", "later versions"},
       {"format = 1\n\"a\" = \"b\"\n", "line 2: a value of no key"},
       {head + "\"a\" = \"b", "line 3: no whole value"},
-      {head + "\"a\" = \"b\\\"", "line 3: no whole value"},
       {head + "\"a\" = \"\\u12\"", "line 3: no whole value"},
-      {head + "\"a\" = \"\\u-123\"", "line 3: no whole value"},
-      {head + "\"a\" \"b\"", "line 3: no equals"},
       {head + "\"a\" = \"b\" \"c\"", "line 3: something stands behind"},
       {head + "a = \"b\"", "line 3: neither"},
       {head + "\"a\" = \"b\"\n\"A\" = \"c\"\n", "line 4: the same name"},
       {head + "[\"K\"]\n", "line 3: the same name"},
-      {head + "[\"m\"\n", "line 3: no closing"},
       {head + "\"a\" = \"\xFF\"\n", "line 3: not UTF-8"},
       {head + std::string(1, '\0'), "line 3: neither"},
   };
   for (const auto& [text, words] : damaged) {
-    WriteFile("format = 1\n");
     WriteFile(text);
     Key key;
-    const RegistryAnswer answers[] = {
-        OpenRegistryKey(User, u"k", RegistryAccess::Read, key), CreateRegistryKey(User, u"k", key),
-        ReplaceRegistryKey(User, u"k", {}), DeleteRegistryKey(User, u"k")};
-    for (const RegistryAnswer& answer : answers) {
+    for (const RegistryAnswer& answer :
+         {OpenRegistryKey(User, u"k", RegistryAccess::Read, key),
+          CreateRegistryKey(User, u"k", key), DeleteRegistryKey(User, u"k")}) {
       EXPECT_EQ(answer.error, Error::Broken) << text;
       EXPECT_NE(answer.words.find(words), std::string::npos) << answer.words;
       EXPECT_TRUE(answer.words.starts_with(RegistryPlace(User))) << answer.words;
@@ -192,19 +173,19 @@ TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
   EXPECT_EQ(Opened(), Error::Broken) << "a folder in its place";
 }
 
-TEST_F(RegistryTest, ChangesLeaveTheLinesOfAPersonAndALinkInPlace) {
-  WriteFile("# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\t\"a\"=\"1\"\n\n# next\n[\"L\"]\n");
+TEST_F(RegistryTest, ChangesLeaveNamesInTheirCaseTheLinesOfAPersonAndALinkInPlace) {
+  WriteFile("# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\t\"Ёж\"=\"1\"\n\n# next\n[\"L\"]\n");
   const std::string real = home.Path("dotfile");
   rename(RegistryPlace(User).c_str(), real.c_str());
   chmod(real.c_str(), 0640);
   ASSERT_EQ(symlink(real.c_str(), RegistryPlace(User).c_str()), 0);
   const Key key = Created(u"k");
   ASSERT_TRUE(key->Write(u"b", u"2"));
-  ASSERT_TRUE(key->Write(u"A", u"3"));
+  ASSERT_TRUE(key->Write(u"ёЖ", u"3"));
   ASSERT_TRUE(DeleteRegistryKey(User, u"l"));
   ASSERT_TRUE(ReplaceRegistryKey(User, u"M", {{u"c", u"4"}}));
   EXPECT_EQ(FileText(),
-            "# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\"a\" = \"3\"\n\"b\" = \"2\"\n\n"
+            "# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\"Ёж\" = \"3\"\n\"b\" = \"2\"\n\n"
             "# next\n\n[\"M\"]\n\"c\" = \"4\"\n");
   struct stat status = {};
   ASSERT_EQ(lstat(RegistryPlace(User).c_str(), &status), 0);
@@ -236,18 +217,6 @@ TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersWalk) 
   for (const auto& writer : writers) EXPECT_EQ(writer->Hear(), 'y');
   const auto names = Names(*key);
   EXPECT_EQ(names.size(), 100U + names.count(u"doomed"));
-}
-
-TEST_F(RegistryTest, WalkGoesOnWithTheNamesOfItsBeginning) {
-  const Key key = Created();
-  for (const auto* name : {u"a", u"b", u"c"}) ASSERT_TRUE(key->Write(name, u""));
-  std::u16string name;
-  ASSERT_TRUE(key->ValueName(0, name));
-  ASSERT_TRUE(ReplaceRegistryKey(User, Path, {{u"z", u""}}));
-  ASSERT_TRUE(key->ValueName(2, name));
-  EXPECT_EQ(name, u"c");
-  EXPECT_EQ(key->Read(name, name).error, Error::NotThere);
-  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"z"});
 }
 
 TEST_F(RegistryTest, WriteThatFindsNoRoomLeavesWhatWasThere) {
