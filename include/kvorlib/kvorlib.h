@@ -21,6 +21,7 @@
 #include "kvorlib/recordpool.h"
 #include "kvorlib/searcharray.h"
 #include "kvorlib/storetools.h"
+#include "kvorlib/tables.h"
 #include "kvorlib/terms.h"
 #include "kvorlib/textbuffer.h"
 #include "kvorlib/xmldoc.h"
