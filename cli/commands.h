@@ -1,4 +1,4 @@
-// The commands of `kvor store`: each adds itself to the command line and runs when it is chosen.
+// The commands: each adds itself to the command line and runs when it is chosen.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -21,7 +21,9 @@ void AddLoadCommand(CLI::App& store, Session& session);     // load
 void AddBatchCommand(CLI::App& store, Session& session);    // batch
 void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage
 
-// A command under `store` with its --json and a footer of examples.
+void AddBaseCommands(CLI::App& app, Session& session);  // kb
+
+// A command under `store` or another group with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
                      const std::string& description, const std::string& examples);
 

@@ -77,7 +77,7 @@ Environment::Environment(const std::string& kb, Need need) : ears(std::make_uniq
     KBEnv::GetKBMap()->ShutDown();
     throw Failure("", OneLine(words));
   }
-  ComplainOf(words);
+  if (!started || need == Need::Default) ComplainOf(words);
 }
 
 Environment::~Environment() { KBEnv::GetKBMap()->ShutDown(); }

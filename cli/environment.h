@@ -22,8 +22,8 @@ class Environment {
     ListOnly,  // go on with what was reached, so that a list can be mended
   };
 
-  // A name makes that knowledge base the default, for this process alone. A knowledge base of the
-  // list that cannot be used is a complaint.
+  // A name makes that knowledge base the default, for this process alone. With Need::Default a
+  // knowledge base of the list that cannot be used is a complaint.
   // Throws Failure with the library's words.
   explicit Environment(const std::string& kb = {}, Need need = Need::Default);
   ~Environment();

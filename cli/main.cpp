@@ -1,9 +1,9 @@
 // kvor: the command line of the library. This file knows the frame: help, version, exit codes. The
 // commands are in the files beside it.
-#include <exception>
 #include <iostream>
 
 #include "commands.h"
+#include "environment.h"
 #include "outcome.h"
 #include "terminal.h"
 
@@ -26,7 +26,8 @@ CLI::Option* AddLayoutOption(CLI::App& command, int& layout) {
 namespace {
 
 constexpr const char* Introduction =
-    "kvor works on store files: sorted sets of records, each with a key that is part of it.";
+    "kvor works on store files, sorted sets of records, each with a key that is part of it, and\n"
+    "on the knowledge bases that the library starts with.";
 
 constexpr const char* ExitCodes =
     "Exit codes: 0 done; 1 done, but the answer is no (a key is absent, a line was refused,\n"
@@ -64,6 +65,7 @@ void Build(CLI::App& app, Session& session) {
   AddBatchCommand(*store, session);
   AddFileCommands(*store, session);
   AddRescueCommands(*store, session);
+  AddBaseCommands(app, session);
 }
 
 int Parse(CLI::App& app, int argc, char** argv, Session& session) {
@@ -80,7 +82,7 @@ int Parse(CLI::App& app, int argc, char** argv, Session& session) {
     const bool required = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     Complain("", required && !unknown.empty() ? "unknown command: " + unknown.front()
                                               : std::string(error.what()));
-    std::cerr << "Try `kvor --help`, `kvor store --help` or `kvor store COMMAND --help`.\n";
+    std::cerr << "Try `kvor --help`, `kvor GROUP --help` or `kvor GROUP COMMAND --help`.\n";
     return Failed;
   }
   return Fine;
@@ -103,8 +105,8 @@ int Run(int argc, char** argv) {
     }
     Complain(failure.About(), failure.what());
   } catch (const OutputClosed&) {
-  } catch (const std::exception& failure) {
-    Complain("", failure.what());
+  } catch (...) {
+    Complain("", WordsOfException());
   }
   return Failed;
 }

@@ -22,11 +22,11 @@ LISTED = 'cat a small animal\ncow кошка\ndog a friend\n'
 PIPES = {'stdin': subprocess.PIPE, 'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE}
 
 
-def run(*args, stdin='', code=0, out=None, err=None, **more):
+def run(*args, stdin='', code=0, out=None, err=None, of='store', **more):
     """Runs `kvor store ARGS`. `out` is all of its output, `err` a part of what it says on stderr."""
-    done = subprocess.run([KVOR, 'store', *args], timeout=60, capture_output=True,
+    done = subprocess.run([KVOR, of, *args], timeout=60, capture_output=True,
                           input=stdin if isinstance(stdin, bytes) else stdin.encode(), **more)
-    told = f'kvor store {" ".join(args)}\nexit {done.returncode}\n{done.stdout!r}\n{done.stderr!r}'
+    told = f'kvor {of} {" ".join(args)}\nexit {done.returncode}\n{done.stdout!r}\n{done.stderr!r}'
     assert done.returncode == code, told
     assert out is None or done.stdout == out.encode(), told
     assert done.stderr == b'' if err is None else err in done.stderr.decode(), told
@@ -40,6 +40,20 @@ def rows(*args, **more):
 
 def words():
     run('load', 'w', '--key', '3', stdin=WORDS, out='3 records stored\n')
+
+
+def kb(*args, **more):
+    return run(*args, of='kb', **more)
+
+
+def base(name, text='', terms='<t/>'):
+    """A description in the present folder, and its data."""
+    config = f'{name}.data/Data/Config'
+    os.makedirs(config, exist_ok=True)
+    with open(f'{name}.kb', 'w') as f:
+        f.write(f'Root = "{os.getcwd()}/{name}.data"\n{text}')
+    with open(f'{config}/term.xml', 'w') as f:
+        f.write(terms)
 
 
 def patch(name, offset, data):
@@ -290,6 +304,56 @@ def case_damaged_file_is_told_and_salvaged():
         out='ok\nok before it\nerror CHECKSUM ERROR\nend\n')
 
 
+# ---- knowledge bases ------------------------------------------------------------------------
+
+
+def case_bases_are_added_chosen_shown_and_removed():
+    here = os.getcwd()
+    base('English', 'Key1="x"\nrules.txt="r.txt"\nRules="\n')
+    base('другая')
+    kb('list', out='* <LOCAL>\n')
+    kb('add', 'English.kb', 'none.kb', 'другая.kb', code=1, err='kvor: none.kb: Базу none не удалось',
+       out='english added, with 2 errors\nдругая added\n')
+    kb('default', 'english', out='english\n')
+    kb('list', code=1, out=f'  <LOCAL>\n* english\t{here}/English.kb\t2 errors: Wrong option string\n'
+                           f'  другая\t{here}/другая.kb\n')
+    shown = rows('show', 'english', of='kb', code=1)[0]
+    assert shown['settings'] == {'Root': f'{here}/English.data', 'rules.txt': 'r.txt'}, shown
+    assert shown['errors'] == ['Wrong option string', 'Wrong string in cfg file'] and shown['valid']
+    folders = {row['folder']: row['path'] for row in rows('dirs', of='kb', code=1)}
+    assert folders['config'] == f'{here}/English.data/Data/Config/' and folders['binary'] == ''
+    assert folders['temporary'] == f'{here}/Documents/kvordata/'
+    kb('remove', 'english', out='english removed\n<LOCAL> is the default now\n')
+    kb('remove', 'english', code=2, err='kvor: english: no such knowledge base is listed\n')
+    kb('remove', '<local>', code=2, err='kvor: <local>: belongs to the library')
+    kb('list', out=f'* <LOCAL>\n  другая\t{here}/другая.kb\n')
+
+
+def case_list_with_broken_bases_loses_nothing_and_can_be_mended():
+    for name in 'a', 'b', 'c':
+        base(name)
+    kb('add', 'a.kb', 'b.kb', out='a added\nb added\n')
+    kb('default', 'b', out='b\n')
+    os.rename('a.kb', 'away')
+    base('b', terms='<t>')
+    kb('add', 'c.kb', out='c added\n', err='kvor: KB b: Term file open error\n')
+    kb('add', 'a.data/a.kb', 'none.kb', code=2, err='kvor: a.data/a.kb: База a уже есть в списке')
+    kb('default', 'b', code=2, err='kvor: b: База b имеет ошибки в описании')
+    state = {row['name']: (row['default'], row['valid']) for row in
+             rows('list', of='kb', code=1, err='kvor: Cannot open term file')}
+    assert state == {'<LOCAL>': (True, True), 'a': (False, False), 'b': (False, False),
+                     'c': (False, True)}, state
+    os.rename('away', 'a.kb')
+    base('b')
+    here = os.getcwd()
+    kb('list', out='  <LOCAL>\n' + ''.join(f'{mark} {name}\t{here}/{name}.kb\n'
+                                          for mark, name in ((' ', 'a'), ('*', 'b'), (' ', 'c'))))
+    with open('.config/kvor/registry', 'a') as f:
+        f.write('damage')
+    kb('add', 'new.kb', code=2, err='registry: line ')
+    assert content('.config/kvor/registry').endswith(b'damage')
+
+
 # ---- the world around -----------------------------------------------------------------------
 
 
@@ -341,5 +405,6 @@ if sys.argv[1] == '--list':
 for chosen in sys.argv[2:] or CASES:
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
+        os.environ.update(HOME=folder, USERPROFILE=folder, XDG_CONFIG_HOME='')
         CASES[chosen]()
         os.chdir('/')

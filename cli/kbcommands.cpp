@@ -1,0 +1,382 @@
+// kvor kb list, add, remove, default, show, dirs: the knowledge bases that the user's registry
+// lists, and where their data lie.
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "environment.h"
+#include "json.h"
+#include "kvorlib/knowledgebase.h"
+#include "outcome.h"
+
+namespace kvor {
+namespace {
+
+using KBEnv::KBData;
+using KBEnv::KBMap;
+using KBEnv::Settings;
+
+struct BaseOptions {
+  std::vector<std::string> files;
+  std::string name;
+};
+
+const std::string Local = "<LOCAL>";
+
+// What the library gives to its derived classes alone.
+struct Inner : KBMap {
+  using KBMap::GetKB;
+  using KBMap::RemoveKB;
+};
+
+KBMap& Map() { return *KBEnv::GetKBMap(); }
+KBData* Find(const std::string& name) { return (Map().*&Inner::GetKB)(Wide(name)); }
+std::string Default() { return Narrow(Map().GetDefaultKB()); }
+
+// ---- the registry -----------------------------------------------------------------------------
+
+// The key as it stands, with the bases that could not be loaded. They are in no list of the
+// library, so what is written back is this, never the list.
+class Registered {
+ public:
+  Registered() {
+    std::u16string words;
+    Map().ReadDataFromKey(false, Key, values, words);  // nothing to read is an empty key
+  }
+
+  // The value of a base, or null.
+  const std::u16string* File(const std::string& name) const {
+    const auto found = name.empty() ? values.end() : values.find(Wide(name));
+    return found == values.end() ? nullptr : &found->second;
+  }
+  std::string Default() const {
+    const auto found = values.find(u"");
+    return found == values.end() ? std::string() : Narrow(found->second);
+  }
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const auto& [name, file] : values)
+      if (!name.empty()) names.push_back(Narrow(name));
+    return names;
+  }
+
+  void Set(const std::string& name, const std::u16string& value) { values[Wide(name)] = value; }
+  void Erase(const std::string& name) { values.erase(Wide(name)); }
+  // Throws Failure; the registry is then as it was.
+  void Store() {
+    std::u16string words;
+    if (!Map().WriteDataFromKey(false, Key, values, words)) {
+      throw Failure("the registry", OneLine(words));
+    }
+  }
+
+ private:
+  static constexpr const char16_t* Key = u"Software\\Kvor-3\\KBase";
+  Settings values;
+};
+
+// ---- what is known of a base ------------------------------------------------------------------
+
+struct Base {
+  Json ToJson() const;
+  std::string ErrorCount() const { return Counted(errors.size(), "error"); }
+
+  std::string name;
+  std::string file;
+  bool isDefault = false;
+  bool valid = false;
+  std::vector<std::string> errors;
+  KBData* data = nullptr;  // null for one that is in the registry and could not be loaded
+};
+
+std::vector<std::string> Lines(const std::u16string& text) {
+  std::vector<std::string> lines;
+  const std::string words = Narrow(text);
+  for (std::size_t at = 0; at < words.size();) {
+    const std::size_t end = std::min(words.find("\r\n", at), words.size());
+    lines.push_back(words.substr(at, end - at));
+    at = end + 2;
+  }
+  return lines;
+}
+
+Base Describe(const std::string& name, const Registered& registered) {
+  Base base;
+  base.name = name;
+  base.data = Find(name);
+  base.isDefault = name == Default();
+  const std::u16string* const file = registered.File(name);
+  if (file != nullptr) base.file = Narrow(*file);
+  if (base.data != nullptr) {
+    base.valid = base.data->Valid;
+    base.errors = Lines(base.data->Error);
+  } else if (file != nullptr) {
+    std::u16string words;
+    KBMap alone;
+    alone.LoadFromFile(*file, words);
+    base.errors = Lines(words);
+    if (words.empty()) base.errors = {"its name is not that of the file"};
+  }
+  return base;
+}
+
+Base Wanted(const std::string& name) {
+  const Registered registered;
+  if (Find(name) == nullptr && registered.File(name) == nullptr) {
+    throw Failure(name, "no such knowledge base is listed");
+  }
+  return Describe(name, registered);
+}
+
+Json Base::ToJson() const {
+  std::string array;
+  for (const std::string& error : errors) array += (array.empty() ? "" : ",") + Json::Quoted(error);
+  Json json("name", name);
+  json("default", isDefault)("valid", valid)("file", file).Raw("errors", "[" + array + "]");
+  return json;
+}
+
+// ---- list, show, dirs -------------------------------------------------------------------------
+
+int List(Session& session, const BaseOptions&) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  const Registered registered;
+  std::vector<std::u16string> loaded;
+  Map().GetKBArray(loaded, false);
+  std::vector<std::string> names = registered.Names();
+  for (const std::u16string& name : loaded)
+    if (registered.File(Narrow(name)) == nullptr) names.push_back(Narrow(name));
+  std::sort(names.begin(), names.end());
+  bool sound = environment.Started();
+  for (const std::string& name : names) {
+    const Base base = Describe(name, registered);
+    sound = sound && base.errors.empty();
+    if (session.json) {
+      session.out << base.ToJson().Text() << '\n';
+      continue;
+    }
+    session.out << (base.isDefault ? "* " : "  ") << name;
+    if (!base.file.empty()) session.out << '\t' << base.file;
+    if (!base.errors.empty())
+      session.out << '\t' << base.ErrorCount() << ": " << base.errors.front();
+    session.out << '\n';
+  }
+  return sound ? Fine : Negative;
+}
+
+std::string SettingsJson(const Settings& settings) {
+  Json json;
+  for (const auto& [name, value] : settings) json(Narrow(name), Narrow(value));
+  return json.Text();
+}
+
+void PrintBase(Output& out, const Base& base) {
+  const auto line = [&out](const char* name, const std::string& value) {
+    if (!value.empty()) out << name << value << '\n';
+  };
+  line("name      ", base.name + (base.isDefault ? ", the default" : ""));
+  line("file      ", base.file);
+  line("state     ", base.valid ? "usable" : "not usable");
+  if (base.data != nullptr) {
+    line("data      ", Narrow(base.data->DataDir));
+    line("temporary ", Narrow(base.data->TempDir));
+    line("prefix    ", Narrow(Map().GetIndexPref(Wide(base.name))));
+    for (const auto& [name, value] : base.data->Env)
+      line("setting   ", Narrow(name) + " = \"" + Narrow(value) + '"');
+  }
+  line("errors    ", std::to_string(base.errors.size()));
+  for (const std::string& error : base.errors) line("  ", error);
+}
+
+int Show(Session& session, const BaseOptions& options) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  const Base base = Wanted(options.name);
+  if (!session.json) {
+    PrintBase(session.out, base);
+  } else {
+    Json json = base.ToJson();
+    if (base.data != nullptr) {
+      json("data", Narrow(base.data->DataDir))("temporary", Narrow(base.data->TempDir));
+      json("prefix", Narrow(Map().GetIndexPref(Wide(base.name))));
+      json.Raw("settings", SettingsJson(base.data->Env));
+    }
+    session.out << json.Text() << '\n';
+  }
+  return base.errors.empty() ? Fine : Negative;
+}
+
+int Dirs(Session& session, const BaseOptions& options) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  const std::string name = options.name.empty() ? Default() : options.name;
+  if (name.empty()) throw Failure("", "there is no default knowledge base");
+  const Base base = Wanted(name);
+  if (!base.valid) {
+    throw Failure(name, base.errors.empty() ? "not usable" : base.errors.front());
+  }
+  constexpr std::pair<KBEnv::enDirCode, const char*> folders[] = {
+      {KBEnv::DIR_TEMP, "temporary"},
+      {KBEnv::DIR_DATA, "data"},
+      {KBEnv::DIR_CONFIG, "config"},
+      {KBEnv::DIR_BINARY, "binary"},
+      {KBEnv::DIR_SOURCE, "source"},
+      {KBEnv::DIR_AUXILIAR, "auxiliar"},
+      {KBEnv::DIR_DUMP, "dump"},
+      {KBEnv::DIR_COMPARE, "compare"},
+      {KBEnv::DIR_REGRESSION, "regression"}};
+  bool complete = true;
+  for (const auto& [code, folder] : folders) {
+    const std::string path = Narrow(Map().GetDir(code, Wide(name)));
+    complete = complete && !path.empty();
+    if (session.json) {
+      session.out << Json("folder", folder)("path", path).Text() << '\n';
+    } else {
+      session.out << folder << '\t' << (path.empty() ? "-" : path) << '\n';
+    }
+  }
+  return complete ? Fine : Negative;
+}
+
+// ---- add, remove, default ---------------------------------------------------------------------
+
+// Makes a file known to the library and puts it among the values to be stored. Nothing, after a
+// complaint, if it cannot be added.
+std::optional<Base> AddOne(const std::string& file, Registered& registered) {
+  const std::u16string path = Wide(std::filesystem::absolute(file).lexically_normal().string());
+  const std::u16string name = KBMap::FormKBNameFromPath(path);
+  std::u16string words;
+  if (name.empty() || KBMap::KBIsLocal(name)) {
+    words = u"no knowledge base can have this name";
+  } else if (registered.File(Narrow(name)) != nullptr) {  // it may be one that could not be loaded
+    words = u"База " + name + u" уже есть в списке";
+  } else if (Map().LoadFromFile(path, words)) {
+    registered.Set(Narrow(name), path);
+    return Describe(Narrow(name), registered);
+  }
+  Complain(file, OneLine(words));
+  return std::nullopt;
+}
+
+// A start wants a default: that in force, or else the first that will do. Empty words if there is
+// one now.
+std::string SettleDefault(Registered& registered) {
+  std::vector<std::u16string> names;
+  Map().GetKBArray(names, true);
+  std::u16string words = u"no knowledge base is left that could be the default";
+  for (const std::u16string& name : names)
+    if (Map().GetDefaultKB().empty()) Map().SetDefaultKB(name, words);
+  if (Map().GetDefaultKB().empty()) return OneLine(words);
+  registered.Set("", Map().GetDefaultKB());
+  return {};
+}
+
+int Add(Session& session, const BaseOptions& options) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  Registered registered;
+  std::vector<Base> added;
+  for (const std::string& file : options.files)
+    if (auto base = AddOne(file, registered)) added.push_back(*std::move(base));
+  if (added.empty()) return Failed;
+  if (registered.Default().empty()) {
+    const std::string words = SettleDefault(registered);
+    if (!words.empty()) throw Failure("", words);
+  }
+  registered.Store();
+  for (const Base& base : added) {
+    if (session.json) {
+      session.out << Describe(base.name, registered).ToJson().Text() << '\n';
+      continue;
+    }
+    session.out << base.name << " added";
+    if (!base.errors.empty()) session.out << ", with " << base.ErrorCount();
+    session.out << '\n';
+  }
+  return added.size() == options.files.size() ? Fine : Negative;
+}
+
+int Remove(Session& session, const BaseOptions& options) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  const std::string& name = options.name;
+  if (KBMap::KBIsLocal(Wide(name))) throw Failure(name, "belongs to the library and stays");
+  const Base base = Wanted(name);
+  Registered registered;
+  std::u16string words;
+  if (base.data != nullptr && !(Map().*&Inner::RemoveKB)(Wide(name), words)) {
+    throw Failure(name, OneLine(words) + " (the default cannot move; nothing is removed)");
+  }
+  registered.Erase(name);
+  const bool moves = registered.Default() == name;
+  std::string complaint;
+  if (moves) {
+    registered.Erase("");
+    complaint = SettleDefault(registered);
+  }
+  registered.Store();
+  if (session.json) {
+    session.out << Json("removed", name)("default", registered.Default()).Text() << '\n';
+  } else {
+    session.out << name << " removed\n";
+    if (moves && complaint.empty()) session.out << registered.Default() << " is the default now\n";
+  }
+  if (!complaint.empty()) Complain("", complaint);
+  return complaint.empty() ? Fine : Negative;
+}
+
+int ChooseDefault(Session& session, const BaseOptions& options) {
+  const Environment environment({}, Environment::Need::ListOnly);
+  std::u16string words;
+  if (!options.name.empty() &&
+      !(Map().SetDefaultKB(Wide(options.name), words) && Map().SaveDefaultToRegistry(words))) {
+    throw Failure(options.name, OneLine(words));
+  }
+  const std::string name = Default();
+  if (session.json) {
+    session.out << Json("default", name).Text() << '\n';
+  } else if (!name.empty()) {
+    session.out << name << '\n';
+  }
+  return name.empty() || (options.name.empty() && !environment.Started()) ? Negative : Fine;
+}
+
+}  // namespace
+
+void AddBaseCommands(CLI::App& app, Session& session) {
+  CLI::App* kb = app.add_subcommand("kb", "List, add, remove and look at knowledge bases");
+  kb->require_subcommand(1);
+  const auto options = std::make_shared<BaseOptions>();
+  const auto add = [&](const char* name, const char* description, const char* examples,
+                       int (*command)(Session&, const BaseOptions&)) {
+    CLI::App* chosen = AddCommand(*kb, session, name, description, examples);
+    chosen->callback([&session, options, command] {
+      session.run = [&session, options, command] { return command(session, *options); };
+    });
+    return chosen;
+  };
+  add("list", "List the knowledge bases, the default with a star", "", List);
+
+  CLI::App* adding = add("add", "Add knowledge bases to the user's list",
+                         "  kvor kb add ~/bases/english.kb\n", Add);
+  adding->add_option("FILE", options->files, "Descriptions; each gives its base its name")
+      ->required();
+
+  CLI::App* removing =
+      add("remove", "Take a knowledge base from the list; its files stay", "", Remove);
+  removing->add_option("NAME", options->name, "The knowledge base")->required();
+
+  CLI::App* choosing = add("default", "Tell the default knowledge base, or choose it",
+                           "  kvor kb default english\n", ChooseDefault);
+  choosing->add_option("NAME", options->name, "The new default");
+
+  CLI::App* showing =
+      add("show", "Tell what a description says, and what is wrong in it", "", Show);
+  showing->add_option("NAME", options->name, "The knowledge base")->required();
+
+  CLI::App* dirs =
+      add("dirs", "Tell the folders of a knowledge base, making those made on demand", "", Dirs);
+  dirs->add_option("NAME", options->name, "The knowledge base; the default one if not told");
+}
+
+}  // namespace kvor
