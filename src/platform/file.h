@@ -23,9 +23,11 @@ enum class Sharing {
 };
 
 // Tells one file from another whatever its name; two open files are the same exactly when equal.
+// The system may give the index of a deleted file to a new one: then `born` tells them apart.
 struct FileIdentity {
   std::uint64_t volume = 0;
   std::uint64_t index = 0;
+  std::uint64_t born = 0;  // a moment; 0 where the file system does not keep it
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 

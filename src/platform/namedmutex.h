@@ -25,22 +25,30 @@ class NamedMutex {
   // REQUIRES: this thread holds it.
   virtual void Unlock() = 0;
 
-  // The memory shared by all who open the mutex by this name. All zero when the first of them made
-  // it; it outlives them, so that the next holder finds what a dead one left. To be touched only
-  // while holding the mutex. The first Backed() bytes may be touched; Back asks for more and
-  // answers false when there is no memory for that. The address may change with an outermost Lock.
-  virtual std::byte* Memory() = 0;
-  virtual std::size_t Backed() const = 0;
-  virtual bool Back(std::size_t bytes) = 0;
+  // The memory shared by all who open the mutex by this name, in areas that grow and shrink each by
+  // itself. All zero when the first of them made it; it outlives them, so that the next holder
+  // finds what a dead one left. To be touched only while holding the mutex. The first Backed()
+  // bytes of an area may be touched; Back asks for more and answers false when there is no memory
+  // for that. The address may change with an outermost Lock.
+  virtual std::byte* Memory(unsigned area) = 0;
+  virtual std::size_t Backed(unsigned area) const = 0;
+  virtual bool Back(unsigned area, std::size_t bytes) = 0;
   // Gives memory behind the first `bytes` back to the system; it reads as zero when backed again.
-  virtual void Release(std::size_t bytes) = 0;
+  virtual void Release(unsigned area, std::size_t bytes) = 0;
 };
 
-// Opens the mutex of this name, or makes it, with `reserved` bytes of address space for its memory.
-// Null if it cannot be had: the name is taken by another user or by something else, or there is no
-// shared memory on this system. Racing openers all end with the same, whole mutex. Two names never
-// share anything, nor do two users, nor programs of different pointer width.
-// REQUIRES: all openers of a name pass the same `reserved`.
-std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, std::size_t reserved);
+// Address space for a mutex' memory. Whoever opens a name with another shape gets another mutex.
+struct MutexMemory {
+  static constexpr unsigned MaxAreas = 16;
+
+  unsigned areas;  // at most MaxAreas
+  std::size_t bytesEach;
+};
+
+// Opens the mutex of this name, or makes it. Null if it cannot be had: the name is taken by another
+// user or by something else, or there is no shared memory on this system. Racing openers all end
+// with the same, whole mutex. Two names never share anything, nor do two users, nor programs of
+// different pointer width.
+std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, MutexMemory memory);
 
 }  // namespace platform

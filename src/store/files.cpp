@@ -53,6 +53,7 @@ void ResetEntry(UdbFile& entry) {
 // not left behind.
 void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
   OpenFor(entry, entry.path, platform::OpenMode::CreateNew);
+  TheEngine().work.Undo().Forget(entry.identity);
   Page page{};
   SetVersion(page, CurrentVersion);
   Header header;
@@ -88,6 +89,7 @@ int Enter(const char* path, std::string& failure, Body body) {
     entry->path = CurrentHost().Absolute(path);
     body(*entry);
     engine.work.Attach(*entry);
+    engine.work.Mend();
     engine.work.LoadHeader();
     entry->lastError = UDB_SUCCESS;
     return file;

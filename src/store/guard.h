@@ -23,13 +23,13 @@ class Lock {
   bool had;
 };
 
-// The lock as operations take it, with the file whole behind it. Raises "TIMEOUT" if the lock
-// cannot be had, "SYSTEM ERROR" if a dead process left a file half changed and it cannot be mended.
+// The lock as operations take it. Behind it no file is half changed but those whose records are set
+// aside; see WorkFile::Mend. Raises "TIMEOUT" if the lock cannot be had.
 class Guard {
  public:
   explicit Guard(UndoLog& undo) {
     if (!lock.Had()) throw StoreFailure{UDB_TIMEOUT};
-    if (!undo.Recover(CurrentHost())) throw StoreFailure{UDB_SYSTEM_ERROR};
+    if (!undo.Settle(CurrentHost())) throw StoreFailure{UDB_SYSTEM_ERROR};
   }
 
  private:

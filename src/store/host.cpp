@@ -13,12 +13,10 @@ namespace {
 
 constexpr const char* MutexName = "stdindfile";
 constexpr std::chrono::milliseconds Patience(10'000);
-// Address space only: enough for the largest record to be kept and its tree pages.
-constexpr std::size_t Reserved = 20U << 20;
 
 class SystemHost : public Host {
  public:
-  SystemHost() : mutex(platform::OpenNamedMutex(MutexName, Reserved)) {}
+  SystemHost() : mutex(platform::OpenNamedMutex(MutexName, {Areas, AreaSize})) {}
 
   std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                     platform::Sharing sharing, int& error) override {
@@ -38,13 +36,13 @@ class SystemHost : public Host {
   void Unlock() override {
     if (mutex != nullptr) mutex->Unlock();
   }
-  std::byte* LockedMemory(std::size_t bytes) override {
-    if (mutex == nullptr || bytes > Reserved) return nullptr;
-    if (bytes > mutex->Backed() && !mutex->Back(bytes)) return nullptr;
-    return mutex->Memory();
+  std::byte* LockedMemory(unsigned area, std::size_t bytes) override {
+    if (mutex == nullptr) return nullptr;
+    if (bytes > mutex->Backed(area) && !mutex->Back(area, bytes)) return nullptr;
+    return mutex->Memory(area);
   }
-  void TrimLockedMemory(std::size_t bytes) override {
-    if (mutex != nullptr) mutex->Release(bytes);
+  void TrimLockedMemory(unsigned area, std::size_t bytes) override {
+    if (mutex != nullptr) mutex->Release(area, bytes);
   }
 
  private:

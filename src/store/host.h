@@ -29,10 +29,12 @@ class Host {
   virtual void Unlock() = 0;
 
   // Memory that is touched only under the lock and is found again by whoever takes the lock from a
-  // process that died: at least `bytes` of it, or null. All zero at first.
-  virtual std::byte* LockedMemory(std::size_t bytes) = 0;
-  // The memory behind the first `bytes` is not needed any more.
-  virtual void TrimLockedMemory(std::size_t bytes) = 0;
+  // process that died: at least `bytes` of the area, or null. All zero at first.
+  static constexpr unsigned Areas = 9;
+  static constexpr std::size_t AreaSize = 20U << 20;
+  virtual std::byte* LockedMemory(unsigned area, std::size_t bytes) = 0;
+  // The memory of the area behind its first `bytes` is not needed any more.
+  virtual void TrimLockedMemory(unsigned area, std::size_t bytes) = 0;
 };
 
 // The host in use; the system's own at first. Setting null puts the system's own back.

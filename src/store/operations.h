@@ -60,6 +60,7 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
     WorkFile& work = TheEngine().work;
     const Guard guard(work.Undo());
     work.Attach(entry);
+    work.Mend();
     work.LoadHeader();
     try {
       const int answer = body();

@@ -1,194 +1,179 @@
-// The undo record: a head that says which file is meant, then the stretches kept, one behind the
-// other. A stretch counts only when `used` has moved behind it, and all count only while `active`
-// is set, so that a process may die between any two instructions.
+// The board of undo records, and which of them is put back when.
 #include "store/undo.h"
 
 #include <algorithm>
-#include <array>
-#include <atomic>
-#include <cerrno>
-#include <cstring>
-#include <optional>
+#include <bit>
 
 namespace store {
 
 namespace {
 
-constexpr std::size_t PathLimit = 4096;
-constexpr std::size_t KeptBacked = 256U << 10;  // more than an update of tree pages ever needs
+// In which layout the memory is: it outlives the program that wrote to it, and what another build
+// left there is not to be understood.
+constexpr std::uint32_t Layout = 0x756E6402;
 
-// Says that something is kept, and in which layout: the memory outlives the program that wrote to
-// it, and a record in the layout of another build is not to be understood.
-constexpr std::uint32_t ActiveMark = 0x756E6401;
+constexpr std::size_t KeptBacked = 256U << 10;   // more than an update of tree pages ever needs
+constexpr std::size_t AsideLimit = 48U << 20;    // bytes of all records set aside
+constexpr int MostAside = int{Host::Areas} - 2;  // the board has an area, and the updates to come
 
-struct Head {
-  std::uint32_t active;  // ActiveMark, or 0
-  std::uint32_t pathLength;
-  std::uint64_t used;  // bytes of stretches behind the head
-  std::uint64_t fileSize;
-  platform::FileIdentity identity;
-  std::uint32_t saving;  // pageAfter is filled
-  std::uint8_t pageBefore[PageSize];
-  std::uint8_t pageAfter[PageSize];
-  char path[PathLimit];
-};
-
-struct Stretch {
-  std::uint64_t offset;
-  std::uint64_t length;  // bytes that follow
-};
-
-Head& HeadAt(std::byte* memory) { return *reinterpret_cast<Head*>(memory); }
-
-std::size_t SizeOf(std::uint64_t length) {
-  return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
-}
-
-// Whether page 0 of the file is as the update found it, as it was going to leave it, or on the way
-// from the one to the other. A file that was written over in place keeps its identity, not this.
-// Nothing if it cannot be read now.
-std::optional<bool> HasPageZeroOf(const Head& head, VirtualFile& file) {
-  std::array<std::uint8_t, PageSize> page;
-  const std::ptrdiff_t got = file.Read(0, page.data(), page.size());
-  if (got < 0) return std::nullopt;
-  if (got != static_cast<std::ptrdiff_t>(page.size())) return false;
-  for (std::size_t i = 0; i < page.size(); ++i) {
-    const bool known =
-        page[i] == head.pageBefore[i] || (head.saving != 0 && page[i] == head.pageAfter[i]);
-    if (!known) return false;
-  }
-  return true;
-}
-
-// Whether a file that fails to open so will not be had by trying again.
-bool OutOfReach(int error) {
-  return error == ENOENT || error == ENOTDIR || error == EACCES || error == EROFS;
-}
-
-template <typename T>
-void Publish(T& field, T value) {
-  std::atomic_ref<T>(field).store(value, std::memory_order_seq_cst);
+// Takes the update back in the file, if it still is the one whose page 0 the record has. A file
+// that was written over, of the same identity, is let be: what was kept means nothing in it. False
+// if the file could not be read or mended, or has not even a page 0 now.
+bool TakeBackIn(const UndoRecord& broken, VirtualFile& file) {
+  const auto same = broken.HasPageZeroOf(file);
+  return same && (!*same || broken.PutBack(file));
 }
 
 }  // namespace
 
-bool UndoLog::InOwnMemory() const { return !ownMemory.empty() && memory == ownMemory.data(); }
-
 // A record goes on where it was begun, even if the other kind of memory comes or goes meanwhile.
-std::byte* UndoLog::Memory(std::size_t bytes) {
-  if (!InOwnMemory() || !Active()) {
-    if (std::byte* const shared = host->LockedMemory(bytes); shared != nullptr) return shared;
-  }
-  if (memory != nullptr && !InOwnMemory()) return nullptr;
-  if (ownMemory.size() < bytes) ownMemory.resize(bytes);
-  return ownMemory.data();
-}
-
 void UndoLog::Attach(Host& current) {
-  if (host != &current) memory = nullptr;
+  if (host != &current) board = nullptr;
   host = &current;
-  std::byte* const first = Memory(sizeof(Head));
-  memory = first != nullptr ? first : memory;
+  if (board != nullptr && inOwnMemory && (board->active != 0 || board->aside != 0)) return;
+  if (std::byte* const shared = host->LockedMemory(0, sizeof(Board)); shared != nullptr) {
+    board = reinterpret_cast<Board*>(shared);
+    inOwnMemory = false;
+  } else if (board == nullptr) {
+    inOwnMemory = true;
+    board = reinterpret_cast<Board*>(Memory(0, sizeof(Board)));
+    *board = {};
+  }
+  if (board->layout == Layout) return;
+  *board = {};
+  Publish(board->layout, Layout);
 }
 
-bool UndoLog::Active() const { return memory != nullptr && HeadAt(memory).active == ActiveMark; }
+std::byte* UndoLog::Memory(unsigned area, std::size_t bytes) {
+  if (!inOwnMemory) return host->LockedMemory(area, bytes);
+  if (ownMemory[area].size() < bytes) ownMemory[area].resize(bytes);
+  return ownMemory[area].data();
+}
+
+// With all its stretches. Null if the memory cannot be had now.
+UndoRecord* UndoLog::RecordIn(unsigned area) {
+  const auto* const head = reinterpret_cast<UndoRecord*>(Memory(area, sizeof(UndoRecord)));
+  if (head == nullptr) return nullptr;
+  return reinterpret_cast<UndoRecord*>(Memory(area, head->Size()));
+}
 
 bool UndoLog::Begin(const Subject& subject, VirtualFile& file) {
-  std::byte* const block = Memory(KeptBacked);
+  const auto area = static_cast<unsigned>(std::countr_one(board->aside | 1U));
+  std::byte* block = Memory(area, KeptBacked);
+  while (block == nullptr && ForgetOldest()) block = Memory(area, KeptBacked);
   if (block == nullptr) return false;
-  memory = block;
-  Head& head = HeadAt(memory);
-  head.used = 0;
-  head.fileSize = subject.size;
-  head.identity = subject.identity;
-  const bool fits = subject.path.size() <= PathLimit;
-  head.pathLength = fits ? static_cast<std::uint32_t>(subject.path.size()) : 0;
-  std::memcpy(head.path, subject.path.data(), head.pathLength);
-  head.saving = 0;
+  record = reinterpret_cast<UndoRecord*>(block);
+  record->Begin(subject.size, subject.path);
+  board->held[area] = {subject.identity, ++board->order, 0};
   const auto wanted = static_cast<std::ptrdiff_t>(PageSize);
-  if (file.Read(0, head.pageBefore, PageSize) != wanted) return false;
-  Publish(head.active, ActiveMark);
+  if (file.Read(0, record->pageBefore, PageSize) != wanted) return false;
+  Publish(board->active, std::uint32_t{area});
   return true;
-}
-
-void UndoLog::Announce(const Page& page) {
-  Head& head = HeadAt(memory);
-  Publish(head.saving, std::uint32_t{0});
-  std::copy(page.begin(), page.end(), head.pageAfter);
-  Publish(head.saving, std::uint32_t{1});
 }
 
 bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, std::size_t length) {
-  const std::uint64_t fileSize = HeadAt(memory).fileSize;
-  if (offset >= fileSize) return true;
-  const std::uint64_t kept = std::min<std::uint64_t>(length, fileSize - offset);
-  const std::size_t at = sizeof(Head) + static_cast<std::size_t>(HeadAt(memory).used);
-  std::byte* const block = Memory(at + SizeOf(kept));
+  if (offset >= record->fileSize) return true;
+  const std::uint64_t kept = std::min<std::uint64_t>(length, record->fileSize - offset);
+  const std::size_t wanted = record->Size() + UndoRecord::SizeOf(kept);
+  std::byte* block = Memory(board->active, wanted);
+  while (block == nullptr && ForgetOldest()) block = Memory(board->active, wanted);
   if (block == nullptr) return false;
-  memory = block;
-  const Stretch stretch{offset, kept};
-  std::memcpy(memory + at, &stretch, sizeof stretch);
-  const auto wanted = static_cast<std::ptrdiff_t>(kept);
-  if (file.Read(offset, memory + at + sizeof stretch, static_cast<std::size_t>(kept)) != wanted) {
-    return false;
-  }
-  Publish(HeadAt(memory).used, HeadAt(memory).used + SizeOf(kept));
-  return true;
-}
-
-bool UndoLog::PutBack(VirtualFile& file) {
-  const Head& head = HeadAt(memory);
-  const std::byte* const first = memory + sizeof(Head);
-  std::vector<std::uint64_t> starts;  // the oldest bytes of a place were kept first, and win
-  for (std::uint64_t at = 0; at + sizeof(Stretch) <= head.used;) {
-    Stretch stretch;
-    std::memcpy(&stretch, first + at, sizeof stretch);
-    if (stretch.length > head.used - at - sizeof(Stretch)) break;
-    starts.push_back(at);
-    at += SizeOf(stretch.length);
-  }
-  for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
-    Stretch stretch;
-    std::memcpy(&stretch, first + *start, sizeof stretch);
-    if (!file.Write(stretch.offset, first + *start + sizeof stretch,
-                    static_cast<std::size_t>(stretch.length))) {
-      return false;
-    }
-  }
-  const std::int64_t size = file.Size();
-  if (size < 0) return false;
-  return static_cast<std::uint64_t>(size) <= head.fileSize || file.Truncate(head.fileSize);
+  record = reinterpret_cast<UndoRecord*>(block);
+  return record->Keep(file, offset, kept);
 }
 
 void UndoLog::Drop() {
   if (!Active()) return;
-  const bool large = HeadAt(memory).used + sizeof(Head) > KeptBacked;
-  Publish(HeadAt(memory).active, std::uint32_t{0});
-  if (large && memory != ownMemory.data()) host->TrimLockedMemory(KeptBacked);
+  const unsigned area = board->active;
+  const bool large = record->Size() > KeptBacked;
+  // Who dies between these two leaves an update to be taken back once more; the other way round it
+  // would be one that went on and is believed broken.
+  if (IsAside(area)) Publish(board->aside, board->aside & ~(1U << area));
+  Publish(board->active, std::uint32_t{0});
+  if (large && !inOwnMemory) host->TrimLockedMemory(area, KeptBacked);
 }
 
-bool UndoLog::Recover(Host& current) {
+bool UndoLog::Settle(Host& current) {
   Attach(current);
   if (!Active()) return true;
-  const Head& head = HeadAt(memory);
-  // What the dead one had backed is mapped here too.
-  std::byte* const block = Memory(sizeof(Head) + static_cast<std::size_t>(head.used));
-  if (block == nullptr) return false;
-  memory = block;
-  int error = 0;
-  const std::string path(HeadAt(memory).path, HeadAt(memory).pathLength);
-  const auto file =
-      current.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
-  if (file == nullptr && !OutOfReach(error)) return false;
-  if (file != nullptr) {
-    platform::FileIdentity identity;
-    if (!file->Identity(identity)) return false;
-    const auto same = identity == HeadAt(memory).identity ? HasPageZeroOf(HeadAt(memory), *file)
-                                                          : std::optional(false);
-    if (!same || (*same && !PutBack(*file))) return false;
+  record = RecordIn(board->active);
+  if (record == nullptr) return false;
+  if (TakeBack(board->active, *record, record->Path())) {
+    Drop();
+  } else {
+    SetAside();
   }
-  Drop();
   return true;
+}
+
+// True if the file was found there, and is whole now.
+bool UndoLog::TakeBack(unsigned area, const UndoRecord& broken, const std::string& path) {
+  int error = 0;
+  const auto file = host->Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
+  platform::FileIdentity identity;
+  return file != nullptr && file->Identity(identity) && identity == board->held[area].file &&
+         TakeBackIn(broken, *file);
+}
+
+// The record in work. Aside first, then no longer in work: who dies in between leaves it to be set
+// aside once more.
+void UndoLog::SetAside() {
+  const unsigned area = board->active;
+  board->held[area].bytes = record->Size();
+  const auto isFull = [&] {
+    std::uint64_t sum = record->Size();
+    int count = 1;
+    for (unsigned n = 1; n < Host::Areas; ++n) {
+      if (!IsAside(n) || n == area) continue;
+      sum += board->held[n].bytes;
+      ++count;
+    }
+    return sum > AsideLimit || count > MostAside;
+  };
+  while (isFull() && ForgetOldest()) continue;
+  Publish(board->aside, board->aside | 1U << area);
+  Publish(board->active, std::uint32_t{0});
+}
+
+// False if there is none.
+bool UndoLog::ForgetOldest() {
+  unsigned oldest = 0;
+  for (unsigned n = 1; n < Host::Areas; ++n) {
+    if (!IsAside(n) || n == board->active) continue;
+    if (oldest == 0 || board->held[n].order < board->held[oldest].order) oldest = n;
+  }
+  if (oldest == 0) return false;
+  ForgetAside(oldest);
+  return true;
+}
+
+void UndoLog::ForgetAside(unsigned area) {
+  Publish(board->aside, board->aside & ~(1U << area));
+  if (!inOwnMemory) host->TrimLockedMemory(area, 0);
+}
+
+unsigned UndoLog::AreaOf(const platform::FileIdentity& file) const {
+  for (unsigned n = 1; OwesAnybody() && n < Host::Areas; ++n) {
+    if (IsAside(n) && board->held[n].file == file) return n;
+  }
+  return 0;
+}
+
+bool UndoLog::Mend(const platform::FileIdentity& identity, VirtualFile* file,
+                   const std::string& path) {
+  const unsigned area = AreaOf(identity);
+  if (area == 0) return true;
+  const UndoRecord* const broken = RecordIn(area);
+  if (broken == nullptr) return false;
+  const bool whole = file != nullptr
+                         ? TakeBackIn(*broken, *file)
+                         : TakeBack(area, *broken, path) || TakeBack(area, *broken, broken->Path());
+  if (whole) ForgetAside(area);
+  return whole;
+}
+
+void UndoLog::Forget(const platform::FileIdentity& file) {
+  if (const unsigned area = AreaOf(file); area != 0) ForgetAside(area);
 }
 
 }  // namespace store

@@ -1,7 +1,9 @@
 // What an update overwrites is kept here first, in memory that outlives the process. An update that
-// fails puts it back itself; after a process that died, whoever takes the lock next does.
+// fails puts it back itself; after a process that died, whoever takes the lock next does, or, when
+// the file cannot be reached from there, whoever uses the file next.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,19 +11,26 @@
 
 #include "store/host.h"
 #include "store/page.h"
+#include "store/undorecord.h"
 
 namespace store {
 
 // One update at a time, of one file, under the lock. The memory is the host's locked memory, or,
 // where the host has none, memory of this process: then a failed update is still taken back, but
 // not one whose process was killed.
+//
+// Area 0 of the memory is a board that says what lies in the others: at most one record of an
+// update that goes on, and records set aside. A record is set aside when its update was broken off
+// and the file could not be reached, or not be written: nobody else's work waits for that. It is
+// known by the file's identity, not by its path, and stays until the file is used again; there are
+// as many as the areas and AsideLimit allow, and the oldest is forgotten for a new one.
 class UndoLog {
  public:
   // Takes the memory in hand. To be called with each taking of the lock, before anything is kept.
   void Attach(Host& host);
 
-  // Whether something is kept that has been neither put back nor dropped.
-  bool Active() const;
+  // Whether an update goes on here, which has been neither taken back nor completed.
+  bool Active() const { return board != nullptr && board->active != 0; }
 
   struct Subject {
     const std::string& path;  // absolute
@@ -32,29 +41,58 @@ class UndoLog {
   // False: there is not memory enough, or page 0 could not be read.
   bool Begin(const Subject& subject, VirtualFile& file);
   // Page 0 is about to become this. REQUIRES: Active(), and page 0 is as it was at Begin.
-  void Announce(const Page& page);
+  void Announce(const Page& page) { record->Announce(page); }
   // Keeps the bytes of a stretch as they are, so far as they lie within the file of Begin; to be
   // called before they are overwritten. False, with nothing kept, if they could not be read or
   // there is no memory for them.
   bool Keep(VirtualFile& file, std::uint64_t offset, std::size_t length);
   // Puts all that was kept back and the file to its former size. False if that failed; then it all
   // stays kept. It may be done again.
-  bool PutBack(VirtualFile& file);
+  bool PutBack(VirtualFile& file) { return record->PutBack(file); }
   // Forgets what was kept: the update stands, or has been taken back.
   void Drop();
 
-  // Takes back the update of a process that died in it, if there is one. A file that is gone, or
-  // another one under its name or written over it, is let be. False if the file is there and could
-  // not be mended.
-  bool Recover(Host& host);
+  // After each taking of the lock: takes back the update that was broken off, if there is one, when
+  // its file is found under its path, and sets the record aside when not.
+  // False if the record itself cannot be had.
+  bool Settle(Host& host);
+  // Whether anything is set aside, and whether a broken update of this file is among it.
+  bool OwesAnybody() const { return board != nullptr && board->aside != 0; }
+  bool Owes(const platform::FileIdentity& file) const { return AreaOf(file) != 0; }
+  // Takes that back. `file` may be written, or is null; then it is looked for under `path` and
+  // where the update had found it. False if that could not be done now.
+  bool Mend(const platform::FileIdentity& identity, VirtualFile* file, const std::string& path);
+  // A file that has just been made owes nothing, whatever file its identity was once of.
+  void Forget(const platform::FileIdentity& file);
 
  private:
-  std::byte* Memory(std::size_t bytes);
-  bool InOwnMemory() const;
+  struct Held {
+    platform::FileIdentity file;
+    std::uint64_t order;  // the later record has the higher number
+    std::uint64_t bytes;  // known when it is set aside
+  };
+  struct Board {
+    std::uint32_t layout;
+    std::uint32_t active;  // the area of the record in work; 0: none
+    std::uint32_t aside;   // bit n: area n holds a record that was set aside
+    std::uint64_t order;   // of the latest record
+    std::array<Held, Host::Areas> held;
+  };
+
+  std::byte* Memory(unsigned area, std::size_t bytes);
+  UndoRecord* RecordIn(unsigned area);
+  unsigned AreaOf(const platform::FileIdentity& file) const;
+  bool IsAside(unsigned area) const { return (board->aside >> area & 1) != 0; }
+  bool TakeBack(unsigned area, const UndoRecord& broken, const std::string& path);
+  void SetAside();
+  bool ForgetOldest();
+  void ForgetAside(unsigned area);
 
   Host* host = nullptr;
-  std::byte* memory = nullptr;
-  std::vector<std::byte> ownMemory;
+  Board* board = nullptr;
+  UndoRecord* record = nullptr;  // of the update that goes on
+  bool inOwnMemory = false;
+  std::array<std::vector<std::byte>, Host::Areas> ownMemory;
 };
 
 }  // namespace store

@@ -32,6 +32,20 @@ void WorkFile::Attach(UdbFile& file) {
   figureToGiveBack = 0;
 }
 
+// An update in a file that cannot be told from others could not be taken back.
+const platform::FileIdentity& WorkFile::Identity() {
+  if (entry->identity == platform::FileIdentity{} && !entry->fd->Identity(entry->identity)) {
+    Raise(UDB_SYSTEM_ERROR);
+  }
+  return entry->identity;
+}
+
+void WorkFile::Mend() {
+  if (!undo.OwesAnybody()) return;
+  VirtualFile* const file = entry->writable != 0 ? entry->fd.get() : nullptr;
+  if (!undo.Mend(Identity(), file, entry->path)) Raise(UDB_SYSTEM_ERROR);
+}
+
 void WorkFile::LoadHeader() {
   slotA.filled = slotB.filled = slotH.filled = false;
   ReadBytes(0, slotH.bytes);
@@ -71,7 +85,7 @@ void WorkFile::BeginUndo() {
   if (undo.Active()) return;
   const std::int64_t size = entry->fd->Size();
   if (size < 0) Raise(UDB_SYSTEM_ERROR);
-  const UndoLog::Subject subject{entry->path, entry->identity, static_cast<std::uint64_t>(size)};
+  const UndoLog::Subject subject{entry->path, Identity(), static_cast<std::uint64_t>(size)};
   if (!undo.Begin(subject, *entry->fd)) Raise(UDB_SYSTEM_ERROR);
 }
 

@@ -26,6 +26,9 @@ class WorkFile {
  public:
   // Makes the entry the current one. Nothing is read.
   void Attach(UdbFile& entry);
+  // Takes back what a process left half done in this file and nobody could take back so far. Raises
+  // SYSTEM ERROR when it cannot be done now either. REQUIRES: the lock is held.
+  void Mend();
   // Reads page 0 anew: the header in the file, not the table's copy, is the truth.
   void LoadHeader();
 
@@ -94,6 +97,7 @@ class WorkFile {
  private:
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
+  const platform::FileIdentity& Identity();
   void BeginUndo();
 
   UdbFile* entry = nullptr;

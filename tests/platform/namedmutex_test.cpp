@@ -24,11 +24,11 @@ constexpr milliseconds Patience{5000};
 // A name that no other test run has; its file goes with the test.
 struct NamedMutexTest : testing::Test {
   ~NamedMutexTest() override { unlink(path.c_str()); }
-  std::unique_ptr<NamedMutex> Open() const { return OpenNamedMutex(name, Reserved); }
+  std::unique_ptr<NamedMutex> Open() const { return OpenNamedMutex(name, {2, Reserved}); }
 
   const std::string name = "test" + std::to_string(getpid());
   const std::string path = "/dev/shm/kvorlib-" + std::to_string(geteuid()) + "-" + name + ".m" +
-                           std::to_string(8 * sizeof(void*));
+                           std::to_string(8 * sizeof(void*)) + ".2x" + std::to_string(Reserved);
 };
 
 // Whether another thread can take the mutex at once.
@@ -68,8 +68,8 @@ TEST_F(NamedMutexTest, RacingOpenersEndWithOneWholeMutexAndTakeTurns) {
         while (std::chrono::steady_clock::now() < start) continue;
         const auto own = Open();
         for (int turn = 0; turn < 200; ++turn) {
-          if (own == nullptr || own->Lock(Patience) != Wait::Had || !own->Back(4)) return;
-          volatile int* const sum = reinterpret_cast<int*>(own->Memory());
+          if (own == nullptr || own->Lock(Patience) != Wait::Had || !own->Back(0, 4)) return;
+          volatile int* const sum = reinterpret_cast<int*>(own->Memory(0));
           *sum = *sum + 1;
           own->Unlock();
         }
@@ -77,7 +77,7 @@ TEST_F(NamedMutexTest, RacingOpenersEndWithOneWholeMutexAndTakeTurns) {
       });
     }
     for (const auto& child : children) ASSERT_EQ(child->Hear(), 'y');
-    ASSERT_EQ(*reinterpret_cast<int*>(Open()->Memory()), 800);
+    ASSERT_EQ(*reinterpret_cast<int*>(Open()->Memory(0)), 800);
   }
 }
 
@@ -87,8 +87,8 @@ TEST_F(NamedMutexTest, DeadHolderIsFollowedAtOnceAndWhatItLeftIsThere) {
     const auto own = Open();
     own->Lock(Patience);
     own->Lock(Patience);
-    own->Back(100'000);
-    std::memcpy(own->Memory() + 99'000, "half done", 10);
+    own->Back(1, 100'000);
+    std::memcpy(own->Memory(1) + 99'000, "half done", 10);
     say('y');
     pause();
   });
@@ -96,8 +96,8 @@ TEST_F(NamedMutexTest, DeadHolderIsFollowedAtOnceAndWhatItLeftIsThere) {
   EXPECT_EQ(mutex->Lock(milliseconds{1}), Wait::TimedOut);
   child.Kill();
   ASSERT_EQ(mutex->Lock(milliseconds{1}), Wait::Had);
-  EXPECT_GE(mutex->Backed(), 100'000U);
-  EXPECT_STREQ(reinterpret_cast<char*>(mutex->Memory() + 99'000), "half done");
+  EXPECT_GE(mutex->Backed(1), 100'000U);
+  EXPECT_STREQ(reinterpret_cast<char*>(mutex->Memory(1) + 99'000), "half done");
   mutex->Unlock();
   EXPECT_TRUE(IsFree(*mutex)) << "the dead one had taken it twice";
   unlink(path.c_str());
@@ -110,21 +110,21 @@ TEST_F(NamedMutexTest, DeadHolderIsFollowedAtOnceAndWhatItLeftIsThere) {
 TEST_F(NamedMutexTest, MemoryIsBackedUpToWhatWasReservedAndComesBackEmpty) {
   const auto mutex = Open();
   const auto other = Open();
-  EXPECT_FALSE(mutex->Back(Reserved + 1));
-  ASSERT_TRUE(mutex->Back(Reserved));
-  std::memset(mutex->Memory(), 'x', Reserved);
-  EXPECT_EQ(other->Backed(), Reserved) << "what one backed is backed for all";
-  mutex->Release(5000);
+  EXPECT_FALSE(mutex->Back(0, Reserved + 1));
+  ASSERT_TRUE(mutex->Back(0, Reserved));
+  std::memset(mutex->Memory(0), 'x', Reserved);
+  EXPECT_EQ(other->Backed(0), Reserved) << "what one backed is backed for all";
+  mutex->Release(0, 5000);
   struct stat status = {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_LT(static_cast<std::size_t>(status.st_blocks) * 512, Reserved / 2);
-  ASSERT_TRUE(other->Back(Reserved));
-  EXPECT_EQ(other->Memory()[4999], std::byte{'x'});
-  EXPECT_EQ(other->Memory()[20'000], std::byte{0});
+  ASSERT_TRUE(other->Back(0, Reserved));
+  EXPECT_EQ(other->Memory(0)[4999], std::byte{'x'});
+  EXPECT_EQ(other->Memory(0)[20'000], std::byte{0});
 }
 
 TEST_F(NamedMutexTest, ForeignFileByThatNameIsRefused) {
-  for (const off_t size : {off_t{Reserved} + sysconf(_SC_PAGESIZE), off_t{5}}) {
+  for (const off_t size : {2 * off_t{Reserved} + sysconf(_SC_PAGESIZE), off_t{5}}) {
     close(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
     ASSERT_EQ(truncate(path.c_str(), size), 0);
     EXPECT_EQ(Open(), nullptr) << "no magic, or another size";
@@ -133,7 +133,7 @@ TEST_F(NamedMutexTest, ForeignFileByThatNameIsRefused) {
   ASSERT_TRUE(Open());
   ASSERT_EQ(chmod(path.c_str(), 0644), 0);
   EXPECT_EQ(Open(), nullptr) << "others may read it";
-  EXPECT_EQ(OpenNamedMutex("../" + name, Reserved), nullptr);
+  EXPECT_EQ(OpenNamedMutex("../" + name, {2, Reserved}), nullptr);
 }
 
 TEST_F(NamedMutexTest, RemovedFileIsReplacedAtTheNextOutermostLock) {

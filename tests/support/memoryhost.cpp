@@ -5,18 +5,6 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace {
-
-// Address space for the locked memory of whichever host is in use; backed by the system as touched.
-constexpr std::size_t Reserved = std::size_t{192} << 20;
-
-std::byte* LockedBlock() {
-  static std::byte* const block = static_cast<std::byte*>(std::calloc(1, Reserved));
-  return block;
-}
-
-}  // namespace
-
 class MemoryFile : public store::VirtualFile {
  public:
   MemoryFile(MemoryHost& host, std::shared_ptr<MemoryHost::Contents> c, bool mayWrite)
@@ -86,7 +74,17 @@ class MemoryFile : public store::VirtualFile {
   int error = 0;
 };
 
-MemoryHost::~MemoryHost() { std::memset(LockedBlock(), 0, touched); }
+MemoryHost::~MemoryHost() { ClearMemory(); }
+
+// Address space for the locked memory of whichever host is in use; backed by the system as touched.
+std::byte* MemoryHost::Area(unsigned area) {
+  static std::byte* const block = static_cast<std::byte*>(std::calloc(Areas, AreaSize));
+  return block + area * AreaSize;
+}
+
+void MemoryHost::ClearMemory() {
+  for (unsigned n = 0; n < Areas; ++n) std::memset(Area(n), 0, touched[n]);
+}
 
 MemoryHost::Fault MemoryHost::Call(const char* what) {
   ++calls;
@@ -102,7 +100,9 @@ void MemoryHost::TakePicture() {
   pictured = true;
   pictureOfFiles.clear();
   for (const auto& [path, contents] : files) pictureOfFiles[path] = contents->bytes;
-  pictureOfMemory.assign(reinterpret_cast<const char*>(LockedBlock()), touched);
+  for (unsigned n = 0; n < Areas; ++n) {
+    pictureOfMemory[n].assign(reinterpret_cast<const char*>(Area(n)), touched[n]);
+  }
 }
 
 void MemoryHost::FailCall(int nth, Fault kind) {
@@ -127,9 +127,11 @@ void MemoryHost::Restart() {
     if (files.count(path) == 0) Put(path, bytes);
     Bytes(path) = bytes;
   }
-  std::memset(LockedBlock(), 0, touched);
-  touched = pictureOfMemory.size();
-  std::memcpy(LockedBlock(), pictureOfMemory.data(), pictureOfMemory.size());
+  ClearMemory();
+  for (unsigned n = 0; n < Areas; ++n) {
+    touched[n] = pictureOfMemory[n].size();
+    std::memcpy(Area(n), pictureOfMemory[n].data(), touched[n]);
+  }
 }
 
 std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
@@ -181,18 +183,18 @@ void MemoryHost::Unlock() {
   --locks;
 }
 
-std::byte* MemoryHost::LockedMemory(std::size_t bytes) {
+std::byte* MemoryHost::LockedMemory(unsigned area, std::size_t bytes) {
   if (locks == 0) throw std::logic_error("locked memory without the lock");
-  if (Call("memory") != Fault::None || bytes > Reserved) return nullptr;
-  if (bytes > touched) touched = bytes;
-  return LockedBlock();
+  if (Call("memory") != Fault::None || bytes > AreaSize) return nullptr;
+  if (bytes > touched[area]) touched[area] = bytes;
+  return Area(area);
 }
 
-void MemoryHost::TrimLockedMemory(std::size_t bytes) {
+void MemoryHost::TrimLockedMemory(unsigned area, std::size_t bytes) {
   if (locks == 0) throw std::logic_error("locked memory without the lock");
-  if (dead || bytes >= touched) return;
-  std::memset(LockedBlock() + bytes, 0, touched - bytes);
-  touched = bytes;
+  if (dead || bytes >= touched[area]) return;
+  std::memset(Area(area) + bytes, 0, touched[area] - bytes);
+  touched[area] = bytes;
 }
 
 int MemoryHost::FilesOpen() const {
@@ -210,4 +212,9 @@ std::string MemoryHost::PathEndingWith(const std::string& end) const {
 
 void MemoryHost::Put(const std::string& path, const std::string& bytes) {
   files[path] = std::make_shared<Contents>(Contents{bytes, nextIndex++});
+}
+
+void MemoryHost::Rename(const std::string& from, const std::string& to) {
+  files[to] = files.at(from);
+  files.erase(from);
 }

@@ -3,6 +3,7 @@
 // every call from there on, and putting the picture back.
 #pragma once
 
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <map>
@@ -37,8 +38,8 @@ class MemoryHost : public store::Host {
   int Remove(const std::string& path) override;
   bool Lock() override;
   void Unlock() override;
-  std::byte* LockedMemory(std::size_t bytes) override;
-  void TrimLockedMemory(std::size_t bytes) override;
+  std::byte* LockedMemory(unsigned area, std::size_t bytes) override;
+  void TrimLockedMemory(unsigned area, std::size_t bytes) override;
 
   // The call number `nth` from now on, counted from 1, goes wrong in this way.
   void FailCall(int nth, Fault kind);
@@ -58,12 +59,16 @@ class MemoryHost : public store::Host {
   std::string PathEndingWith(const std::string& end) const;
   void Put(const std::string& path, const std::string& bytes);
   void Forget(const std::string& path) { files.erase(path); }
+  void Rename(const std::string& from, const std::string& to);
 
   bool refuseLock = false;
   int errorOfFault = EIO;  // of an opening
 
  private:
   friend class MemoryFile;
+
+  static std::byte* Area(unsigned area);
+  void ClearMemory();
 
   // Counts a call; whether and how it goes wrong.
   Fault Call(const char* what);
@@ -79,6 +84,6 @@ class MemoryHost : public store::Host {
   bool pictured = false;
   std::string struck;
   std::map<std::string, std::string> pictureOfFiles;
-  std::string pictureOfMemory;
-  std::size_t touched = 0;  // bytes of the locked memory that were ever asked for
+  std::array<std::string, Areas> pictureOfMemory;
+  std::array<std::size_t, Areas> touched{};  // bytes of each area that were ever asked for
 };

@@ -3,12 +3,13 @@
 // It is a lock of the open file description, so closing another descriptor of the same file drops
 // nothing, and it ends with the process. A file system without such locks does without the rules.
 #ifndef _GNU_SOURCE
-#define _GNU_SOURCE  // F_OFD_SETLK
+#define _GNU_SOURCE  // F_OFD_SETLK, statx
 #endif
 #include "platform/file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -85,9 +86,15 @@ class PosixFile final : public File {
   }
 
   bool Identity(FileIdentity& identity) override {
-    struct stat status = {};
-    if (fstat(descriptor.Get(), &status) != 0) return Failed(false);
-    identity = {status.st_dev, status.st_ino};
+    struct statx status = {};
+    if (statx(descriptor.Get(), "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &status) != 0) {
+      return Failed(false);
+    }
+    identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino};
+    if ((status.stx_mask & STATX_BTIME) != 0) {
+      identity.born = static_cast<std::uint64_t>(status.stx_btime.tv_sec) * 1'000'000'000 +
+                      status.stx_btime.tv_nsec;
+    }
     return true;
   }
 

@@ -1,9 +1,9 @@
 // The named mutex: a robust mutex in a file of shared memory that belongs to the user. The file
 // gets its name only when it is complete, so whoever opens it by name finds a working mutex.
 //
-// The file is one page of head, then the reserved memory. Of that memory only what the head counts
-// as backed is really there: it is asked for with fallocate, since touching a page for which there
-// is no room would kill the process.
+// The file is one page of head, then the areas. Of each area only what the head counts as backed is
+// really there: it is asked for with fallocate, since touching a page for which there is no room
+// would kill the process.
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE  // O_TMPFILE, fallocate, pthread_mutex_clocklock
 #endif
@@ -35,14 +35,18 @@ constexpr int OpeningTries = 16;
 
 struct Head {
   std::uint64_t magic;
-  std::atomic<std::uint64_t> backed;  // bytes of the memory that may be touched
-  std::atomic<std::uint32_t> depth;   // how many times the holder has taken it, 0: nobody holds it
+  std::atomic<std::uint32_t> depth;  // how many times the holder has taken it, 0: nobody holds it
   pthread_mutex_t mutex;
+  std::atomic<std::uint64_t> backed[MutexMemory::MaxAreas];  // bytes of each that may be touched
 };
 
 std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
 
 std::size_t UpToPage(std::size_t n) { return (n + PageSize() - 1) / PageSize() * PageSize(); }
+
+std::size_t FileSize(const MutexMemory& memory) {
+  return PageSize() + memory.areas * UpToPage(memory.bytesEach);
+}
 
 bool InitMutex(pthread_mutex_t& mutex) {
   pthread_mutexattr_t kind;
@@ -78,8 +82,7 @@ class Segment {
   Segment& operator=(const Segment&) = delete;
 
   Head& Shared() const { return *static_cast<Head*>(start); }
-  std::byte* Memory() const { return static_cast<std::byte*>(start) + PageSize(); }
-  std::size_t Reserved() const { return size - PageSize(); }
+  std::byte* At(std::size_t offset) const { return static_cast<std::byte*>(start) + offset; }
   int File() const { return descriptor.Get(); }
 
   // Whether the file has lost its name: later openers get another mutex.
@@ -176,8 +179,11 @@ void UnlockHead(Head& head) {
 
 class PosixNamedMutex final : public NamedMutex {
  public:
-  PosixNamedMutex(std::string path, std::size_t size, std::unique_ptr<Segment> first)
-      : file(std::move(path)), bytes(size), current(first.get()) {
+  PosixNamedMutex(std::string path, const MutexMemory& memory, std::unique_ptr<Segment> first)
+      : file(std::move(path)),
+        bytes(FileSize(memory)),
+        areaSize(UpToPage(memory.bytesEach)),
+        current(first.get()) {
     segments.push_back(std::move(first));
   }
 
@@ -199,38 +205,38 @@ class PosixNamedMutex final : public NamedMutex {
 
   void Unlock() override { UnlockHead(current.load()->Shared()); }
 
-  std::byte* Memory() override { return current.load()->Memory(); }
-  std::size_t Backed() const override { return current.load()->Shared().backed; }
+  std::byte* Memory(unsigned area) override { return current.load()->At(Begin(area)); }
+  std::size_t Backed(unsigned area) const override { return current.load()->Shared().backed[area]; }
 
-  bool Back(std::size_t wanted) override {
-    const Segment& segment = *current;
-    std::atomic<std::uint64_t>& backed = segment.Shared().backed;
+  bool Back(unsigned area, std::size_t wanted) override {
+    std::atomic<std::uint64_t>& backed = current.load()->Shared().backed[area];
     if (wanted <= backed) return true;
-    if (wanted > segment.Reserved()) return false;
-    const std::size_t end = std::min(UpToPage(wanted), segment.Reserved());
+    if (wanted > areaSize) return false;
+    const std::size_t end = UpToPage(wanted);
     // Pages left by somebody who died while releasing them must read as zero, too.
-    if (!Allocate(segment, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, backed, end) ||
-        !Allocate(segment, 0, backed, end)) {
+    if (!Allocate(area, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, backed, end) ||
+        !Allocate(area, 0, backed, end)) {
       return false;
     }
     backed = end;
     return true;
   }
 
-  void Release(std::size_t keep) override {
-    const Segment& segment = *current;
-    std::atomic<std::uint64_t>& backed = segment.Shared().backed;
+  void Release(unsigned area, std::size_t keep) override {
+    std::atomic<std::uint64_t>& backed = current.load()->Shared().backed[area];
     const std::size_t begin = UpToPage(keep);
     const std::size_t end = backed;
     if (begin >= end) return;
     backed = begin;
-    Allocate(segment, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, begin, end);
+    Allocate(area, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, begin, end);
   }
 
  private:
-  static bool Allocate(const Segment& segment, int mode, std::size_t begin, std::size_t end) {
+  std::size_t Begin(unsigned area) const { return PageSize() + area * areaSize; }
+
+  bool Allocate(unsigned area, int mode, std::size_t begin, std::size_t end) {
     return Uninterrupted([&] {
-             return fallocate(segment.File(), mode, static_cast<off_t>(PageSize() + begin),
+             return fallocate(current.load()->File(), mode, static_cast<off_t>(Begin(area) + begin),
                               static_cast<off_t>(end - begin));
            }) == 0;
   }
@@ -248,6 +254,7 @@ class PosixNamedMutex final : public NamedMutex {
 
   std::string file;
   std::size_t bytes;
+  std::size_t areaSize;
   std::atomic<Segment*> current;
   std::mutex renewing;
   std::vector<std::unique_ptr<Segment>> segments;
@@ -255,14 +262,14 @@ class PosixNamedMutex final : public NamedMutex {
 
 }  // namespace
 
-std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, std::size_t reserved) {
-  if (name.find('/') != std::string::npos) return nullptr;
+std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, MutexMemory memory) {
+  if (name.find('/') != std::string::npos || memory.areas > MutexMemory::MaxAreas) return nullptr;
   const std::string path = std::string(Folder) + "/kvorlib-" + std::to_string(geteuid()) + "-" +
-                           name + ".m" + std::to_string(8 * sizeof(void*));
-  const std::size_t size = PageSize() + UpToPage(reserved);
-  auto segment = OpenSegment(path, size);
+                           name + ".m" + std::to_string(8 * sizeof(void*)) + "." +
+                           std::to_string(memory.areas) + "x" + std::to_string(memory.bytesEach);
+  auto segment = OpenSegment(path, FileSize(memory));
   if (segment == nullptr) return nullptr;
-  return std::make_unique<PosixNamedMutex>(path, size, std::move(segment));
+  return std::make_unique<PosixNamedMutex>(path, memory, std::move(segment));
 }
 
 }  // namespace platform

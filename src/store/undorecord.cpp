@@ -1,0 +1,83 @@
+// Keeping of stretches, and putting them back.
+#include "store/undorecord.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+namespace store {
+
+namespace {
+
+struct Stretch {
+  std::uint64_t offset;
+  std::uint64_t length;  // bytes that follow
+};
+
+}  // namespace
+
+std::size_t UndoRecord::SizeOf(std::uint64_t length) {
+  return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
+}
+
+void UndoRecord::Begin(std::uint64_t size, const std::string& where) {
+  used = 0;
+  fileSize = size;
+  pathLength = where.size() <= PathLimit ? static_cast<std::uint32_t>(where.size()) : 0;
+  std::memcpy(path, where.data(), pathLength);
+  saving = 0;
+}
+
+void UndoRecord::Announce(const Page& page) {
+  Publish(saving, std::uint32_t{0});
+  std::copy(page.begin(), page.end(), pageAfter);
+  Publish(saving, std::uint32_t{1});
+}
+
+bool UndoRecord::Keep(VirtualFile& file, std::uint64_t offset, std::uint64_t length) {
+  std::byte* const at = reinterpret_cast<std::byte*>(this) + Size();
+  const Stretch stretch{offset, length};
+  std::memcpy(at, &stretch, sizeof stretch);
+  if (file.Read(offset, at + sizeof stretch, static_cast<std::size_t>(length)) !=
+      static_cast<std::ptrdiff_t>(length)) {
+    return false;
+  }
+  Publish(used, used + SizeOf(length));
+  return true;
+}
+
+std::optional<bool> UndoRecord::HasPageZeroOf(VirtualFile& file) const {
+  std::array<std::uint8_t, PageSize> page;
+  const auto wanted = static_cast<std::ptrdiff_t>(page.size());
+  if (file.Read(0, page.data(), page.size()) != wanted) return std::nullopt;
+  for (std::size_t i = 0; i < page.size(); ++i) {
+    if (page[i] != pageBefore[i] && (saving == 0 || page[i] != pageAfter[i])) return false;
+  }
+  return true;
+}
+
+bool UndoRecord::PutBack(VirtualFile& file) const {
+  const std::byte* const first = reinterpret_cast<const std::byte*>(this + 1);
+  std::vector<std::uint64_t> starts;  // the oldest bytes of a place were kept first, and win
+  for (std::uint64_t at = 0; at + sizeof(Stretch) <= used;) {
+    Stretch stretch;
+    std::memcpy(&stretch, first + at, sizeof stretch);
+    if (stretch.length > used - at - sizeof(Stretch)) break;
+    starts.push_back(at);
+    at += SizeOf(stretch.length);
+  }
+  for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
+    Stretch stretch;
+    std::memcpy(&stretch, first + *start, sizeof stretch);
+    if (!file.Write(stretch.offset, first + *start + sizeof stretch,
+                    static_cast<std::size_t>(stretch.length))) {
+      return false;
+    }
+  }
+  const std::int64_t size = file.Size();
+  if (size < 0) return false;
+  return static_cast<std::uint64_t>(size) <= fileSize || file.Truncate(fileSize);
+}
+
+}  // namespace store

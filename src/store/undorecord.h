@@ -1,0 +1,60 @@
+// One undo record: which file an update changed, and the bytes that it wrote over. It lies in
+// memory that outlives the process, so that a process may die between any two instructions here.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "store/host.h"
+#include "store/page.h"
+
+namespace store {
+
+// A head that says which file is meant, then the stretches kept, one behind the other. A stretch
+// counts only when `used` has moved behind it.
+struct UndoRecord {
+  static constexpr std::size_t PathLimit = 4096;
+
+  std::uint64_t used;  // bytes of stretches behind this head
+  std::uint64_t fileSize;
+  std::uint32_t pathLength;
+  std::uint32_t saving;  // pageAfter is filled
+  std::uint8_t pageBefore[PageSize];
+  std::uint8_t pageAfter[PageSize];
+  char path[PathLimit];
+
+  // Bytes that a stretch of this length takes.
+  static std::size_t SizeOf(std::uint64_t length);
+
+  std::size_t Size() const { return sizeof(UndoRecord) + static_cast<std::size_t>(used); }
+  std::string Path() const { return {path, pathLength}; }
+
+  // Empty, about a file of this size. `path` is where it may be found; by then another may be
+  // there.
+  void Begin(std::uint64_t size, const std::string& where);
+  void Announce(const Page& page);
+  // Copies the bytes of the file behind the others. REQUIRES: there is memory for them.
+  bool Keep(VirtualFile& file, std::uint64_t offset, std::uint64_t length);
+
+  // Whether page 0 of the file is as the update found it, as it was going to leave it, or on the
+  // way from the one to the other: a file that was written over in place keeps its identity, not
+  // this. Nothing if there is no whole page 0 to be read now.
+  std::optional<bool> HasPageZeroOf(VirtualFile& file) const;
+  // Puts all that was kept back and the file to its former size. It may be done again.
+  bool PutBack(VirtualFile& file) const;
+};
+
+// Stores a value behind all stores before it and ahead of all stores after it, as the program has
+// them: a process that dies leaves what its instructions up to there had stored, so that the
+// compiler alone could disturb the order.
+template <typename T>
+void Publish(T& field, T value) {
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  std::atomic_ref<T>(field).store(value, std::memory_order_release);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
+}  // namespace store

@@ -1,0 +1,116 @@
+// A process dies in the middle of an update, and whoever takes the lock next cannot reach the file.
+// What was kept waits for that very file, never gets into another one, and holds up nobody else.
+#include "support/storecalls.h"
+
+namespace {
+
+class AsideTest : public StoreTest {
+ protected:
+  // A process dies in an insertion, its leaf split and half written, in the file at `path`. With
+  // flags, somebody else has the file open all the while, as `file`.
+  void Break(int flagsOfOther = -1) {
+    for (int nth = 1;; ++nth) {
+      udbOpen(path.c_str(), 2, failure);  // what the last try broke is mended
+      CloseAll();
+      host.Forget(path);
+      const int broken = CreateAt(path);
+      for (const char* key : {"a", "b", "c", "d"}) Insert(broken, Record(key, 1000));
+      before = Image();
+      if (flagsOfOther >= 0) file = OpenAt(path, flagsOfOther);
+      host.FailCall(nth, Fault::Crash);
+      Insert(broken, Record("bb", 1200));
+      host.Heal();
+      udbClose(broken);
+      host.Restart();
+      ASSERT_NE(host.Struck(), "") << "the insertion has fewer calls";
+      if (Image() != before && Image().size() == before.size()) return;
+    }
+  }
+  std::string Opening(const std::string& where, int flags = 2) {
+    const int n = udbOpen(where.c_str(), flags, failure);
+    return n < 0 ? failure : std::to_string(Walk(n).size());
+  }
+  // Somebody uses other files.
+  void GoOn() {
+    const int other = CreateAt("/m/other" + std::to_string(++others));
+    EXPECT_EQ(Insert(other, "x 1"), 0);
+    EXPECT_EQ(udbClose(other), 0);
+  }
+
+  Bytes before;
+  int others = 0;
+};
+
+TEST_F(AsideTest, FileIsKnownUnderAnotherNameAndItsOwnNameOnAnotherFileIsNot) {
+  Break();
+  const Bytes half = Image();
+  host.Rename(path, "/m/renamed");
+  host.Put(path, before);  // even with the very same page 0
+  host.Bytes(path)[5000] ^= 1;
+  const Bytes another = Image();
+  GoOn();
+  EXPECT_EQ(Image(), another);
+  EXPECT_EQ(host.Bytes("/m/renamed"), half) << "nobody knows of it yet";
+  EXPECT_EQ(Opening("/m/renamed"), "4");
+  EXPECT_TRUE(host.Bytes("/m/renamed") == before);
+}
+
+TEST_F(AsideTest, HalfAnUpdateIsNeverReadWhereTheFileMayNotBeWritten) {
+  Break();
+  host.File(path).readOnly = true;
+  GoOn();
+  EXPECT_EQ(Opening(path, 0), "SYSTEM ERROR");
+  host.File(path).readOnly = false;
+  EXPECT_EQ(Opening(path, 0), "4");
+  EXPECT_TRUE(Image() == before);
+}
+
+TEST_F(AsideTest, FileThatIsOpenAlreadyIsMendedAtItsNextOperation) {
+  for (const int flags : {0, 2}) {
+    Break(flags);
+    host.Rename(path, "/m/there");
+    GoOn();
+    EXPECT_FALSE(host.Bytes("/m/there") == before);
+    if (flags == 0) {
+      EXPECT_EQ(Said(Find(file, "a ")), "SYSTEM ERROR") << "it cannot mend, and knows no other way";
+      host.Rename("/m/there", path);
+    }
+    EXPECT_EQ(Walk(file).size(), 4U);
+    EXPECT_TRUE(host.Bytes(flags == 0 ? path : "/m/there") == before);
+  }
+}
+
+TEST_F(AsideTest, FileCutToNothingWaitsAndOneWrittenOverIsLetBe) {
+  Break();
+  const Bytes half = Image();
+  Image().resize(100);
+  GoOn();
+  EXPECT_EQ(Opening(path), "SYSTEM ERROR");
+  EXPECT_EQ(Image().size(), 100U);
+  Image() = half;
+  EXPECT_EQ(Opening(path), "4");
+  EXPECT_TRUE(Image() == before);
+
+  Break();
+  Image() = HeaderPage({});
+  GoOn();
+  EXPECT_EQ(Opening(path), "0");
+  EXPECT_TRUE(Image() == HeaderPage({}));
+}
+
+// Seven wait at most; the eighth pushes the oldest out. The store goes on all the while.
+TEST_F(AsideTest, SevenFilesWaitAndTheOldestIsForgottenForTheEighth) {
+  for (int n = 0; n < 8; ++n) {
+    Break();
+    host.Rename(path, "/m/gone" + std::to_string(n));
+    GoOn();
+  }
+  for (int n = 7; n >= 0; --n) {
+    const std::string where = "/m/gone" + std::to_string(n);
+    CloseAll();
+    udbOpen(where.c_str(), 2, failure);
+    EXPECT_EQ(host.Bytes(where) == before, n != 0) << n;
+  }
+}
+
+}  // namespace
