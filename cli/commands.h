@@ -22,6 +22,7 @@ void AddBatchCommand(CLI::App& store, Session& session);    // batch
 void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage
 
 void AddBaseCommands(CLI::App& app, Session& session);  // kb
+void AddTermCommands(CLI::App& app, Session& session);  // term
 
 // A command under `store` or another group with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,

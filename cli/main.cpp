@@ -66,6 +66,7 @@ void Build(CLI::App& app, Session& session) {
   AddFileCommands(*store, session);
   AddRescueCommands(*store, session);
   AddBaseCommands(app, session);
+  AddTermCommands(app, session);
 }
 
 int Parse(CLI::App& app, int argc, char** argv, Session& session) {

@@ -350,6 +350,30 @@ def case_list_with_broken_bases_loses_nothing_and_can_be_mended():
     assert content('.config/kvor/registry').endswith(b'damage')
 
 
+# ---- terms -----------------------------------------------------------------------------------
+
+
+def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
+    def term(*args, **more):
+        return run(*args, of='term', **more)
+
+    term('code', 'arabic', 'no', '7', code=1, out='2707\n0107\n', err='kvor: no: no such term\n')
+    term('name', '0x1011', 'fffe', '886', code=1, out='common-noun\nspanish\n', err='fffe: no such')
+    term('name', '10111', code=2, err='kvor: 10111: no code: ')
+    term('tree', '1370', out='1370 verb-of-motion\n  1371 unidirectional-motion\n'
+         '  1372 multidirectional-motion\n')
+    term('belongs', 'common-noun', '1000', out='yes\n')
+    term('belongs', 'russian', 'part-of-speech', code=1, out='no\n')
+    term('header', 'no/terms.h', code=2, err='kvor: no/terms.h: cannot be written\n')
+    term('header', 'terms.h', out='')
+    assert content('terms.h').count(b'\n#define T_') == len(rows('tree', of='term')) > 500
+    with open(f'{HERE}/../../data/Data/Source/sample.tsv', encoding='utf-8') as table:
+        term('code', *{name for row in table for name in row.split('\t')[3:5] if name})
+    base('broken', terms='<t>')
+    kb('add', 'broken.kb', out='broken added\n')
+    term('code', 'arabic', '--kb', 'broken', code=2, err='broken: Term file open error\n')
+
+
 # ---- the world around -----------------------------------------------------------------------
 
 
