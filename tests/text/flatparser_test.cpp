@@ -28,8 +28,9 @@ class FlatParserTest : public testing::Test {
 
 TEST_F(FlatParserTest, TextsAreCutIntoTheseItems) {
   tagCommand commands[101] = {{"\"", "\"", 7}, {"[", nullptr, 8},   {"[[", "]]", 9},
-                              {"", "", 10},    {"ll", nullptr, 11}, {"ll", nullptr, 12}};
-  EXPECT_TRUE(SetParsCommand(&parser, commands, 6));
+                              {"", "", 10},    {"ll", nullptr, 11}, {"ll", nullptr, 12},
+                              {"<\\", ">", 13}};
+  EXPECT_TRUE(SetParsCommand(&parser, commands, 7));
   EXPECT_FALSE(SetParsCommand(&parser, commands, 101));
   const std::tuple<std::string_view, std::string_view> rows[] = {
       {"ab1 ab_c,d", "5:ab1 1:  5:ab_c 2:, 3:d"},
@@ -38,7 +39,7 @@ TEST_F(FlatParserTest, TextsAreCutIntoTheseItems) {
       {"ab1[x[[y]]callx", "5:ab1 8:[ 3:x 9:y 3:ca 12:ll 3:x"},
       {R"("\"a\\"b"a)", R"(7:\"a\\ 3:b -1:" 3:a)"},
       {R"("\\"b"\\\""x")", R"(7:\\ 3:b 7:\\\ 7:x)"},
-      {R"("\"""x")", R"(7:\" 7:x)"}};
+      {R"("\"""x"<\\>x>)", R"(7:\" 7:x 13:\>x)"}};
   for (const auto& [given, items] : rows) EXPECT_EQ(Items(given), items) << given;
   SetParsParams(&parser, "xyz", "x!", "xy!", "x");
   EXPECT_EQ(Items("xx!yyz"), "6:x 6:x 2:! 1:yy 3:z") << "the order of the classes";

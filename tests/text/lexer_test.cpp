@@ -58,10 +58,10 @@ TYPED_TEST(LexerTest, WhiteGoesBeforeSeparatorsAndThoseBeforeLineEnds) {
 TYPED_TEST(LexerTest, WhatEndsAWordFollowsTheClassesAndComesBackWithThem) {
   this->parser.PopPar();
   this->parser.PushPar();
-  this->SetClass(3, "xyz");
   this->parser.SetParsParam(this->parser.GetParsParam(0) + 6, 2);
   EXPECT_EQ(this->WordEnds(), "} \t\r\n \t\r\n") << "set from the parser's own string";
   this->SetClass(99, "-");
+  this->SetClass(3, "xyz");
   EXPECT_EQ(this->WordEnds(), "-");
   this->parser.GetParsTags().Clear();
   this->parser.PopPar();
