@@ -27,7 +27,7 @@ class LexerTest : public testing::Test {
     return items;
   }
   void SetClass(int kind, const char* symbols) { parser.SetParsParam(W<T>(symbols).c_str(), kind); }
-  std::string WordEnds() { return U8({parser.GetParsParam(0), -1}); }
+  std::string Class(int kind) { return U8({parser.GetParsParam(kind), -1}); }
 
   SimpleParser<T> parser;
 };
@@ -59,10 +59,11 @@ TYPED_TEST(LexerTest, WhatEndsAWordFollowsTheClassesAndComesBackWithThem) {
   this->parser.PopPar();
   this->parser.PushPar();
   this->parser.SetParsParam(this->parser.GetParsParam(0) + 6, 2);
-  EXPECT_EQ(this->WordEnds(), "} \t\r\n \t\r\n") << "set from the parser's own string";
+  EXPECT_EQ(this->Class(2) + this->Class(0), "} \t\r\n} \t\r\n \t\r\n")
+      << "set from its own string";
   this->SetClass(99, "-");
   this->SetClass(3, "xyz");
-  EXPECT_EQ(this->WordEnds(), "-");
+  EXPECT_EQ(this->Class(0), "-");
   this->parser.GetParsTags().Clear();
   this->parser.PopPar();
   EXPECT_EQ(this->Items("a;\"b\""), "3:a 2:; 7:b+2");

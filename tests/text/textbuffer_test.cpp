@@ -94,6 +94,7 @@ TYPED_TEST(TextBufferTest, ACopyReadsOnInATextOfItsOwn) {
   {
     auto source = this->Text("ab cd", 3);
     copy = source;
+    EXPECT_NE(copy.GetCurrPos(), source.GetCurrPos());
     source.GetCurrPos(this->item);
     source.SetText(this->item);
     EXPECT_EQ(source.GetTextLen(), 2) << "set from a part of its own";
