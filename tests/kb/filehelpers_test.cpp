@@ -1,0 +1,305 @@
+// Whole files, folders, processes and dates.
+#include "kvorlib/filehelpers.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <future>
+#include <sstream>
+
+#include "kb/pathtext.h"
+#include "kvorlib/errors.h"
+#include "kvorlib/messages.h"
+#include "platform/fdio.h"
+#include "platform/file.h"
+#include "support/tempfolder.h"
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+class FileHelpers : public testing::Test {
+ protected:
+  std::string Path(const std::string& name) const { return folder.Path(name); }
+  std::u16string Wide(const std::string& name) const { return kb::WidePath(Path(name)); }
+  void Write(const std::string& name, const std::string& bytes = "") const {
+    std::ofstream(Path(name), std::ios::binary) << bytes;
+  }
+  std::string Content(const std::string& name) const {
+    return (std::ostringstream() << std::ifstream(Path(name), std::ios::binary).rdbuf()).str();
+  }
+  bool Exists(const std::string& name) const { return fs::exists(Path(name)); }
+
+  TempFolder folder;
+};
+
+struct Files : FileHelpers {
+  Files() { SetCP(1251); }
+  ~Files() override { SetCP(0); }
+};
+
+TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
+  const struct {
+    std::string bytes;
+    int codePage;
+    std::u16string wide;
+    std::string narrow;
+    int codePageAfter;
+  } cases[] = {
+      {"", -1, u"", "", 0},
+      {"\xC4\r\n", -1, u"Д\r\n", "\xC4\r\n", 0},
+      {"\x84\xA0", 866, u"Да", "\x84\xA0", 866},
+      {"\xEF\xBB\xBF\xD0\x94", 866, u"Д", "\x84", 866},
+      {"\xEF\xBB\xBF\xD0\x94", -1, u"Д", "\xD0\x94", 65001},
+      {"\xFF\xFE\x14\x04\n\0"s, 866, u"Д\n", "\x84\n", 866},
+      {"\x14\x04 \0\x14\x04\x30\x04\n\0"s, -1, u"Д Да\n", "\xC4 \xC4\xE0\n", 0},
+      {"\xFF\xFE\x14\x04\x30"s, 1200, u"Д", "\xC4", 0},  // an odd length tells nothing
+      {"\xFF\xFE\0\0a\0"s, 1200, u"\0a"s, "", 0},
+      {"a\0b"s, 866, u"a", "a\0b"s, 866},
+      {"\xEF\xBB\xBF\x61\0b"s, 866, u"a", "a", 866},
+  };
+  for (const auto& c : cases) {
+    Write("t", c.bytes);
+    std::u16string wide = u"before";
+    std::string narrow = "before";
+    int codePage = c.codePage;
+    EXPECT_TRUE(GetText(Wide("t"), wide, codePage) && GetText(Path("t"), narrow, codePage));
+    EXPECT_EQ(wide, c.wide) << testing::PrintToString(c.bytes);
+    EXPECT_EQ(narrow, c.narrow) << testing::PrintToString(c.bytes);
+    EXPECT_EQ(codePage, c.codePageAfter) << testing::PrintToString(c.bytes);
+  }
+}
+
+TEST_F(Files, AreSavedWithAMarkInUnicodeAloneAndKeptWhenTheTextCannotBeConverted) {
+  const auto saved = [&](int codePage) {
+    Write("t", "a longer text that was there before");
+    return SaveText(Wide("t"), u"Д\0a"s, codePage) ? Content("t") : "failed";
+  };
+  for (const int codePage : {1200, -1}) EXPECT_EQ(saved(codePage), "\xFF\xFE\x14\x04\0\0a\0"s);
+  EXPECT_EQ(saved(65001), "\xEF\xBB\xBF\xD0\x94");
+  EXPECT_EQ(saved(866), "\x84");
+  EXPECT_THROW(SaveText(Wide("t"), u"b", 99999), Except);
+  EXPECT_EQ(Content("t"), "\x84");
+  EXPECT_FALSE(SaveText(u"/dev/full", u"a", 0));
+  std::u16string text = u"before";
+  for (const char* none : {"t/x", "x", "."}) EXPECT_FALSE(GetText(Wide(none), text, 0)) << none;
+  EXPECT_EQ(text, u"before");
+}
+
+TEST_F(Files, AreSavedWithRoomForTheWholePrefixAndFilledIntoABufferUpToALimit) {
+  const platform::FileNumber file(open(Path("t").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const struct {
+    const char* prefix;
+    int prefixLength, length, limit;
+    std::string content;  // empty where saving is refused
+  } cases[] = {{nullptr, 7, 4, -1, "data"},
+               {"prefix", -1, 4, 10, "prefixdata"},
+               {"prefix", 3, 4, 0, "predataata"},  // the end of what was there before
+               {"p\0q", 3, 4, 6, "p\0qdata"s},
+               {"prefix", -1, 0x7FFFFFFF, -2, ""}};
+  int length = 0;
+  for (const auto& c : cases) {
+    const bool fits = !c.content.empty();
+    EXPECT_EQ(SaveBuf(file.Get(), "data", c.length, c.prefix, c.prefixLength), fits);
+    EXPECT_EQ(Content("t"), fits ? c.content : "p\0qdata"s);
+    const std::unique_ptr<const char[]> buffer(FillBuf(file.Get(), length, c.limit));
+    ASSERT_EQ(buffer != nullptr, fits);
+    const std::string text = c.content.substr(0, static_cast<std::size_t>(c.limit)) + "\0\0"s;
+    EXPECT_TRUE(!fits || std::string(buffer.get(), static_cast<std::size_t>(length) + 2) == text);
+    EXPECT_EQ(lseek(file.Get(), 0, SEEK_CUR), 0);
+  }
+  ASSERT_EQ(ftruncate(file.Get(), off_t{1} << 31), 0);
+  EXPECT_EQ(FillBuf(file.Get(), length, 3), nullptr) << "no int counts its length";
+  const platform::FileNumber full(memfd_create("takes a size and no bytes", MFD_ALLOW_SEALING));
+  ASSERT_EQ(fcntl(full.Get(), F_ADD_SEALS, F_SEAL_WRITE), 0);
+  EXPECT_FALSE(SaveBuf(full.Get(), "data", 4, nullptr, 0));
+}
+
+TEST_F(Files, AreReadTogetherAndNotTouchedWhileAnotherReads) {
+  Write("t", "old");
+  const platform::FileNumber reader(platform::OpenToRead(Path("t")));
+  ASSERT_TRUE(platform::LockStart(reader.Get(), 3));
+  std::u16string text;
+  EXPECT_TRUE(GetText(Wide("t"), text, 0)) << "readers do not wait for one another";
+  auto saved = std::async(std::launch::async, [&] { return SaveText(Wide("t"), u"n", 0); });
+  EXPECT_EQ(saved.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+  EXPECT_EQ(Content("t"), "old");
+  EXPECT_TRUE(platform::UnlockStart(reader.Get(), 3) && saved.get());
+  EXPECT_EQ(Content("t"), "n");
+}
+
+struct Folders : FileHelpers {};
+
+TEST_F(Folders, AreSearchedByNameAndThenBelowWithoutFollowingLinks) {
+  fs::create_directories(Path("d/sub/s.d"));
+  fs::create_directory(Path("out"));
+  for (const char* name : {"d/б.t", "d/a.t", "d/x", "d/sub/s.d/я.t", "out/o.t"}) Write(name);
+  fs::create_symlink("..", Path("d/sub/loop"));
+  fs::create_symlink("../out", Path("d/out"));
+  fs::create_symlink("../out/o.t", Path("d/z.t"));
+  const struct {
+    const char *folder, *mask;
+    bool recursive, answer;
+    const char *wide, *narrow;
+  } cases[] = {
+      {"d", "*.t", false, true, " d/a.t d/z.t d/б.t", " d/a.t d/z.t d/б.t"},
+      {"d/", "*.t", true, true, " d/a.t d/z.t d/б.t d/sub/s.d/я.t", " d/a.t d/z.t d/б.t"},
+      {"d/out/../d/./sub", "*", true, true, " d/sub/s.d/я.t", " d/sub/s.d/я.t"},
+      {"d/sub", "?.?", true, true, " d/sub/s.d/я.t", " d/sub/s.d/я.t"},  // s.d fits
+      {"d/sub", "*.t", true, true, " d/sub/s.d/я.t", ""},
+      {"missing", "*", true, true, "", ""},
+      {"d/x", "*", true, false, "", ""},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::u16string> wide;
+    std::vector<std::string> narrow;
+    std::string wideNames, narrowNames;
+    EXPECT_EQ(SearchFiles(wide, Wide(c.folder), kb::WidePath(c.mask), c.recursive), c.answer);
+    EXPECT_EQ(SearchFiles(narrow, Path(c.folder), c.mask, c.recursive), c.answer);
+    const std::size_t base = Path("").size();
+    for (const auto& path : wide) wideNames += ' ' + kb::NarrowPath(path).substr(base);
+    for (const auto& path : narrow) narrowNames += ' ' + path.substr(base);
+    EXPECT_EQ(wideNames, c.wide) << c.folder << ' ' << c.mask;
+    EXPECT_EQ(narrowNames, c.narrow) << c.folder << ' ' << c.mask;
+  }
+
+  const fs::path before = fs::current_path();
+  fs::current_path(Path("d"));
+  std::vector<std::u16string> found;
+  EXPECT_TRUE(SearchFiles(found, u"?", false) && SearchFiles(found, u"../out/*", false));
+  EXPECT_TRUE(SearchFiles(found, u"", u"x", false));
+  fs::current_path(before);
+  EXPECT_THAT(found, testing::ElementsAre(Wide("d/x"), Wide("out/o.t"), Wide("d/x")));
+}
+
+TEST_F(Folders, AreMadeUpToTheOneToStopAtWhichGuardsOneLevelAlone) {
+  Write("file");
+  const struct {
+    const char *name, *stop;
+    bool answer, there;
+  } cases[] = {
+      {"file", "", false, true},  {"file/a", "", false, false}, {"a/б", "a", false, false},
+      {"a/б/c", "a", true, true}, {"a/x", "a", false, false},   {"a/x", "A", true, true},
+      {"e/f/", "", false, true},  // the folder "f" is there before "f/" is to be made
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(MakeDir(Wide(c.name), Wide(c.stop)), c.answer) << c.name << ' ' << c.stop;
+    EXPECT_EQ(Exists(c.name), c.there) << c.name << ' ' << c.stop;
+  }
+}
+
+TEST_F(Folders, AreClearedOneLevelACallWithAnAnswerThatIsTrueOnlyForWhatWasNeverThere) {
+  fs::create_directories(Path("f/g/h"));
+  fs::create_directory(Path("out"));
+  for (const char* name : {"f/1", "f/g/2", "f/g/h/bad\xFFname", "out/kept"}) Write(name);
+  fs::create_symlink(Path("out"), Path("f/g/link"));
+  const struct {
+    bool removeSelf, answer;
+    const char *there, *gone;
+  } calls[] = {{true, false, "f/g", "f/g/h"},
+               {true, false, "f", "f/g"},
+               {false, true, "f", "f/1"},
+               {true, false, "out/kept", "f"},
+               {true, true, "out/kept", "f"}};
+  for (const auto& c : calls) {
+    EXPECT_EQ(ClearFolder(Wide("f"), c.removeSelf), c.answer) << c.gone;
+    EXPECT_TRUE(Exists(c.there) && !Exists(c.gone)) << c.gone;
+  }
+  int error = 0;
+  const auto store = platform::OpenFile(Path("out/store"), platform::OpenMode::CreateNew,
+                                        platform::Sharing::All, error);
+  EXPECT_FALSE(ClearFolder(Wide("out"), false));
+  EXPECT_TRUE(Exists("out/store") && !Exists("out/kept"));
+}
+
+TEST(ExecPath, IsTheRealFolderOfTheFileThatHoldsTheLibrary) {
+  EXPECT_EQ(GetExecPath(), fs::read_symlink("/proc/self/exe").parent_path().u16string());
+}
+
+class Processes : public FileHelpers {
+ protected:
+  // Runs a script with the folder as $1.
+  bool Shell(const std::string& script, CRPROCMODE mode) const {
+    std::u16string msg;
+    const std::string line = "sh -c \"" + script + "\" - \"" + folder.Path() + "\"";
+    return CreateProc(kb::WidePath(line).c_str(), mode, msg) && msg.empty();
+  }
+  bool Appears(const std::string& name) const {
+    for (int i = 0; i < 500 && !Exists(name); ++i) usleep(20'000);
+    return Exists(name);
+  }
+};
+
+TEST_F(Processes, AreWaitedForInheritNoFilesAndKeepTheirExitCodeToThemselves) {
+  const platform::FileNumber file(platform::OpenToOverwrite(Path("open")));
+  const platform::FileNumber inherited(dup2(file.Get(), 77));
+  ASSERT_EQ(dup2(file.Get(), STDIN_FILENO), STDIN_FILENO);
+  for (const auto mode : {CRPROC_HIDDEN, CRPROC_WAIT, static_cast<CRPROCMODE>(9)}) {
+    Write("in");
+    EXPECT_TRUE(
+        Shell("sleep 0.1; test -e /proc/$$/fd/77 || readlink /proc/$$/fd/0 > $1/in; exit 3", mode));
+    EXPECT_EQ(Content("in"), (mode == CRPROC_HIDDEN ? "/dev/null" : Path("open")) + "\n");
+  }
+}
+
+TEST_F(Processes, NotWaitedForRunOnAndLeaveNothingToCollect) {
+  ASSERT_TRUE(Shell("until test -e $1/go; do sleep 0.02; done; mkdir $1/done", CRPROC_NOWAIT));
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "it is nobody's child here";
+  Write("go");
+  EXPECT_TRUE(Appears("done"));
+  for (const auto mode : {CRPROC_HIDDEN, CRPROC_NOWAIT, CRPROC_WAIT}) {
+    std::u16string msg, none;
+    EXPECT_FALSE(CreateProc(u"/no/прог a  b", mode, msg) || CreateProc(u"", mode, none));
+    EXPECT_EQ(msg + none, u"Cannot start /no/прог a  b; error 2Cannot start ; error 2");
+  }
+}
+
+TEST_F(Processes, OpenOnTheDesktopWhatIsThereOrIsAnAddressElseTheUserIsTold) {
+  static int told = 0;
+  SetUserCallback([](const std::u16string& text) { told += text == u"Shell open error"; });
+  const std::string path = std::getenv("PATH");
+  setenv("PATH", folder.Path().c_str(), 1);
+  EXPECT_FALSE(ShellOpen(u"http://a")) << "there is no desktop";
+  Write("xdg-open", "#!/bin/sh\n/bin/mkdir \"$0 ${1##*/}\"");
+  fs::permissions(Path("xdg-open"), fs::perms::owner_all);
+  EXPECT_TRUE(ShellOpen(u"mail:b c") && Appears("xdg-open mail:b c"));
+  EXPECT_TRUE(ShellOpen(Wide("./xdg-open")) && Appears("xdg-open xdg-open"));
+  EXPECT_FALSE(ShellOpen(u"no file"));
+  EXPECT_EQ(told, 2);
+  SetUserCallback(nullptr);
+  setenv("PATH", path.c_str(), 1);
+}
+
+TEST(Dates, AreOrderedFieldByFieldFromTheYearDownWhateverStandsBetween) {
+  const std::u16string date = u"22 22 2222 22:22:22";
+  const std::size_t lastDigits[] = {9, 4, 1, 12, 15, 18};  // of the fields by weight
+  std::u16string earlier = u"23-23-2223-23:23:23";
+  for (const std::size_t digit : lastDigits) {
+    earlier[digit] = u'1';
+    EXPECT_EQ(DateCompare(earlier, date), -1) << digit;
+    EXPECT_EQ(DateCompare(date, earlier), 1) << digit;
+    earlier[digit] = u'2';
+  }
+  EXPECT_EQ(DateCompare(earlier, date), 0);
+  EXPECT_EQ(DateCompare(u"", u"x") * 10 + DateCompare(u"x", u"") + DateCompare(u"", u""), -9);
+  EXPECT_THAT([&] { DateCompare(date, date + u"2"); },
+              testing::Throws<const char16_t*>(testing::Eq(u"Ошибочный формат даты"s)));
+}
+
+TEST(Dates, AreStampedInLocalTimeUpToNinetyNineUnits) {
+  setenv("TZ", "XYZ-14:30", 1);
+  EXPECT_EQ(FormCurrentDate(u"%Z%z 🗄\xD800"), u"XYZ+1430 🗄\xD800");
+  unsetenv("TZ");
+  EXPECT_LE(DateCompare(FormCurrentDate(nullptr), FormCurrentDate(u"%d %m %Y %H:%M:%S")), 0);
+  std::u16string pairs;
+  while (pairs.size() < 98) pairs += u"🗄";
+  EXPECT_EQ(FormCurrentDate((pairs + u"-").c_str()), pairs + u"-");
+  EXPECT_EQ(FormCurrentDate((pairs + u"--").c_str()), u"");
+}
+
+}  // namespace
