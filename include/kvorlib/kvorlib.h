@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kvorlib/alffile.h"
+#include "kvorlib/datacont.h"
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"

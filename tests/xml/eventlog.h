@@ -1,4 +1,4 @@
-// An object that writes down the events it gets, and may answer them as a test likes.
+// An object that writes down the events it gets, and does at each what a test wants.
 #pragma once
 
 #include <functional>
@@ -6,44 +6,56 @@
 #include <string>
 
 #include "kvorlib/xmldoc.h"
+#include "util/textsupport.h"
 
 struct EventLog : DataConstr {
-  bool ReadStartDocument() override { return log += u"^", false; }
+  bool ReadStartDocument() override { return Note(u"^"), false; }
   bool ReadStartElement(const std::u16string& name, const XMLAttrs& attrs) override {
-    log += u"<" + name;
-    for (const auto& [attr, value] : attrs) log += u" " + attr + u"=" + value;
-    log += u">";
-    return !onStart || onStart(name);
+    std::u16string tag = u"<" + name;
+    for (const auto& [attr, value] : attrs) tag += u" " + attr + u"=" + value;
+    return Note(tag + u">");
   }
-  bool ReadEndElement(const std::u16string& name) override {
-    log += u"</" + name + u">";
-    return !onEnd || onEnd(name);
-  }
+  bool ReadEndElement(const std::u16string& name) override { return Note(u"</" + name + u">"); }
   bool ReadCharacters(const std::u16string& text) override {
-    log += u"[" + text + u"]";
-    if (onText) onText(text);
-    return false;
+    return Note(u"[" + text + u"]"), false;
   }
 
-  std::u16string log;  // <a attr=value>[text]</a>
-  std::function<bool(const std::u16string&)> onStart;
-  std::function<bool(const std::u16string&)> onEnd;
-  std::function<void(const std::u16string&)> onText;
+  bool Note(const std::u16string& event) {
+    log += event;
+    return !hook || hook(event);
+  }
+
+  std::u16string log;  // ^<a attr=value>[text]</a>
+  std::function<bool(const std::u16string& event)> hook;
 };
 
-inline bool LoadBytes(XMLDoc& doc, const std::string& bytes, const char16_t* name = u"doc") {
-  return doc.LoadArray(bytes.data(), static_cast<int>(bytes.size()), name);
+// In a code page; 1200 and 1201 are UTF-16, low and high byte first.
+inline std::string Encode(int codePage, const std::u16string& text) {
+  if (codePage != 1200 && codePage != 1201) return Encoded(codePage, text);
+  std::string bytes;
+  for (const char16_t unit : text)
+    for (const int byte : {codePage - 1200, 1201 - codePage})
+      bytes += static_cast<char>(unit >> (8 * byte));
+  return bytes;
 }
 
-// The diagnostic as callers print it, without its line end; empty if there is none.
+inline bool LoadBytes(XMLDoc& doc, const std::string& bytes) {
+  return doc.LoadArray(bytes.data(), static_cast<int>(bytes.size()), u"doc");
+}
+
+inline std::u16string Wide(const std::string& utf8) {
+  return u8_w(utf8.data(), utf8.data() + utf8.size());
+}
+
+// The diagnostic as callers print it, but for its line end; empty if there is none.
 inline std::u16string LastError(const XMLDoc& doc) {
-  if (doc.GetLastError() == ErrDescr()) return {};
   std::basic_ostringstream<char16_t> stream;
   doc.GetLastError().GetErrDescr(stream);
-  return stream.str().substr(0, stream.str().size() - 2);
+  const std::u16string line = stream.str();
+  return line == u" \r\n" ? u"" : line.substr(0, line.size() - 2);
 }
 
-// The events and, if there is one, the diagnostic.
+// The events, and the diagnostic behind them.
 inline std::u16string EventsOf(const std::string& bytes) {
   EventLog events;
   XMLDoc doc;

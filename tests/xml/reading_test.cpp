@@ -5,33 +5,31 @@
 #include <stdexcept>
 
 #include "support/tempfolder.h"
-#include "util/textsupport.h"
 #include "xml/eventlog.h"
 
 namespace {
 
-constexpr ErrData::ERRTYPE Warning = ErrData::ERR_WARNING;
-constexpr ErrData::ERRTYPE Error = ErrData::ERR_ERROR;
+struct Reading : testing::Test {
+  Reading() { doc.SetCallback(&events, XMLDoc::DC_READ); }
+  EventLog events;
+  XMLDoc doc;
+};
 
-TEST(Reading, TextComesByLinesWhateverItIsMadeOf) {
+TEST_F(Reading, TextComesByLinesNamesAreQualifiedAttributesDecoded) {
   const std::pair<std::string, std::u16string> cases[] = {
       {"<a>one\ntwo\r\nthree</a>", u"^<a>[one][\n][two][\n][three]</a>"},
       {"<a>\n\n<b/>\r</a>\n", u"^<a>[\n][\n]<b></b>[\n]</a>"},
       {"<!DOCTYPE a [<!ENTITY e 'x&#10;y'>]><a>1&amp;2&e;3<![CDATA[<4\n]]>5<!--c-->6<?p?>&#65;</a>",
        u"^<a>[1&2x][\n][y3<4][\n][56A]</a>"},
       {"<a>" + std::string(200000, 'z') + "&lt;</a>",
-       u"^<a>[" + std::u16string(200000, u'z') + u"<]</a>"}};
-  for (const auto& [document, events] : cases) EXPECT_EQ(EventsOf(document), events);
+       u"^<a>[" + std::u16string(200000, u'z') + u"<]</a>"},
+      {"<p:a xmlns='u' xmlns:p='v' p:x='1' xmlnsy='2'/>", u"^<p:a p:x=1 xmlnsy=2></p:a>"},
+      {R"(<a x="\\n" y="\" z="1\n2\\\n\t" w="\n\\"/>)",
+       u"^<a w=\r\n\\ x=\\n y=\\ z=1\r\n2\\\r\n\\t></a>"}};
+  for (const auto& [document, log] : cases) EXPECT_EQ(EventsOf(document), log);
 }
 
-TEST(Reading, NamesAreQualifiedAndAttributesDecoded) {
-  EXPECT_EQ(EventsOf("<p:a xmlns='u' xmlns:p='v' p:x='1' xmlnsy='2'/>"),
-            u"^<p:a p:x=1 xmlnsy=2></p:a>");
-  EXPECT_EQ(EventsOf(R"(<a x="\\n" y="\" z="1\n2\\\n\t" w="\n\\"/>)"),
-            u"^<a w=\r\n\\ x=\\n y=\\ z=1\r\n2\\\r\n\\t></a>");
-}
-
-TEST(Reading, EntitiesOfTheDocumentExpandAndNothingElseIsLoaded) {
+TEST_F(Reading, EntitiesOfTheDocumentExpandAndNothingElseIsLoaded) {
   TempFolder folder;
   std::ofstream(folder.Path("e.txt")) << "LOADED";
   std::ofstream(folder.Path("e.dtd")) << "<!ENTITY f 'LOADED'>";
@@ -44,140 +42,98 @@ TEST(Reading, EntitiesOfTheDocumentExpandAndNothingElseIsLoaded) {
             u"^<a d=D><b>[E]</b></a>");
 }
 
-TEST(Reading, FalseAnswerEndsItAndIsASuccess) {
-  EventLog events;
-  XMLDoc doc;
-  doc.SetCallback(&events, XMLDoc::DC_READ);
-  const std::string document = "<?xml version='1.0' encoding='cp1251'?><a>x<b/>y<c/></a><broken";
-  for (const bool atStart : {true, false}) {
+TEST_F(Reading, ObjectStopsItAtATagAndTheLevelDecidesWhetherItFailed) {
+  constexpr auto none = static_cast<ErrData::ERRTYPE>(-1);  // the answer false, nothing thrown
+  const std::tuple<const char16_t*, ErrData::ERRTYPE, bool, std::u16string> cases[] = {
+      {u"<b x=1>", none, true, u""},
+      {u"</b>", none, true, u""},
+      {u"<b x=1>", ErrData::ERR_WARNING, true, u"doc(2,3) Warning: stop"},
+      {u"<b x=1>", ErrData::ERR_ERROR, false, u"doc(2,3) Error: stop"},
+      {u"</b>", ErrData::ERR_FATAL, false, u"doc(4,2) Fatal error: stop"}};
+  for (const auto& [where, level, loads, error] : cases) {
     events.log.clear();
-    doc.SetCP(0);
-    (atStart ? events.onStart : events.onEnd) = [](const auto& name) { return name != u"b"; };
-    EXPECT_TRUE(LoadBytes(doc, document));
-    EXPECT_EQ(events.log, atStart ? u"^<a>[x]<b>" : u"^<a>[x]<b></b>");
-    EXPECT_EQ(doc.GetLastError(), ErrDescr());
-    EXPECT_EQ(doc.GetCP(), 1251);
-    events.onStart = nullptr;
+    doc.SetCP(7);
+    events.hook = [&, where = where, level = level](const auto& event) {
+      if (event == where && level != none) throw XMLErrData(level, u"stop");
+      return event != where;
+    };
+    EXPECT_EQ(LoadBytes(doc,
+                        "<?xml version='1.0' encoding='utf-8'?><a>\r\n\t\xD0\xAF<b\nx='1'>\n"
+                        "\xF0\x9F\x98\x80</b>more</a><broken"),
+              loads);
+    EXPECT_EQ(LastError(doc), error);
+    EXPECT_TRUE(events.log.ends_with(where));
+    EXPECT_EQ(doc.GetCP(), loads ? 65001 : 7);
   }
+  events.hook = nullptr;
+  EXPECT_TRUE(LoadBytes(doc, "<a/>"));
+  EXPECT_EQ(LastError(doc), u"") << "the next load forgets";
 }
 
-TEST(Reading, ThrownDiagnosticGetsThePlaceOfTheTagAndItsLevelDecides) {
-  EventLog events;
-  XMLDoc doc;
-  doc.SetCallback(&events, XMLDoc::DC_READ);
-  const std::string document = "<a>\r\n\t\xD0\xAF<b\nx='1'>\n\xF0\x9F\x98\x80</b></a>";
-  for (const auto& [level, loads, words] :
-       {std::tuple(Warning, true, u"Warning: "), {Error, false, u"Error: "}}) {
-    events.onStart = [level = level](const auto& name) {
-      if (name == u"b") throw XMLErrData(level, u"stop");
+TEST_F(Reading, OtherExceptionsGoToTheCallerAndTheDocumentStaysUsable) {
+  for (const std::u16string where : {u"^", u"<a>", u"</b>", u"[x]"}) {
+    events.hook = [&](const auto& event) {
+      if (event == where) throw std::runtime_error("own");
       return true;
     };
-    EXPECT_EQ(LoadBytes(doc, document), loads);
-    EXPECT_EQ(LastError(doc), u"doc(2,3) " + std::u16string(words) + u"stop");
+    EXPECT_THROW(LoadBytes(doc, "<a><b/>x</a>"), std::runtime_error);
   }
-  events.onStart = nullptr;
-  events.onEnd = [](const auto&) -> bool { throw XMLErrData(Error, u"end"); };
-  EXPECT_FALSE(doc.LoadFromString(u"<a>\n\U0001F600<b>\n\U0001F600</b></a>"));
-  EXPECT_EQ(LastError(doc), u"<string>(3,2) Error: end");
-  events.onEnd = nullptr;
-  EXPECT_TRUE(LoadBytes(doc, document));
-  EXPECT_EQ(doc.GetLastError(), ErrDescr()) << "the next load forgets";
-}
-
-TEST(Reading, OtherExceptionsGoToTheCallerAndTheDocumentStaysUsable) {
-  EventLog events;
-  XMLDoc doc;
-  doc.SetCallback(&events, XMLDoc::DC_READ);
-  events.onText = [](const auto&) { throw XMLErrData(Error, u"text"); };
-  EXPECT_THROW(LoadBytes(doc, "<a>x<b/></a>"), XMLErrData);
-  events.onText = nullptr;
-  events.onEnd = [](const auto&) -> bool { throw std::runtime_error("own"); };
-  EXPECT_THROW(LoadBytes(doc, "<a><b/></a>"), std::runtime_error);
-  events.onEnd = nullptr;
+  events.hook = [](const auto& event) {
+    if (event == u"[x]") throw XMLErrData(ErrData::ERR_ERROR, u"reported at tags alone");
+    return true;
+  };
+  EXPECT_THROW(LoadBytes(doc, "<a>x</a>"), XMLErrData);
   events.log.clear();
   EXPECT_TRUE(LoadBytes(doc, "<a/>"));
   EXPECT_EQ(events.log, u"^<a></a>");
 }
 
-TEST(Reading, StackChangesHandsInTheMiddleAndMayRunEmpty) {
-  EventLog outer;
+TEST_F(Reading, StackChangesHandsInTheMiddleAndMayRunEmpty) {
   EventLog inner;
-  XMLDoc doc;
-  doc.SetCallback(&outer, XMLDoc::DC_READ);
-  outer.onStart = [&](const auto& name) {
-    if (name == u"b") outer.PutToXMLDoc(&inner);
+  events.hook = inner.hook = [&](const auto& event) {
+    if (event == u"<b>") events.PutToXMLDoc(&inner);
+    if (event == u"</b>" || event == u"[pop]") doc.GetCallback(XMLDoc::DC_READ)->PushFromXMLDoc();
     return true;
-  };
-  inner.onEnd = [&](const auto& name) {
-    if (name == u"b") inner.PushFromXMLDoc();
-    return true;
-  };
-  inner.onText = outer.onText = [&](const auto& text) {
-    if (text == u"pop") doc.GetCallback(XMLDoc::DC_READ)->PushFromXMLDoc();
   };
   EXPECT_TRUE(LoadBytes(doc, "<a>1<b>2<c/>3</b>4</a>"));
-  EXPECT_EQ(outer.log, u"^<a>[1]<b>[4]</a>");
+  EXPECT_EQ(events.log, u"^<a>[1]<b>[4]</a>");
   EXPECT_EQ(inner.log, u"[2]<c></c>[3]</b>");
-  EXPECT_EQ(inner.GetXMLDoc(), &doc);
 
-  outer.log.clear();
+  events.log.clear();
   EXPECT_TRUE(LoadBytes(doc, "<a>pop\nnobody<x/></a>"));
-  EXPECT_EQ(outer.log, u"^<a>[pop]");
+  EXPECT_EQ(events.log, u"^<a>[pop]");
   EXPECT_EQ(doc.GetCallback(XMLDoc::DC_READ), nullptr);
-  outer.PushFromXMLDoc();
-  EXPECT_TRUE(LoadBytes(doc, "<a/>"));
+  events.PushFromXMLDoc();
+  doc.SetCallback(&inner, XMLDoc::DC_WRITE);
+  EXPECT_EQ(XMLDoc(doc).GetCallback(XMLDoc::DC_WRITE), nullptr) << "copies have none";
+  doc.SetCallback(nullptr, XMLDoc::DC_READ);
+  EXPECT_EQ(doc.GetCallback(XMLDoc::DC_WRITE), nullptr);
   EXPECT_FALSE(LoadBytes(doc, "<a>")) << "without an object a document is still checked";
 }
 
-TEST(Reading, DocumentRefusesToBeLoadedOrFreedWithinItsOwnLoad) {
-  EventLog events;
-  XMLDoc doc;
-  doc.SetCallback(&events, XMLDoc::DC_READ);
-  const std::function<void()> acts[] = {[&] { LoadBytes(doc, "<b/>"); }, [&] { doc.Free(); }};
-  for (const auto& act : acts) {
-    events.onStart = [&](const auto&) { return act(), true; };
+TEST_F(Reading, DocumentRefusesToBeLoadedOrFreedWithinItsOwnLoad) {
+  for (const bool load : {true, false}) {
+    events.hook = [&](const auto&) { return load ? LoadBytes(doc, "<b/>") : (doc.Free(), true); };
     EXPECT_THROW(LoadBytes(doc, "<a/>"), ErrData);
   }
-  events.onStart = nullptr;
+  events.hook = nullptr;
   EXPECT_TRUE(LoadBytes(doc, "<a/>"));
   doc.Free();
   EXPECT_FALSE(doc.IsValid());
   EXPECT_THROW(doc.LoadFromString(u"<a/>"), ErrData);
-  EXPECT_EQ(doc.GetLastError(), ErrDescr());
+  EXPECT_EQ(LastError(doc), u"");
 }
 
-TEST(Reading, SettingCallbacksAndCopyingKeepNoMoreThanTheyShould) {
-  DataConstr reader;
-  DataConstr writer;
-  XMLDoc doc(XMLDoc::FORMAT);
-  doc.SetCP(1251);
-  doc.PushReadCallback(&reader);
-  doc.PushReadCallback(&reader);
-  doc.SetWriteCallback(&writer, &writer);
-  EXPECT_EQ(doc.GetCallback(XMLDoc::DC_READ), &writer);
-  writer.PushFromXMLDoc();
-  EXPECT_EQ(doc.GetCallback(XMLDoc::DC_READ), nullptr) << "the former stack is gone";
-  EXPECT_EQ(doc.GetCallback(XMLDoc::DC_WRITE), &writer);
-  const XMLDoc copy = doc;  // NOLINT: the copy is what is tested
-  EXPECT_EQ(copy.GetCallback(XMLDoc::DC_WRITE), nullptr);
-  EXPECT_EQ(std::pair(copy.GetCP(), copy.GetFeatures()), std::pair(1251, XMLDoc::FORMAT));
-  doc.SetCallback(&reader, XMLDoc::DC_READ);
-  EXPECT_EQ(doc.GetCallback(XMLDoc::DC_WRITE), nullptr);
-}
-
-TEST(Reading, MissingFileAndFolderAreToldApart) {
+TEST_F(Reading, MissingFileAndFolderAreToldApart) {
   TempFolder folder;
-  const auto wide = [](const std::string& path) { return u8_w(&*path.begin(), &*path.end()); };
-  XMLDoc doc;
-  EXPECT_FALSE(doc.LoadFile(wide(folder.Path("none.xml"))));
+  const std::u16string path = Wide(folder.Path("файл \U0001F600"));
+  EXPECT_FALSE(doc.LoadFile(path));
   EXPECT_EQ(LastError(doc), u" Fatal error: Couldnot found file");
-  EXPECT_FALSE(doc.LoadFile(wide(folder.Path())));
-  EXPECT_EQ(LastError(doc), wide(folder.Path()) + u" Fatal error: Could not read file");
-
-  const std::string path = folder.Path("словарь \U0001F600.xml");
-  std::ofstream(path) << "<a></b>";
-  EXPECT_FALSE(doc.LoadFile(wide(path)));
-  EXPECT_EQ(LastError(doc), wide(path) + u"(1,6) Fatal error: mismatched tag");
+  std::ofstream(folder.Path("файл \U0001F600")) << "<a></b>";
+  EXPECT_FALSE(doc.LoadFile(path));
+  EXPECT_EQ(LastError(doc), path + u"(1,6) Fatal error: mismatched tag");
+  EXPECT_FALSE(doc.LoadFile(Wide(folder.Path())));
+  EXPECT_EQ(LastError(doc), Wide(folder.Path()) + u" Fatal error: Could not read file");
 }
 
 }  // namespace
