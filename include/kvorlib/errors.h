@@ -137,6 +137,9 @@ class KVORLIB_API ErrProc : public ErrProcBase {
   virtual void CheckType(ErrData::ERRTYPE type);
 
  private:
+  // Saves and restores a collector as it is.
+  friend class PermanentErrProc;
+
   bool MergeIntoLast(const ErrDescr& e);
 
   ErrData::ERRTYPE mostSerious = ErrData::ERR_NONE;

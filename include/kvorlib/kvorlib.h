@@ -5,6 +5,7 @@
 #include "kvorlib/datacont.h"
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/encoding.h"
+#include "kvorlib/errorfile.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/filehelpers.h"
 #include "kvorlib/flatparser.h"
