@@ -21,7 +21,7 @@
 
 // A piece of text: not terminated, not owned, good only as long as its owner keeps the characters.
 template <class T>
-struct BASE_STRING {
+struct KVORLIB_API BASE_STRING {
   const T* ptr = nullptr;
   std::int32_t len = 0;
 
@@ -73,14 +73,14 @@ KVORLIB_API const char16_t* MyMemStr(BASE_STRING<char16_t> slice, const char16_t
 
 // One substitution.
 template <class T>
-struct STRINGPAIR {
+struct KVORLIB_API STRINGPAIR {
   std::basic_string<T> first;   // what is searched for
   std::basic_string<T> second;  // what it stands for
 };
 
 // One tag of the lexer (lexer.h).
 template <class T>
-struct TAGSDEF {
+struct KVORLIB_API TAGSDEF {
   std::basic_string<T> open;   // what opens it
   std::basic_string<T> close;  // what closes it; empty for a tag that is only a marker
   T escape = 0;                // protects a `close` inside the body; 0 for none
