@@ -83,8 +83,9 @@ TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
                                           std::u16string(100, u'\xD800')};
   std::u16string value;
   for (const auto& text : texts) {
-    const Key key = Created(text);
-    for (const auto& name : texts) ASSERT_TRUE(key->Write(name, text + name));
+    std::vector<std::pair<std::u16string, std::u16string>> values;
+    for (const auto& name : texts) values.emplace_back(name, text + name);
+    ASSERT_TRUE(ReplaceRegistryKey(User, text, values));
   }
   for (const auto& text : texts) {
     const Key key = Created(text);
