@@ -5,11 +5,25 @@
 #include "kb/directories.h"
 #include "kb/names.h"
 #include "kb/pathtext.h"
+#include "kvorlib/errors.h"
 #include "kvorlib/filehelpers.h"
 #include "platform/file.h"
 #include "platform/path.h"
 
 namespace KBEnv {
+
+namespace {
+
+// A text that its code page cannot make sense of counts as one that cannot be read.
+bool ReadText(const std::u16string& path, std::u16string& text) {
+  try {
+    return GetText(path, text, 0);
+  } catch (const Except&) {
+    return false;
+  }
+}
+
+}  // namespace
 
 // Errors stay in the entry: with what could be read the base is as good as any.
 bool KBMap::LoadFromText(KBData& entry, const std::u16string& text) const {
@@ -36,7 +50,7 @@ bool KBMap::LoadFromFile(const std::u16string& name, const std::u16string& path,
     return false;
   }
   std::u16string text;
-  if (!GetText(path, text, 0)) {
+  if (!ReadText(path, text)) {
     msg = u"Базу " + name + u" не удалось загрузить из файла";
     return false;
   }
@@ -65,7 +79,7 @@ bool KBMap::LoadFromBuf(const std::u16string& name, const std::u16string& text,
 bool KBMap::LoadNamesFromFile(const std::u16string& path, std::vector<std::u16string>& names,
                               std::u16string& msg) {
   std::u16string text;
-  if (!GetText(path, text, 0)) {
+  if (!ReadText(path, text)) {
     msg = u"Can't load default KB list from file " + path + u"\r\n";
     return false;
   }

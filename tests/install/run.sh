@@ -56,3 +56,9 @@ expect "cat кошка" "$(LD_LIBRARY_PATH=$lib "$work/user" "$work/two")" "pkg-
 unset LD_LIBRARY_PATH
 "$tree/bin/kvor" --version >/dev/null || fail "kvor --version"
 expect "cat кошка" "$("$tree/bin/kvor" store get "$work/one" cat)" "kvor store get"
+
+# The local knowledge base lies beside the library, wherever the tree went.
+mkdir "$work/home"
+folders=$(HOME=$work/home USERPROFILE=$work/home XDG_CONFIG_HOME='' "$tree/bin/kvor" kb dirs) ||
+  fail "kvor kb dirs"
+expect "$(dirname "$real")/Data/Config/" "$(sed -n 's/^config\t//p' <<<"$folders")" "folder of term.xml"
