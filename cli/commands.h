@@ -23,6 +23,9 @@ void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage
 
 void AddBaseCommands(CLI::App& app, Session& session);  // kb
 void AddTermCommands(CLI::App& app, Session& session);  // term
+void AddDictCommands(CLI::App& app, Session& session);  // dict
+// import, export, list, under `dict`
+void AddDictTableCommands(CLI::App& dict, Session& session);
 
 // A command under `store` or another group with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,

@@ -53,6 +53,7 @@ std::string KeyedFile::Words() {
   // A map that could not be opened counts as none for the keyed file, but keeps the words.
   PersistentMap* map = index.GetIndHandle();
   std::string words = map != nullptr ? map->get_err_mess() : index.ErrorMessage();
+  if (words == "TIMEOUT") words += " (another process keeps the store busy)";
   // So the store answers when nothing is wrong but the mark.
   if (words == "SUCCESS") words += " (the file is marked as corrupted and takes no updates)";
   return words;

@@ -46,10 +46,11 @@ class KeyedFile {
   // No: the key is absent. Refused: it cannot be a key of this file.
   Answer Get(const std::string& key, DataTransfer& record, std::string& reason);
   Answer Erase(const std::string& key, std::string& reason);
+  // What the latest operation, which was carried out or not, amounts to; as Put.
+  Answer AnswerOf(bool done, std::string& reason);
 
  private:
   explicit KeyedFile(std::string filePath) : path(std::move(filePath)) {}
-  Answer AnswerOf(bool done, std::string& reason);
 
   std::string path;
   IndexFile index;

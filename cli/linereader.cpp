@@ -1,26 +1,90 @@
 // The lines of an input: a file, or standard input.
 #include "linereader.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <string_view>
+#include <utility>
 
+#include "json.h"
+#include "kvorlib/encoding.h"
 #include "outcome.h"
 #include "terminal.h"
 
 namespace kvor {
 
-LineReader::LineReader(const std::string& input)
+namespace {
+
+constexpr std::string_view BigEndianMark = "\xFE\xFF";
+// A byte that is in no UTF-8, in the place of what is no text.
+constexpr char NoText = '\xFF';
+
+bool IsUtf16(std::string_view bytes) {
+  if (bytes.starts_with(BigEndianMark)) return true;
+  // A byte too many does not make it another text.
+  const std::size_t whole = bytes.size() - bytes.size() % 2;
+  const bool zeroes = bytes.find('\0') != std::string_view::npos;
+  return (zeroes || !IsUtf8(bytes)) && CheckUnicode(bytes.data(), static_cast<int>(whole));
+}
+
+// Whether the unit is half of a surrogate pair without the other half beside it.
+bool IsLone(std::u16string_view units, std::size_t at) {
+  const auto is = [&](std::size_t i, unsigned kind) {
+    return i < units.size() && (units[i] & 0xFC00U) == kind;
+  };
+  constexpr unsigned high = 0xD800;
+  constexpr unsigned low = 0xDC00;
+  return (is(at, high) && !is(at + 1, low)) || (is(at, low) && (at == 0 || !is(at - 1, high)));
+}
+
+std::string FromUtf16(std::string_view bytes) {
+  const bool bigEndian = bytes.starts_with(BigEndianMark);
+  std::u16string units;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const auto first = static_cast<std::uint8_t>(bytes[i]);
+    const auto second = static_cast<std::uint8_t>(bytes[i + 1]);
+    units += static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
+  }
+  std::string text;
+  const char16_t* rest = units.data();
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    if (!IsLone(units, i)) continue;
+    text += w_u8(rest, &units[i]) + NoText;
+    rest = &units[i] + 1;
+  }
+  text += w_u8(rest, units.data() + units.size());
+  if (bytes.size() % 2 != 0) text += NoText;
+  return text;
+}
+
+}  // namespace
+
+LineReader::LineReader(const std::string& input, Content content)
     : name(input == "-" ? "standard input" : input), in(&std::cin) {
   if (input == "-") {
     std::ios::sync_with_stdio(false);
     std::cin.tie(nullptr);
-    return;
+  } else {
+    errno = 0;
+    file.open(input, std::ios::binary);
+    if (!file) throw Failure(input, errno != 0 ? std::strerror(errno) : "cannot be opened");
+    in = &file;
   }
-  errno = 0;
-  file.open(input, std::ios::binary);
-  if (!file) throw Failure(input, errno != 0 ? std::strerror(errno) : "cannot be opened");
-  in = &file;
+  if (content == Content::AnyText) ReadAll();
+}
+
+void LineReader::ReadAll() {
+  std::string all;
+  std::array<char, std::size_t{64} * 1024> piece{};
+  do {
+    in->read(piece.data(), piece.size());
+    all.append(piece.data(), static_cast<std::size_t>(in->gcount()));
+  } while (*in);
+  if (in->bad()) throw Failure(name, "cannot be read");
+  text.str(IsUtf16(all) ? FromUtf16(all) : std::move(all));
+  in = &text;
 }
 
 bool LineReader::Next(std::string& line, Output& out) {

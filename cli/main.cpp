@@ -67,6 +67,7 @@ void Build(CLI::App& app, Session& session) {
   AddRescueCommands(*store, session);
   AddBaseCommands(app, session);
   AddTermCommands(app, session);
+  AddDictCommands(app, session);
 }
 
 int Parse(CLI::App& app, int argc, char** argv, Session& session) {

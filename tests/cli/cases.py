@@ -4,6 +4,7 @@
     cases.py --list             the names of all cases
     cases.py KVOR NAME...       runs these cases with that tool; all cases without names
 """
+import gzip
 import json
 import os
 import re
@@ -19,12 +20,14 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 PAGE = 4096
 WORDS = 'cat a small animal\ndog a friend\ncow кошка\n'
 LISTED = 'cat a small animal\ncow кошка\ndog a friend\n'
+MUELLER = '/usr/share/dictd/mueller7'
+SKIPPED = 77
 PIPES = {'stdin': subprocess.PIPE, 'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE}
 
 
 def run(*args, stdin='', code=0, out=None, err=None, of='store', **more):
     """Runs `kvor store ARGS`. `out` is all of its output, `err` a part of what it says on stderr."""
-    done = subprocess.run([KVOR, of, *args], timeout=60, capture_output=True,
+    done = subprocess.run([KVOR, of, *args], timeout=120, capture_output=True,
                           input=stdin if isinstance(stdin, bytes) else stdin.encode(), **more)
     told = f'kvor {of} {" ".join(args)}\nexit {done.returncode}\n{done.stdout!r}\n{done.stderr!r}'
     assert done.returncode == code, told
@@ -36,6 +39,10 @@ def run(*args, stdin='', code=0, out=None, err=None, of='store', **more):
 def rows(*args, **more):
     """The objects that the command prints with --json."""
     return [json.loads(line) for line in run(*args, '--json', **more).splitlines()]
+
+
+def dic(*args, **more):
+    return run(*args, of='dict', **more)
 
 
 def words():
@@ -372,6 +379,107 @@ def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
     base('broken', terms='<t>')
     kb('add', 'broken.kb', out='broken added\n')
     term('code', 'arabic', '--kb', 'broken', code=2, err='broken: Term file open error\n')
+
+
+# ---- dictionaries ---------------------------------------------------------------------------
+
+
+def case_articles_are_looked_up_and_edited():
+    dic('create', 'd', out='')
+    dic('create', 'd', code=2, err='kvor: d: SYSTEM ERROR')
+    dic('add', 'd', 'bat', '--ktext', 'bat', '--kpos', 'noun', '--mtext', 'бита', '--number', '-7')
+    dic('add', 'd', 'bat2', '--mtext', 'мышь')
+    dic('add', 'd', 'cat')
+    dic('add', 'd', 'cat', code=1, err='kvor: d: cat: the name exists')
+    dic('add', 'd', 'elk', '--type', 'N', '--ktext', 'elk', code=2, err='an article of type N')
+    dic('homs', 'd', 'bat',
+        out='bat\t-7\tB\t\tnoun\tbat\tбита\nbat2\t0\tM\t\t\tмышь\tмышь\n')
+    dic('correct', 'd', 'bat', '--mtext', 'палка', '--pos', 'verb')
+    dic('correct', 'd', 'bat2', '--ktext', 'bat', '--mtext', 'нетопырь')
+    dic('correct', 'd', 'cat', '--kpos', 'noun', code=1, err='cat: there is no side K')
+    dic('correct', 'd', 'cat', '--number', '3')
+    dic('correct', 'd', 'elk', '--number', '3', code=1, err='kvor: d: elk: absent')
+    dic('correct', 'd', 'bat', '--ktext', '', code=2, err='ktext is empty; expected a word')
+    dic('rename', 'd', 'bat', 'bat2', code=1, err='kvor: d: bat2: the name exists')
+    dic('rename', 'd', 'bat', 'a b', code=2, err='white space')
+    dic('rename', 'd', 'cat', 'кот')
+    dic('delete', 'd', 'bat', '--side', 'K')
+    dic('delete', 'd', 'bat', '--side', 'K', code=1, err='Entry not found in dictionary (it has')
+    dic('list', 'd', out='bat\t-7\tM\tverb\tnoun\t\tпалка\nbat2\t0\tB\t\t\tbat\tнетопырь\n'
+                         'кот\t3\tN\t\t\t\t\n')
+    assert rows('list', 'd', '--from', 'bat1', '--limit', '1', of='dict') == [
+        {'name': 'bat2', 'number': 0, 'type': 'B', 'pos': '', 'kpos': '', 'ktext': 'bat',
+         'mtext': 'нетопырь'}]
+    run('load', 'd', stdin='dog is no article\n# 1 K\n')
+    dic('export', 'd', code=1, err="record 'dog' holds more than its article")
+    dic('list', 'd', code=1, err="record '#' has no name")
+    run('create', 'numbers', '--key', '7')
+    dic('list', 'numbers', code=2, err='kvor: numbers: Keydescr error (no dictionary')
+    dic('import', 'none', '-', code=2, err='kvor: none: NONEXISTENT FILE')
+
+
+def case_bad_rows_are_told_and_good_ones_stored():
+    bad = {'a|0|K|||a': '6 columns; expected 7', '': '1 column; expected 7',
+           '|0|K|||a|': 'the name is empty', '#|0|K|||a|': "name '#' reads back as empty",
+           'a b|0|K|||a|': "name 'a b' has white space in it", 'b|0|K|||a\v|': 'white space',
+           'b|0|M||||a b': "mtext 'a b' has white space in it; expected a single word",
+           'b|0|X|||a|': "type 'X' is unknown; expected N, K, M or B",
+           'b|1x|K|||a|': "number '1x' is none", 'b|2147483648|K|||a|': 'is none',
+           'b|0|K||nuon|a|': "kpos 'nuon' is an unknown term", 'b|0|K|7||a|': "pos '7' is an unknown",
+           'b|0|N|||a|': 'type N', 'b|0|K|||#|': "ktext '#' reads back as empty",
+           'good|1|K|||x|': "name 'good' exists", 'x' * 127 + '|0|K|||a|': 'has 127 bytes; expected 126',
+           'b|0|K|||a\0|': 'no text', 'b|0|K||||\udcff|': 'no text'}
+    good = 'good|5|B|verb|noun|k|слово\n', 'x' * 126 + '|-2147483648|N||||\n'
+    table = ''.join([good[0], *(row + '\n' for row in bad), good[1]]).replace('|', '\t')
+    with open('t', 'wb') as f:
+        f.write(table.encode('utf-8', 'surrogateescape'))
+    dic('create', 'd')
+    told = rows('import', 'd', 't', of='dict', code=1)
+    assert told.pop() == {'file': 'd', 'stored': 2, 'refused': len(bad)}
+    assert [row['line'] for row in told] == list(range(2, len(bad) + 2)), told
+    for row, fault in zip(told, bad.values()):
+        assert fault in row['error'], (row, fault)
+    dic('list', 'd', out=''.join(good).replace('|', '\t'))
+    dic('import', 'd', 't', code=1, out=f'0 articles stored, {len(bad) + 2} rows refused\n',
+        err='t:3: error: 1 column; expected 7, parted by tabs: name, number, type, pos, kpos, ktext, ')
+
+
+def case_table_comes_in_any_form_and_goes_out_as_it_is():
+    table = 'дом\t1\tK\t\t\tk\t\n\ufeffмарка\t2\tM\t\t\t\tслово\n😀\t3\tN\t\t\t\t\n'
+    wide = table.encode('utf-16-le')
+    for n, data in enumerate([table.encode(), b'\xef\xbb\xbf' + table.encode(), b'\xff\xfe' + wide, wide,
+                              b'\xfe\xff' + table.encode('utf-16-be'),
+                              table.replace('\n', '\r\n').encode()]):
+        dic('create', f'd{n}')
+        dic('import', f'd{n}', '-', stdin=data, out='3 articles stored\n')
+        dic('export', f'd{n}', out=table)
+    for broken in wide.replace(b'\x3d\xd8', b''), wide[:-2] + b'x':  # half a pair, half a unit
+        dic('import', 'd0', '-', stdin=broken, code=1, err='standard input:3: error: no text')
+    # A name that begins like a mark of the table, in front.
+    dic('delete', 'd0', 'дом', '--side', 'K')
+    dic('export', 'd0', 't', out='2 articles exported\n')
+    dic('create', 'again')
+    dic('import', 'again', 't')
+    dic('get', 'again', '\ufeffмарка', out='\ufeffмарка\t2\tM\t\t\tслово\tслово\n')
+    dic('export', 'd0', 't', code=2, err='kvor: t: exists (--replace')
+    dic('export', 'd0', 'd0', '--replace', code=2, err='kvor: d0: is the dictionary itself')
+
+
+def case_whole_real_dictionary_comes_back():
+    if not os.path.exists(MUELLER + '.index'):
+        sys.exit(SKIPPED)
+    with gzip.open(MUELLER + '.dict.dz', 'rt', encoding='utf-8') as f:
+        text = ''.join(line for line in f if line[0] == ' ').split()
+    rows = {}
+    with open(MUELLER + '.index', encoding='utf-8') as f:
+        for n, line in enumerate(f):  # each headword with some word of the text, none of it "#"
+            name = line.split('\t')[0].replace(' ', '_') or 'none'
+            rows[name] = f'{name}\t{n}\t{"KMB"[n % 3]}\tverb\tnoun\t{name}\t{text[n]}\n'
+    table = ''.join(sorted(rows.values(), key=lambda row: row.split('\t')[0].encode()))
+    dic('create', 'd')
+    dic('import', 'd', '-', stdin=''.join(rows.values()), out=f'{len(rows)} articles stored\n')
+    dic('export', 'd', out=table)
+    run('check', 'd', out=f'd: sound, {len(rows)} records\n')
 
 
 # ---- the world around -----------------------------------------------------------------------
