@@ -1,35 +1,30 @@
-// dictd_lines: writes a dictd dictionary as lines for `kvor store load --key 3`.
-#include <algorithm>
+// dictd_table: writes a dictd dictionary as a table of articles for `kvor dict import`.
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <iostream>
 #include <string>
 
-#include "records.h"
+#include "articles.h"
 
 namespace {
 
 int Convert(const std::string& index, const std::string& text, const std::string& output) {
   const dictd::Dictionary dictionary(index, text);
-  dictd::Tally tally;
-  const auto records = dictd::MakeRecords(dictionary, tally);
+  std::size_t dropped = 0;
+  const auto articles = dictd::MakeArticles(dictionary, dropped);
 
   std::ofstream out(output, std::ios::binary);
-  std::size_t longest = 0;
-  for (const dictd::Record& record : records) {
-    out << record.key << ' ' << record.article << '\n';
-    longest = std::max(longest, record.key.size() + 1 + record.article.size());
+  std::size_t bare = 0;
+  for (const dictd::Article& article : articles) {
+    out << dictd::RowOf(article) << '\n';
+    if (article.mtext.empty()) ++bare;
   }
   out.close();
   if (!out) throw dictd::Error(output + ": cannot be written");
 
-  std::printf("%zu entries: %zu records, %zu articles joined to one of the same headword\n",
-              dictionary.Entries().size(), tally.records, tally.joined);
-  std::printf(
-      "%zu entries about the dictionary and %zu without a headword left out, %zu headwords cut\n",
-      tally.about, tally.wordless, tally.cut);
-  std::printf("longest record: %zu bytes\n", longest);
+  std::printf("%zu entries: %zu articles, %zu of them without a translation; ",
+              dictionary.Entries().size(), articles.size(), bare);
+  std::printf("%zu senses beyond the ten of a name left out\n", dropped);
   return 0;
 }
 
@@ -38,15 +33,15 @@ int Convert(const std::string& index, const std::string& text, const std::string
 int main(int argc, char** argv) {
   if (argc != 4) {
     std::fprintf(stderr,
-                 "usage: dictd_lines INDEX TEXT.dz OUTPUT\n"
-                 "Writes each entry as a line \"headword article\"; blanks in a headword become "
-                 "underscores.\n");
+                 "usage: dictd_table INDEX TEXT.dz OUTPUT\n"
+                 "Writes each sense of each entry as a row; the homonyms of NAME are NAME1 to "
+                 "NAME9.\n");
     return 2;
   }
   try {
     return Convert(argv[1], argv[2], argv[3]);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "dictd_lines: %s\n", e.what());
+    std::fprintf(stderr, "dictd_table: %s\n", e.what());
     return 1;
   }
 }
