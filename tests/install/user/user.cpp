@@ -4,6 +4,9 @@
 
 #include <kvorlib/kvorlib.h>
 
+// Templates come out of the library too, for those who derive from them.
+struct Quotes : TagsProc<char16_t> {};
+
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
   IndexFile file;
@@ -17,6 +20,13 @@ int main(int argc, char** argv) {
     return 1;
   }
   IndexFile again(argv[1], true, IndexFile::KD_TEXT0);
+  Quotes quotes;
+  quotes.GetArray().emplace_back(7, u"\"", u"\"", u'\\');
+  SimpleParser<char16_t> lexer;
+  lexer.SetParsTags(quotes);
+  BASE_STRING<char16_t> text(u"\"cat\"", -1), item;
+  int length = 0;
+  if (lexer.GetItem(text, item, length) != 7 || length != 5) return 1;
   std::printf("%s\n", again.Get("cat").c_str());
   return 0;
 }
