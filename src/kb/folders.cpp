@@ -24,7 +24,8 @@ enum class WhereNothingFits { GoBelow, StopThere };
 
 bool Search(std::vector<std::string>& found, const std::string& folder, const std::string& mask,
             bool recursive, WhereNothingFits none) {
-  std::string start = folder.empty() ? "." : folder;
+  // Up to the first zero character: the system would search the same folder for ever below it.
+  std::string start = *folder.c_str() == '\0' ? "." : folder.c_str();
   if (start.back() == '/') start.pop_back();
   start += '/';
 
@@ -107,5 +108,7 @@ bool MakeDir(const std::u16string& folder, const std::u16string& stop) {
 }
 
 bool ClearFolder(const std::u16string& folder, bool removeSelf) {
-  return Clear(kb::NarrowPath(folder), removeSelf);
+  const std::string name = kb::NarrowPath(folder);
+  // No name is no folder, and must not become the root by the separator behind it.
+  return name.empty() || Clear(name, removeSelf);
 }

@@ -7,8 +7,10 @@
 
 namespace kb {
 
+// Up to the first zero character, since the system would not see what is behind it either.
 inline std::string NarrowPath(const std::u16string& path) {
-  return w_u8(path.data(), path.data() + path.size());
+  const char16_t* const text = path.c_str();
+  return w_u8(text, text + std::char_traits<char16_t>::length(text));
 }
 inline std::u16string WidePath(const std::string& path) {
   return u8_w(path.data(), path.data() + path.size());
