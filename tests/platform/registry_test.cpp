@@ -84,6 +84,7 @@ TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
   std::u16string value;
   for (const auto& text : texts) {
     std::vector<std::pair<std::u16string, std::u16string>> values;
+    values.reserve(texts.size());
     for (const auto& name : texts) values.emplace_back(name, text + name);
     ASSERT_TRUE(ReplaceRegistryKey(User, text, values));
   }
