@@ -44,13 +44,8 @@ struct Files : FileHelpers {
 };
 
 TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
-  const struct {
-    std::string bytes;
-    int codePage;
-    std::u16string wide;
-    std::string narrow;
-    int codePageAfter;
-  } cases[] = {
+  using Case = std::tuple<std::string, int, std::u16string, std::string, int>;
+  const Case cases[] = {
       {"", -1, u"", "", 0},
       {"\xC4\r\n", -1, u"Д\r\n", "\xC4\r\n", 0},
       {"\x84\xA0", 866, u"Да", "\x84\xA0", 866},
@@ -63,15 +58,14 @@ TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
       {"a\0b"s, 866, u"a", "a\0b"s, 866},
       {"\xEF\xBB\xBF\x61\0b"s, 866, u"a", "a", 866},
   };
-  for (const auto& c : cases) {
-    Write("t", c.bytes);
+  for (const auto& [bytes, codePage, wideText, narrowText, codePageAfter] : cases) {
+    Write("t", bytes);
     std::u16string wide = u"before";
     std::string narrow = "before";
-    int codePage = c.codePage;
-    EXPECT_TRUE(GetText(Wide("t"), wide, codePage) && GetText(Path("t"), narrow, codePage));
-    EXPECT_EQ(wide, c.wide) << testing::PrintToString(c.bytes);
-    EXPECT_EQ(narrow, c.narrow) << testing::PrintToString(c.bytes);
-    EXPECT_EQ(codePage, c.codePageAfter) << testing::PrintToString(c.bytes);
+    int page = codePage;
+    EXPECT_TRUE(GetText(Wide("t"), wide, page) && GetText(Path("t"), narrow, page));
+    EXPECT_TRUE(wide == wideText && narrow == narrowText && page == codePageAfter)
+        << testing::PrintToString(bytes) << codePage << testing::PrintToString(narrow) << page;
   }
 }
 
@@ -142,6 +136,11 @@ TEST_F(Folders, AreSearchedByNameAndThenBelowWithoutFollowingLinks) {
   fs::create_symlink("..", Path("d/sub/loop"));
   fs::create_symlink("../out", Path("d/out"));
   fs::create_symlink("../out/o.t", Path("d/z.t"));
+  const auto names = [&](const std::vector<std::string>& paths) {
+    std::string joined;
+    for (const std::string& path : paths) joined += ' ' + path.substr(Path("").size());
+    return joined;
+  };
   const struct {
     const char *folder, *mask;
     bool recursive, answer;
@@ -157,17 +156,14 @@ TEST_F(Folders, AreSearchedByNameAndThenBelowWithoutFollowingLinks) {
   };
   for (const auto& c : cases) {
     std::vector<std::u16string> wide;
-    std::vector<std::string> narrow;
-    std::string wideNames, narrowNames;
+    std::vector<std::string> found;
+    EXPECT_EQ(SearchFiles(found, Path(c.folder), c.mask, c.recursive), c.answer);
+    EXPECT_EQ(names(found), c.narrow) << c.folder << ' ' << c.mask;
     EXPECT_EQ(SearchFiles(wide, Wide(c.folder), kb::WidePath(c.mask), c.recursive), c.answer);
-    EXPECT_EQ(SearchFiles(narrow, Path(c.folder), c.mask, c.recursive), c.answer);
-    const std::size_t base = Path("").size();
-    for (const auto& path : wide) wideNames += ' ' + kb::NarrowPath(path).substr(base);
-    for (const auto& path : narrow) narrowNames += ' ' + path.substr(base);
-    EXPECT_EQ(wideNames, c.wide) << c.folder << ' ' << c.mask;
-    EXPECT_EQ(narrowNames, c.narrow) << c.folder << ' ' << c.mask;
+    found.clear();
+    for (const auto& path : wide) found.push_back(kb::NarrowPath(path));
+    EXPECT_EQ(names(found), c.wide) << c.folder << ' ' << c.mask;
   }
-
   const fs::path before = fs::current_path();
   fs::current_path(Path("d"));
   std::vector<std::u16string> found;
@@ -296,10 +292,8 @@ TEST(Dates, AreStampedInLocalTimeUpToNinetyNineUnits) {
   EXPECT_EQ(FormCurrentDate(u"%Z%z 🗄\xD800"), u"XYZ+1430 🗄\xD800");
   unsetenv("TZ");
   EXPECT_LE(DateCompare(FormCurrentDate(nullptr), FormCurrentDate(u"%d %m %Y %H:%M:%S")), 0);
-  std::u16string pairs;
-  while (pairs.size() < 98) pairs += u"🗄";
-  EXPECT_EQ(FormCurrentDate((pairs + u"-").c_str()), pairs + u"-");
-  EXPECT_EQ(FormCurrentDate((pairs + u"--").c_str()), u"");
+  EXPECT_EQ(FormCurrentDate(std::u16string(99, u'-').c_str()), std::u16string(99, u'-'));
+  EXPECT_EQ(FormCurrentDate((std::u16string(98, u'-') + u"🗄").c_str()), u"");
 }
 
 }  // namespace

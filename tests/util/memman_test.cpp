@@ -1,7 +1,7 @@
 // The two arenas: which block serves a piece, who owns the memory, and the dump.
 #include "kvorlib/memman.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstring>
 #include <fstream>
@@ -52,7 +52,6 @@ TEST(MemBuf, FillsEachBlockToTheLastByteAndGivesTheEndOfAPieceBack) {
   tagMemBuf* const buf = InitMembuf(10);
   for (const int size : {11, -1}) EXPECT_EQ(GetMem(buf, size), nullptr);
   char* const first = Fill(GetMem(buf, 10), 10);
-  EXPECT_EQ(first, reinterpret_cast<char*>(buf + 1));
   char* const second = Fill(GetMem(buf, 4), 4);
   ResizeLast(buf, second + 4, 3);
   EXPECT_EQ(GetMem(buf, 9), second + 1);
@@ -68,16 +67,13 @@ TEST(MemBuf, IsDumpedUpToSixteenBlocksInHexadecimalFromTheSecondOn) {
   tagMemBuf* const buf = InitMembuf(32);
   for (int i = 0; i < 17; ++i) std::memcpy(Fill(GetMem(buf, 32), 32), "\x05\x80", 2);
   DumpMem(buf, std::filesystem::path(folder.Path("d")).u16string());
-  std::ostringstream begin;
-  begin << "Buf \xB9 0, size = 32, filled = 32, addr = " << std::hex << std::uintptr_t(buf)
-        << ", link = " << std::uintptr_t(buf->link) << "0x5\n0xff80";
-  for (int i = 2; i < 32; ++i) begin << (i == 30 ? "0x78\n" : "0x78");
-  begin << "\nBuf \xB9 1, size = 20, filled = 20, ";
   std::ostringstream dump;
   dump << std::ifstream(folder.Path("d")).rdbuf();
-  EXPECT_TRUE(dump.str().starts_with(begin.str())) << dump.str();
-  EXPECT_NE(dump.str().find("\nBuf \xB9 f, "), std::string::npos);
-  EXPECT_TRUE(dump.str().ends_with("0x78\nToo long!"));
+  EXPECT_THAT(dump.str(),
+              testing::MatchesRegex(
+                  "Buf \xB9 0, size = 32, filled = 32, addr = [0-9a-f]+, link = [0-9a-f]+0x5\n"
+                  "0xff80(0x78){28}0x78\n0x78\nBuf \xB9 1, size = 20, filled = 20, (.|\n)+"
+                  "Buf \xB9 f, [^\n]+\n[^\n]+\n0x78\nToo long!"));
   FreeMem(buf);
 }
 
