@@ -27,6 +27,8 @@
 class KVORLIB_API PermanentErrProc : public ErrProc, public DataConstr {
  public:
   explicit PermanentErrProc(int limit = 0);
+  PermanentErrProc(const PermanentErrProc&) = default;
+  PermanentErrProc& operator=(const PermanentErrProc&) = default;
 
   // Both add "Failed writing a file", ERR_FATAL, when that fails; in throw mode the first such
   // diagnostic is caught here, switches the mode off, and is followed by a second. A string has no
@@ -49,6 +51,7 @@ class KVORLIB_API PermanentErrProc : public ErrProc, public DataConstr {
   bool ReadStartElement(const std::u16string& name, const XMLAttrs& attrs) override;
   bool ReadEndElement(const std::u16string& name) override;
   bool StartWriting() const override;
+  virtual ~PermanentErrProc() = default;
 
  protected:
   // The level as a word, empty for none, and back.

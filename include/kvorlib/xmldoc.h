@@ -124,13 +124,14 @@ class KVORLIB_API DataConstr {
 //
 // Entities that the document defines are expanded; nothing outside of the document is ever opened.
 // There are limits, each with a diagnostic of its own: MAX_DEPTH levels of elements,
-// MAX_ENTITY_DEPTH levels of entities within entities, and a document of 8 MiB and more must not
-// grow a hundredfold by its entities.
+// MAX_ENTITY_DEPTH levels of entities within entities, and from 8 MiB on the DTD must not make the
+// document grow a hundredfold.
 //
 // A diagnostic of the parser, and one thrown as XMLErrData, has the line and the column (both from
-// 1) where the faulty piece or the tag begins; in an entity's text, where the entity is named. A
-// column is one character of the document: a tab is one, and so is a character of two units.
-// "\r\n", "\n" and a lone "\r" end lines.
+// 1) where the faulty piece or the tag begins; for the end of an element in the short form, where
+// that ends; in an entity's text, where the entity is named. A column is one character of the
+// document: a tab is one, and so is a character of two units. "\r\n", "\n" and a lone "\r" end
+// lines.
 class KVORLIB_API XMLDoc {
  public:
   // Features, to be added up.

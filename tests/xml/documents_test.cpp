@@ -114,7 +114,7 @@ TEST(Limits, EntitiesNestToTheLimitAndNoDeeperUsedOrNot) {
             u"^<a></a>");
 }
 
-TEST(Limits, GrowthByEntitiesIsBounded) {
+TEST(Limits, GrowthByTheDtdIsBounded) {
   for (const std::string& document :
        {Entities('&', 12, 10) + "]><a>&e12;</a>", Entities('&', 12, 10) + "]><a b='&e12;'/>",
         Entities('%', 12, 10) + "%e12;]><a/>",
@@ -122,7 +122,7 @@ TEST(Limits, GrowthByEntitiesIsBounded) {
             Repeated("&e;", 20000) + "</a>"}) {
     XMLDoc doc;
     EXPECT_FALSE(LoadBytes(doc, document));
-    EXPECT_TRUE(doc.GetLastError().message == u"Entities make the document grow too much");
+    EXPECT_TRUE(doc.GetLastError().message == u"The DTD makes the document grow too much");
   }
 }
 

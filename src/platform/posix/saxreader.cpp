@@ -5,6 +5,7 @@
 #include <expat.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,6 +17,11 @@ namespace {
 // Expat counts in int, and a piece must not be small: each one that ends in the middle of a long
 // tag or comment has it read again from its beginning.
 constexpr std::size_t kPiece = std::size_t{1} << 30;
+
+// How far default attributes may make a document grow: the parser's own bounds for entities.
+constexpr std::size_t kGrowthFactor = 100;
+constexpr std::size_t kGrowthAlwaysGranted = std::size_t{8} << 20;
+constexpr const char16_t* kGrowsTooMuch = u"The DTD makes the document grow too much";
 
 struct Place final : SaxLocator {
   int getLineNumber() const override { return line; }
@@ -80,6 +86,8 @@ class Run final : public SaxLocator {
   EntityDepths entities;
   std::string encoding;
   int depth = 0;
+  std::size_t defaulted = 0;  // bytes of default attributes so far
+  std::size_t maxDefaulted = 0;
 
   SaxResult outcome = kSaxOk;
   std::u16string message;  // of a fault
@@ -119,8 +127,13 @@ SaxResult Run::Start(const char* name, const char** attrs) {
     return Fault(u"Elements nested deeper than " + Widen(std::to_string(limits.depth)) +
                  u" levels");
   std::vector<SaxAttribute> list;
-  for (; *attrs != nullptr; attrs += 2)
-    if (!DeclaresNamespace(attrs[0])) list.push_back({attrs[0], attrs[1]});
+  const int specified = XML_GetSpecifiedAttributeCount(parser);
+  for (int i = 0; attrs[i] != nullptr; i += 2) {
+    const SaxAttribute attr = {attrs[i], attrs[i + 1]};
+    if (i >= specified) defaulted += attr.value.size();
+    if (!DeclaresNamespace(attr.name)) list.push_back(attr);
+  }
+  if (defaulted > maxDefaulted) return Fault(kGrowsTooMuch);
   return content.startElement(name, list);
 }
 
@@ -174,13 +187,13 @@ std::u16string Run::DescribeParserError(std::string_view utf8) const {
   const XML_Error code = XML_GetErrorCode(parser);
   if (code == XML_ERROR_INVALID_TOKEN || code == XML_ERROR_PARTIAL_CHAR)
     return DescribeBadToken(utf8, static_cast<std::size_t>(XML_GetCurrentByteIndex(parser)));
-  if (code == XML_ERROR_AMPLIFICATION_LIMIT_BREACH)
-    return u"Entities make the document grow too much";
+  if (code == XML_ERROR_AMPLIFICATION_LIMIT_BREACH) return kGrowsTooMuch;
   return Widen(XML_ErrorString(code));
 }
 
 SaxResult Run::Parse(std::string_view utf8, SaxErrorHandler& errors) {
   InstallHandlers();
+  maxDefaulted = std::max(kGrowthAlwaysGranted, utf8.size() * kGrowthFactor);
   Guarded([&] { return content.startDocument(); });
   Feed(utf8);
   if (held != nullptr) std::rethrow_exception(held);
