@@ -17,14 +17,18 @@ std::u16string EncodeAttribute(std::u16string_view value) {
 }
 
 // A backslash before anything else stays, and so does one at the end.
-std::u16string DecodeAttribute(std::u16string value) {
-  for (std::size_t at = value.find(u'\\'); at != std::u16string::npos && at + 1 < value.size();) {
-    const char16_t next = value[at + 1];
-    const std::u16string_view meant = next == u'\\' ? u"\\" : next == u'n' ? u"\r\n" : u"";
-    if (!meant.empty()) value.replace(at, 2, meant);
-    at = value.find(u'\\', at + (meant.empty() ? 1 : meant.size()));
+std::u16string DecodeAttribute(std::u16string_view value) {
+  std::u16string decoded;
+  decoded.reserve(value.size());
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const std::u16string_view pair = value.substr(i, 2);
+    if (pair == u"\\n")
+      decoded += u"\r\n";
+    else
+      decoded += value[i];
+    if (pair == u"\\n" || pair == u"\\\\") ++i;
   }
-  return value;
+  return decoded;
 }
 
 }  // namespace xml

@@ -8,6 +8,6 @@
 namespace xml {
 
 std::u16string EncodeAttribute(std::u16string_view value);
-std::u16string DecodeAttribute(std::u16string value);
+std::u16string DecodeAttribute(std::u16string_view value);
 
 }  // namespace xml

@@ -8,15 +8,14 @@
 namespace platform {
 
 bool EntityDepths::Declare(char kind, std::string_view name, std::string_view text) {
-  const std::string own = kind + std::string(name);
+  Entity& own = entities[kind + std::string(name)];
   int depth = 1;
-  constexpr std::string_view signs = "&%;";
   for (std::size_t at = text.find_first_of("&%"); at != std::string_view::npos;) {
-    const std::size_t end = text.find_first_of(signs, at + 1);
+    const std::size_t end = text.find_first_of("&%;", at + 1);
     if (end == std::string_view::npos) break;
     if (text[end] == ';' && text[at + 1] != '#') {
       Entity& used = entities[std::string(text.substr(at, end - at))];
-      used.users.push_back(own);
+      if (used.users.empty() || used.users.back() != &own) used.users.push_back(&own);
       depth = std::max(depth, used.depth + 1);
     }
     at = text[end] == ';' ? text.find_first_of("&%", end) : end;
@@ -24,16 +23,15 @@ bool EntityDepths::Declare(char kind, std::string_view name, std::string_view te
   return Raise(own, depth);
 }
 
-bool EntityDepths::Raise(const std::string& name, int depth) {
-  std::vector<std::pair<std::string, int>> raised = {{name, depth}};
+bool EntityDepths::Raise(Entity& entity, int depth) {
+  std::vector<std::pair<Entity*, int>> raised = {{&entity, depth}};
   while (!raised.empty()) {
-    const auto [next, toDepth] = std::move(raised.back());
+    const auto [next, toDepth] = raised.back();
     raised.pop_back();
     if (toDepth > limit) return false;
-    Entity& entity = entities[next];
-    if (toDepth <= entity.depth) continue;
-    entity.depth = toDepth;
-    for (const std::string& user : entity.users) raised.emplace_back(user, toDepth + 1);
+    if (toDepth <= next->depth) continue;
+    next->depth = toDepth;
+    for (Entity* const user : next->users) raised.emplace_back(user, toDepth + 1);
   }
   return true;
 }

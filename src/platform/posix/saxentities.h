@@ -20,10 +20,10 @@ class EntityDepths {
  private:
   struct Entity {
     int depth = 0;
-    std::vector<std::string> users;  // the entities whose text names this one
+    std::vector<Entity*> users;  // those whose text names this one; they stay where they are
   };
 
-  bool Raise(const std::string& name, int depth);
+  bool Raise(Entity& entity, int depth);
 
   int limit;
   std::map<std::string, Entity> entities;  // by kind and name
