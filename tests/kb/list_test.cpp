@@ -22,7 +22,6 @@ std::u16string Wide(const std::string& text) { return A2U(text, 65001); }
 struct Inner : KBMap {
   using KBMap::_Init;
   using KBMap::GetKB;
-  using KBMap::LoadList;
   using KBMap::RemoveKB;
 };
 
@@ -94,21 +93,6 @@ TEST_F(KnowledgeBases, SettingsComeFromTheNamedBaseAndTheFolderFromTheDefault) {
   EXPECT_EQ(text, u"b://" + Path("b/Data/Config/") + u"f $STANDDIR\\");
   text = u"c://$STANDDIR\\f";
   EXPECT_FALSE(map.ReplStdDir(text, DIR_CONFIG, u"a"));
-}
-
-TEST_F(KnowledgeBases, ListIsAsGoodAsItsBestFile) {
-  Write("Good.cfg", "Key1=\"x\"\nb=\"y\"");
-  Write("more/GOOD.txt", "");
-  const std::u16string good = Path("Good.cfg");
-  EXPECT_TRUE((map.*&Inner::LoadList)({good, Path("more/GOOD.txt"), u"none"}, words));
-  EXPECT_EQ(words, u"");
-  const KBData* const entry = (map.*&Inner::GetKB)(u"good");
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->FileName, good);
-  EXPECT_EQ(entry->Error, u"Wrong option string");
-  EXPECT_EQ(entry->Env.count(u"B"), 1U);
-  EXPECT_FALSE(map.LoadFromFile(good, words));
-  EXPECT_EQ(words, u"База good уже есть в списке");
 }
 
 TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForce) {
