@@ -66,8 +66,8 @@ class SaxErrorHandler {
   ~SaxErrorHandler() = default;
 };
 
-// Each limit that is exceeded is a fault of the document. How far entities and default attributes may
-// make it grow is the reader's to bound.
+// Each limit that is exceeded is a fault of the document. How far entities and default attributes
+// may make it grow is the reader's to bound.
 struct SaxLimits {
   int depth;        // levels of elements
   int entityDepth;  // levels of entities within entities, used or not

@@ -36,12 +36,14 @@ std::u16string_view EscapeOf(char16_t unit, bool attr) {
 }  // namespace
 
 datacont::datacont(const datacont& other)
-    : DataConstr(),
+    : DataConstr(other),
       type(other.type),
       tag(other.tag),
       text(other.text),
       attrs(other.attrs),
-      nodes(other.nodes) {}
+      nodes(other.nodes) {
+  SetXMLDoc(nullptr);
+}
 
 datacont& datacont::operator=(const datacont& other) {
   datacont copy(other);  // the other may be one of this node's own

@@ -86,7 +86,7 @@ class Run final : public SaxLocator {
   EntityDepths entities;
   std::string encoding;
   int depth = 0;
-  std::size_t defaulted = 0;  // bytes of default attributes so far
+  std::size_t defaulted = 0;  // bytes that default attributes would have taken, so far
   std::size_t maxDefaulted = 0;
 
   SaxResult outcome = kSaxOk;
@@ -130,7 +130,7 @@ SaxResult Run::Start(const char* name, const char** attrs) {
   const int specified = XML_GetSpecifiedAttributeCount(parser);
   for (int i = 0; attrs[i] != nullptr; i += 2) {
     const SaxAttribute attr = {attrs[i], attrs[i + 1]};
-    if (i >= specified) defaulted += attr.value.size();
+    if (i >= specified) defaulted += sizeof " =''" - 1 + attr.name.size() + attr.value.size();
     if (!DeclaresNamespace(attr.name)) list.push_back(attr);
   }
   if (defaulted > maxDefaulted) return Fault(kGrowsTooMuch);
