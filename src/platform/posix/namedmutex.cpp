@@ -22,6 +22,8 @@
 #include <cerrno>
 #include <mutex>
 #include <new>
+#include <optional>
+#include <thread>
 #include <vector>
 
 #include "platform/posix/descriptor.h"
@@ -32,6 +34,12 @@ namespace {
 constexpr char Folder[] = "/dev/shm";
 constexpr std::uint64_t Magic = 0x31785475'4d726f76;
 constexpr int OpeningTries = 16;
+// Whoever has the mutex open looks this often, in milliseconds, whether its file still has its
+// name, and whoever makes the file anew waits longer than that, and than a tick of the clock, ahead
+// of giving it the name. So the others have noticed before anybody holds another mutex, but for one
+// who is inside all the while.
+constexpr std::int64_t LookEvery = 10;
+constexpr std::chrono::milliseconds GraceOfMaker(40);
 
 struct Head {
   std::uint64_t magic;
@@ -85,16 +93,23 @@ class Segment {
   std::byte* At(std::size_t offset) const { return static_cast<std::byte*>(start) + offset; }
   int File() const { return descriptor.Get(); }
 
-  // Whether the file has lost its name: later openers get another mutex.
-  bool Removed() const {
+  // Whether the file has lost its name, as seen not long ago: later openers get another mutex.
+  bool Removed() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const std::int64_t ms = std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+    if (ms - looked.load(std::memory_order_relaxed) < LookEvery) return false;
     struct stat status = {};
-    return fstat(descriptor.Get(), &status) == 0 && status.st_nlink == 0;
+    if (fstat(descriptor.Get(), &status) == 0 && status.st_nlink == 0) return true;
+    looked.store(ms, std::memory_order_relaxed);
+    return false;
   }
 
  private:
   Descriptor descriptor;
   void* start;
   std::size_t size;
+  std::atomic<std::int64_t> looked = -LookEvery;
 };
 
 // Makes a whole file and gives it the name `path`, unless somebody else did meanwhile.
@@ -111,6 +126,7 @@ bool Create(const std::string& path, std::size_t size) {
   Head* const head = new (&segment->Shared()) Head{};  // NOLINT: lives in the file
   if (!InitMutex(head->mutex)) return false;
   head->magic = Magic;
+  std::this_thread::sleep_for(GraceOfMaker);
   return linkat(AT_FDCWD, link.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
          errno == EEXIST;
 }
@@ -154,8 +170,16 @@ timespec Deadline(std::chrono::milliseconds patience) {
   return at;
 }
 
-NamedMutex::Wait LockHead(Head& head, const timespec& deadline) {
-  switch (pthread_mutex_clocklock(&head.mutex, CLOCK_MONOTONIC, &deadline)) {
+// A mutex that is free is had without a look at the clock. `deadline` is set by the first who
+// waits.
+NamedMutex::Wait LockHead(Head& head, std::chrono::milliseconds patience,
+                          std::optional<timespec>& deadline) {
+  int answer = pthread_mutex_trylock(&head.mutex);
+  if (answer == EBUSY) {
+    if (!deadline) deadline = Deadline(patience);
+    answer = pthread_mutex_clocklock(&head.mutex, CLOCK_MONOTONIC, &*deadline);
+  }
+  switch (answer) {
     case 0:
       break;
     case ETIMEDOUT:
@@ -191,11 +215,11 @@ class PosixNamedMutex final : public NamedMutex {
   // is another one, and it must be taken instead. A thread that is inside already stays with its
   // own: the check is for the outermost lock alone.
   Wait Lock(std::chrono::milliseconds patience) override {
-    const timespec deadline = Deadline(patience);
+    std::optional<timespec> deadline;
     for (int i = 0; i < OpeningTries; ++i) {
       Segment* const segment = current;
       Head& head = segment->Shared();
-      const Wait answer = LockHead(head, deadline);
+      const Wait answer = LockHead(head, patience, deadline);
       if (answer != Wait::Had || head.depth > 1 || !segment->Removed()) return answer;
       UnlockHead(head);
       if (!Renew(segment)) return Wait::Failed;
