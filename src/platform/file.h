@@ -47,6 +47,16 @@ class File {
   virtual std::int64_t Size() = 0;
   virtual bool Truncate(std::uint64_t size) = 0;
   virtual bool Identity(FileIdentity& identity) = 0;
+
+  // `n` bytes at `offset` where they lie, for looking at; they follow the file as it changes, and
+  // stay there until the file is closed. Null: they are not to be had so, or the file is not as
+  // long; Read tells which. When bytes handed out so cannot be had after all, because somebody cut
+  // the file or the disk fails, they look like zeros, and Sound() is false from then on. What was
+  // made of them meanwhile is nothing, and no View is given, until Renew.
+  virtual const std::byte* View(std::uint64_t /*offset*/, std::size_t /*n*/) { return nullptr; }
+  virtual bool Sound() const { return true; }
+  virtual void Renew() {}
+
   // The `errno` of this object's latest failure.
   virtual int LastError() const = 0;
 };
@@ -54,6 +64,19 @@ class File {
 // Opens the regular file `path` (UTF-8). Null with `error` set on failure: a folder gives EACCES.
 // Interrupted calls are made again; the handle is not inherited by started processes.
 std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing, int& error);
+
+// As OpenFile, with the file mapped into memory where that can be done: on a 64-bit system, on a
+// local file system known to show one file alike to readers, writers and mappings. Bytes that the
+// file has are then changed in the mapping, and new ones still written, so that a full disk is a
+// failed Write. The mapping is made after some Views, so that a file opened for a moment costs no
+// more than a plain one.
+//
+// The signal of an access that fails (SIGBUS) is handled for these mappings alone, from the first
+// one on; for any other address the handler that was there before is called. A program that puts
+// its own handler over this one and does not pass the signal on, or blocks the signal, ends where
+// it meets a cut file.
+std::unique_ptr<File> OpenMappedFile(const std::string& path, OpenMode mode, Sharing sharing,
+                                     int& error);
 
 // Deletes a file: 0 or an `errno` value. EACCES while anybody, this process included, has it open
 // through OpenFile, so that nobody goes on writing to a file that has no name any more.

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/posixfile.h"
 
 namespace platform {
 namespace {
@@ -41,75 +42,6 @@ Claim ClaimSharing(int fd, short type) {
   if (answer == 0) return Claim::Had;
   return errno == EAGAIN || errno == EACCES ? Claim::Refused : Claim::Unsupported;
 }
-
-class PosixFile final : public File {
- public:
-  explicit PosixFile(Descriptor fd) : descriptor(std::move(fd)) {}
-
-  std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
-    std::size_t done = 0;
-    while (done < n) {
-      const ssize_t got = Uninterrupted([&] {
-        return pread(descriptor.Get(), static_cast<char*>(out) + done, n - done,
-                     static_cast<off_t>(offset + done));
-      });
-      if (got < 0) return Failed(-1);
-      if (got == 0) break;
-      done += static_cast<std::size_t>(got);
-    }
-    return static_cast<std::ptrdiff_t>(done);
-  }
-
-  bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
-    std::size_t done = 0;
-    while (done < n) {
-      const ssize_t put = Uninterrupted([&] {
-        return pwrite(descriptor.Get(), static_cast<const char*>(bytes) + done, n - done,
-                      static_cast<off_t>(offset + done));
-      });
-      if (put == 0) errno = ENOSPC;
-      if (put <= 0) return Failed(false);
-      done += static_cast<std::size_t>(put);
-    }
-    return true;
-  }
-
-  std::int64_t Size() override {
-    struct stat status = {};
-    return fstat(descriptor.Get(), &status) == 0 ? status.st_size : Failed(-1);
-  }
-
-  bool Truncate(std::uint64_t size) override {
-    return Uninterrupted([&] { return ftruncate(descriptor.Get(), static_cast<off_t>(size)); }) ==
-               0 ||
-           Failed(false);
-  }
-
-  bool Identity(FileIdentity& identity) override {
-    struct statx status = {};
-    if (statx(descriptor.Get(), "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &status) != 0) {
-      return Failed(false);
-    }
-    identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino};
-    if ((status.stx_mask & STATX_BTIME) != 0) {
-      identity.born = static_cast<std::uint64_t>(status.stx_btime.tv_sec) * 1'000'000'000 +
-                      status.stx_btime.tv_nsec;
-    }
-    return true;
-  }
-
-  int LastError() const override { return lastError; }
-
- private:
-  template <typename Answer>
-  Answer Failed(Answer answer) {
-    lastError = errno;
-    return answer;
-  }
-
-  Descriptor descriptor;
-  int lastError = 0;
-};
 
 int FlagsOf(OpenMode mode) {
   switch (mode) {
@@ -167,15 +99,72 @@ Opening TryOpen(const std::string& path, OpenMode mode, Sharing sharing, Descrip
 
 }  // namespace
 
-std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing,
-                               int& error) {
+std::ptrdiff_t PosixFile::Read(std::uint64_t offset, void* out, std::size_t n) {
+  std::size_t done = 0;
+  while (done < n) {
+    const ssize_t got = Uninterrupted([&] {
+      return pread(descriptor.Get(), static_cast<char*>(out) + done, n - done,
+                   static_cast<off_t>(offset + done));
+    });
+    if (got < 0) return Failed(-1);
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return static_cast<std::ptrdiff_t>(done);
+}
+
+bool PosixFile::Write(std::uint64_t offset, const void* bytes, std::size_t n) {
+  std::size_t done = 0;
+  while (done < n) {
+    const ssize_t put = Uninterrupted([&] {
+      return pwrite(descriptor.Get(), static_cast<const char*>(bytes) + done, n - done,
+                    static_cast<off_t>(offset + done));
+    });
+    if (put == 0) errno = ENOSPC;
+    if (put <= 0) return Failed(false);
+    done += static_cast<std::size_t>(put);
+  }
+  return true;
+}
+
+std::int64_t PosixFile::Size() {
+  struct stat status = {};
+  return fstat(descriptor.Get(), &status) == 0 ? status.st_size : Failed(-1);
+}
+
+bool PosixFile::Truncate(std::uint64_t size) {
+  return Uninterrupted([&] { return ftruncate(descriptor.Get(), static_cast<off_t>(size)); }) ==
+             0 ||
+         Failed(false);
+}
+
+bool PosixFile::Identity(FileIdentity& identity) {
+  struct statx status = {};
+  if (statx(descriptor.Get(), "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &status) != 0) {
+    return Failed(false);
+  }
+  identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino};
+  if ((status.stx_mask & STATX_BTIME) != 0) {
+    identity.born = static_cast<std::uint64_t>(status.stx_btime.tv_sec) * 1'000'000'000 +
+                    status.stx_btime.tv_nsec;
+  }
+  return true;
+}
+
+Descriptor OpenDescriptor(const std::string& path, OpenMode mode, Sharing sharing, int& error) {
   for (int i = 0; i < OpeningTries; ++i) {
     Descriptor fd;
     const Opening result = TryOpen(path, mode, sharing, fd, error);
-    if (result == Opening::Failed) return nullptr;
-    if (result == Opening::Done) return std::make_unique<PosixFile>(std::move(fd));
+    if (result == Opening::Failed) return {};
+    if (result == Opening::Done) return fd;
   }
-  return nullptr;
+  return {};
+}
+
+std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing,
+                               int& error) {
+  Descriptor fd = OpenDescriptor(path, mode, sharing, error);
+  return fd ? std::make_unique<PosixFile>(std::move(fd)) : nullptr;
 }
 
 int RemoveFile(const std::string& path) {

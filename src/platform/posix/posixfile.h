@@ -1,0 +1,42 @@
+// A file by its descriptor, for the plain form and the mapped one.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <utility>
+
+#include "platform/file.h"
+#include "platform/posix/descriptor.h"
+
+namespace platform {
+
+class PosixFile : public File {
+ public:
+  explicit PosixFile(Descriptor fd) : descriptor(std::move(fd)) {}
+
+  std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override;
+  bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override;
+  std::int64_t Size() override;
+  bool Truncate(std::uint64_t size) override;
+  bool Identity(FileIdentity& identity) override;
+  int LastError() const override { return lastError; }
+
+ protected:
+  int Number() const { return descriptor.Get(); }
+  // Keeps errno.
+  template <typename Answer>
+  Answer Failed(Answer answer) {
+    lastError = errno;
+    return answer;
+  }
+
+ private:
+  Descriptor descriptor;
+  int lastError = 0;
+};
+
+// As OpenFile; the descriptor alone, none on failure.
+Descriptor OpenDescriptor(const std::string& path, OpenMode mode, Sharing sharing, int& error);
+
+}  // namespace platform
