@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "peers/peers.h"
+#include "store/host.h"
 #include "store/udb.h"
 
 namespace bench {
@@ -11,14 +12,21 @@ constexpr char stop = ' ';
 
 class Store final : public Engine {
  public:
-  explicit Store(const std::string& dir) {
+  Store(const std::string& dir, store::FileForm form) {
+    // One host for each form, for all that are opened: what it shares with others stays open.
+    static const auto plain = store::MakeSystemHost(store::FileForm::Plain);
+    static const auto mapped = store::MakeSystemHost(store::FileForm::Mapped);
+    store::SetHost((form == store::FileForm::Mapped ? mapped : plain).get());
     const std::string path = dir + "/kv.dat";
     std::string words;
     file = std::filesystem::exists(path) ? udbOpen(path.c_str(), 2, words)
                                          : udbCreate(path.c_str(), KEYDESCR(4, stop, 0), words);
     if (file < 0) throw Failure("store: open: " + words);
   }
-  ~Store() override { udbClose(file); }
+  ~Store() override {
+    udbClose(file);
+    store::SetHost(nullptr);
+  }
 
   bool Insert(std::string_view key, std::string_view value) override {
     Form(key, value);
@@ -74,8 +82,13 @@ class Store final : public Engine {
 
 void AddStore(std::vector<Contender>& list) {
   udbInit();
-  list.push_back({"kvorlib store", "the engine's functions", true, true,
-                  [](const std::string& dir) { return std::make_unique<Store>(dir); }, "kv.dat"});
+  const auto add = [&](const char* name, const char* setup, store::FileForm form) {
+    list.push_back({name, setup, true, true,
+                    [form](const std::string& dir) { return std::make_unique<Store>(dir, form); },
+                    "kv.dat"});
+  };
+  add("kvorlib store", "the engine's functions, file mapped", store::FileForm::Mapped);
+  add("kvorlib plain", "the same, file read and written by calls", store::FileForm::Plain);
 }
 
 }  // namespace bench

@@ -6,10 +6,10 @@
 namespace store {
 
 void Tree::TakeOut() {
-  PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
+  PageSlot& slot = work.FetchForChange(Cursor().page, work.slotB);
   const Entry entry = work.EntryAt(work.ViewOf(slot), Cursor().offset);
   if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
-  PageEditor(slot.bytes).Remove(Cursor().offset, entry.Size());
+  PageEditor(slot.Own()).Remove(Cursor().offset, entry.Size());
 }
 
 void Tree::Erase() {
@@ -24,7 +24,8 @@ void Tree::Erase() {
 
 // The leaf that lost the entry, or null if that was its last one and the leaf is freed.
 PageSlot* Tree::RemoveFromLeaf() {
-  PageSlot& slot = FetchLeaf(Cursor().page, work.slotB);
+  FetchLeaf(Cursor().page, work.slotB);
+  PageSlot& slot = work.FetchForChange(Cursor().page, work.slotB);
   const TreePage view = work.ViewOf(slot);
   const Entry entry = work.EntryAt(view, Cursor().offset);
   if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
@@ -33,16 +34,16 @@ PageSlot* Tree::RemoveFromLeaf() {
     FreePage(slot);
     return nullptr;
   }
-  PageEditor(slot.bytes).Remove(Cursor().offset, entry.Size());
+  PageEditor(slot.Own()).Remove(Cursor().offset, entry.Size());
   work.WritePage(slot);
   return &slot;
 }
 
 // Takes out of an internal page what led to the page just freed. Null if nothing is left in it.
 PageSlot* Tree::RemoveFromParent(Step at) {
-  PageSlot& slot = work.Fetch(at.page, work.slotB);
+  PageSlot& slot = work.FetchForChange(at.page, work.slotB);
   const TreePage view = work.ViewOf(slot);
-  PageEditor editor(slot.bytes);
+  PageEditor editor(slot.Own());
   if (at.offset < view.Used()) {
     editor.Remove(at.offset, work.EntryAt(view, at.offset).Size());
   } else if (view.Used() == 0) {

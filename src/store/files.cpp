@@ -207,7 +207,7 @@ int udbUpgrade(int file) {
   return AttemptRead(entry, [&] {
     WorkFile& work = TheEngine().work;
     if (entry.header.corrupted != 0) return -1;  // with the words of success
-    if (work.Version() == OldVersion) SetVersion(work.HeaderPage(), CurrentVersion);
+    if (work.Version() == OldVersion) SetVersion(work.OwnHeaderPage(), CurrentVersion);
     work.WriteHeaderPage();
     return 0;
   });

@@ -16,11 +16,13 @@ constexpr std::chrono::milliseconds Patience(10'000);
 
 class SystemHost : public Host {
  public:
-  SystemHost() : mutex(platform::OpenNamedMutex(MutexName, {Areas, AreaSize})) {}
+  explicit SystemHost(FileForm chosenForm)
+      : form(chosenForm), mutex(platform::OpenNamedMutex(MutexName, {Areas, AreaSize})) {}
 
   std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                     platform::Sharing sharing, int& error) override {
-    return platform::OpenFile(path, mode, sharing, error);
+    return form == FileForm::Mapped ? platform::OpenMappedFile(path, mode, sharing, error)
+                                    : platform::OpenFile(path, mode, sharing, error);
   }
   int Remove(const std::string& path) override { return platform::RemoveFile(path); }
   std::string Absolute(const std::string& path) override {
@@ -46,17 +48,24 @@ class SystemHost : public Host {
   }
 
  private:
+  FileForm form;
   std::unique_ptr<platform::NamedMutex> mutex;
 };
 
 Host& SystemsOwn() {
-  static SystemHost host;
+#ifdef KVORLIB_MAPPED_STORE
+  static SystemHost host(FileForm::Mapped);
+#else
+  static SystemHost host(FileForm::Plain);
+#endif
   return host;
 }
 
 Host* chosen = nullptr;
 
 }  // namespace
+
+std::unique_ptr<Host> MakeSystemHost(FileForm form) { return std::make_unique<SystemHost>(form); }
 
 Host& CurrentHost() { return chosen != nullptr ? *chosen : SystemsOwn(); }
 

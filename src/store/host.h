@@ -37,7 +37,13 @@ class Host {
   virtual void TrimLockedMemory(unsigned area, std::size_t bytes) = 0;
 };
 
-// The host in use; the system's own at first. Setting null puts the system's own back.
+// How the system's own host reads and changes files: by calls, or mapped into memory. Both give the
+// same files, and processes may use one file in both forms at once.
+enum class FileForm { Plain, Mapped };
+std::unique_ptr<Host> MakeSystemHost(FileForm form);
+
+// The host in use; the system's own at first, in the form that KVORLIB_MAPPED_STORE of the build
+// says. Setting null puts the system's own back.
 // REQUIRES: no store file is open when it is changed.
 Host& CurrentHost();
 void SetHost(Host* host);

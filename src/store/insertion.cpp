@@ -28,7 +28,7 @@ void Tree::Insert(StagedEntry& staged) {
 void Tree::StartTree(const StagedEntry& staged) {
   PageSlot& slot = work.slotB;
   work.AllocatePage(slot);
-  PageEditor leaf(slot.bytes);
+  PageEditor leaf(slot.Own());
   leaf.SetType(LeafType);
   leaf.Insert(0, staged.Whole());
   work.WritePage(slot);
@@ -39,7 +39,7 @@ void Tree::GrowRoot(const StagedEntry& separator) {
   Header& header = work.Head();
   PageSlot& slot = work.slotB;
   work.AllocatePage(slot);
-  PageEditor root(slot.bytes);
+  PageEditor root(slot.Own());
   root.SetType(InternalType);
   root.SetRightChild(header.root);
   root.Insert(0, separator.Whole());
@@ -50,11 +50,11 @@ void Tree::GrowRoot(const StagedEntry& separator) {
 
 // True if the page split: then `staged` has become the separator for the level above.
 bool Tree::InsertInto(Step& at, StagedEntry& staged, bool isCursor) {
-  PageSlot& slot = work.Fetch(at.page, work.slotB);
+  PageSlot& slot = work.FetchForChange(at.page, work.slotB);
   const TreePage view = work.ViewOf(slot);
   if (at.offset > view.Used()) work.Raise(UDB_FILE_CORRUPTED);
   if (view.Used() + staged.Size() < EntriesEnd) {
-    PageEditor(slot.bytes).Insert(at.offset, staged.Whole());
+    PageEditor(slot.Own()).Insert(at.offset, staged.Whole());
     work.WritePage(slot);
     return false;
   }
@@ -78,9 +78,9 @@ void Tree::Split(PageSlot& old, Step& at, StagedEntry& staged) {
 
   PageSlot& left = work.OtherThan(old);
   work.AllocatePage(left);
-  left.bytes = old.bytes;
-  PageEditor leftPage(left.bytes);
-  PageEditor rightPage(old.bytes);
+  left.Own() = old.Bytes();
+  PageEditor leftPage(left.Own());
+  PageEditor rightPage(old.Own());
   const std::uint16_t leftNeighbour = before.Prev();
   work.PatchLink(leftNeighbour, WorkFile::Link::Next, old, left.number);
   leftPage.CutAt(choice->offset);
@@ -110,7 +110,7 @@ void Tree::RaiseSeparator(PageSlot& left, StagedEntry& separator) {
   const Entry entry = work.EntryAt(view, last);
   separator.BuildKey(left.number, KeyOf(entry));
   if (view.IsLeaf()) return;
-  PageEditor editor(left.bytes);
+  PageEditor editor(left.Own());
   editor.SetRightChild(entry.Child());
   editor.CutAt(last);
 }

@@ -76,11 +76,12 @@ int AttemptUpdate(UdbFile& entry, UdbKey bytes, UdbUpdate operation, Body body) 
 // Insertions and erasures of a file marked as corrupted are refused with no code of their own.
 template <typename Body>
 int AttemptUnlessCorrupted(int file, UdbKey bytes, UdbUpdate operation, Body body) {
-  if (!Select(file)) return -1;
-  UdbFile& entry = udbEntry(file);
+  UdbFile* const found = TheEngine().files.Find(file);
+  if (found == nullptr) return -1;
+  UdbFile& entry = *found;
   const std::uint16_t before = entry.lastError;
-  bool refused = entry.header.corrupted != 0;
-  if (refused) return -1;
+  if (entry.header.corrupted != 0 && (!Select(file) || entry.header.corrupted != 0)) return -1;
+  bool refused = false;
   const int answer = AttemptUpdate(entry, bytes, operation, [&] {
     refused = entry.header.corrupted != 0;
     return refused ? -1 : body();
@@ -145,13 +146,15 @@ int udbUpdateHook(UdbFile& file, UdbKey /*bytes*/, UdbUpdate /*operation*/, int 
 }
 
 int udbFind(int file, UdbKey key) {
-  if (!Select(file)) return -1;
-  return AttemptRead(udbEntry(file), [&] { return Seek(key); });
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr) return -1;
+  return AttemptRead(*entry, [&] { return Seek(key); });
 }
 
 int udbGet(int file, UdbKey key, DataTransfer& record) {
-  if (!Select(file)) return -1;
-  return AttemptRead(udbEntry(file), [&] {
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr) return -1;
+  return AttemptRead(*entry, [&] {
     const int answer = Seek(key);
     if (answer == 0) TheEngine().records.Read(TheEngine().tree.Current(), record);
     return answer;
@@ -159,12 +162,15 @@ int udbGet(int file, UdbKey key, DataTransfer& record) {
 }
 
 int udbGetNext(int file, DataTransfer& record) {
-  if (!Select(file)) return -1;
-  UdbFile& entry = udbEntry(file);
-  if (entry.header.recordCount == 0) return Attempt(entry, [] { return 1; });
-  return AttemptRead(entry, [&] {
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr) return -1;
+  if (entry->header.recordCount == 0) {
+    if (!Select(file)) return -1;
+    if (entry->header.recordCount == 0) return Attempt(*entry, [] { return 1; });
+  }
+  return AttemptRead(*entry, [&] {
     Engine& engine = TheEngine();
-    if (entry.header.recordCount == 0 || !engine.tree.Advance()) return 1;
+    if (entry->header.recordCount == 0 || !engine.tree.Advance()) return 1;
     engine.records.Read(engine.tree.Current(), record);
     return 0;
   });
@@ -183,8 +189,9 @@ int udbInsert(int file, const unsigned char* record, std::uint32_t length) {
 }
 
 int udbUpdate(int file, UdbKey key, const unsigned char* record, std::uint32_t length) {
-  if (!Select(file)) return -1;
-  UdbFile& entry = udbEntry(file);
+  UdbFile* const found = TheEngine().files.Find(file);
+  if (found == nullptr) return -1;
+  UdbFile& entry = *found;
   const Bytes bytes(record, length);
   return AttemptUpdate(entry, bytes, UdbUpdate::Update, [&] {
     Engine& engine = TheEngine();

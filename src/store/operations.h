@@ -32,8 +32,10 @@ struct Engine {
 
 Engine& TheEngine();
 
-// Makes the file current and reads its header. False: there is no such file, or its page 0 cannot
-// be read; then the entry's lastError tells why.
+// Makes the file current and reads its header, ahead of the lock or without it. Operations that
+// take the lock see the header behind it and do without this; where an answer needs no lock, the
+// header that the entry still has from before tells only whether it is worth a look. False: there
+// is no such file, or its page 0 cannot be read; then the entry's lastError tells why.
 bool Select(int file);
 
 // Runs the body, which answers 0, 1 or -1, and keeps the code of what it raised in the entry.
@@ -64,6 +66,7 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
     work.LoadHeader();
     try {
       const int answer = body();
+      work.CheckSound();
       work.Commit();
       return answer;
     } catch (...) {

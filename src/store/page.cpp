@@ -38,8 +38,9 @@ void Header::Store(Page& page) const {
 }
 
 std::optional<std::uint32_t> VersionOf(const Page& page) {
-  if (page[0] != OldVersion && page[0] != CurrentVersion) return std::nullopt;
-  return page[0];
+  const std::uint8_t version = page[0];
+  if (version != OldVersion && version != CurrentVersion) return std::nullopt;
+  return version;
 }
 
 void SetVersion(Page& page, std::uint32_t version) { Store32(page.data(), version); }
@@ -67,9 +68,9 @@ std::optional<Bytes> Entry::Key(const KEYDESCR& kd) const {
 }
 
 std::optional<TreePage> TreePage::Of(const Page& page) {
-  if (page[0] != LeafType && page[0] != InternalType) return std::nullopt;
-  TreePage view(page.data());
-  if (view.Used() >= EntriesEnd) return std::nullopt;
+  const TreePage view(page.data());
+  if (view.type != LeafType && view.type != InternalType) return std::nullopt;
+  if (view.used >= EntriesEnd) return std::nullopt;
   return view;
 }
 

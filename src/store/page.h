@@ -1,5 +1,7 @@
 // A page's bytes as values. All reading of pages goes through these views, and every bound is
-// checked here: a view never hands out a byte beyond its page, its entry or its payload.
+// checked here: a view never hands out a byte beyond its page, its entry or its payload. What a
+// bound hangs on is taken out of the page once and kept in the view: a page may be looked at where
+// it lies in the file, and somebody who does not keep to the lock may change it meanwhile.
 //
 // All integers are little-endian. The layouts are drawn in docs/store-format.md.
 #pragma once
@@ -86,9 +88,9 @@ class Entry {
   // if no sound entry lies there: it must end within them and have a form of its kind of page.
   static std::optional<Entry> At(Bytes entries, std::size_t offset, bool leaf);
 
-  EntryForm Form() const { return static_cast<EntryForm>(at[0]); }
-  std::size_t Length() const { return Load16(at + 1); }
-  std::size_t Size() const { return Rounded(Length()); }
+  EntryForm Form() const { return form; }
+  std::size_t Length() const { return length; }
+  std::size_t Size() const { return Rounded(length); }
   std::uint32_t Checksum() const { return Load32(at + 3); }  // Inline
   std::uint16_t Child() const { return Load16(at + 3); }  // Key: child page or first page of a run
   Bytes Payload() const { return {at + EntryHead, Length() - EntryHead}; }
@@ -97,8 +99,11 @@ class Entry {
   std::optional<Bytes> Key(const KEYDESCR& kd) const;
 
  private:
-  explicit Entry(const std::uint8_t* p) : at(p) {}
+  explicit Entry(const std::uint8_t* p)
+      : at(p), form(static_cast<EntryForm>(p[0])), length(Load16(p + 1)) {}
   const std::uint8_t* at;
+  EntryForm form;
+  std::uint16_t length;
 };
 
 // ---- Tree pages ------------------------------------------------------------------------------
@@ -108,14 +113,15 @@ inline constexpr std::uint16_t InternalType = 114;
 inline constexpr std::size_t EntriesAt = 12;     // offset of the entries in a page
 inline constexpr std::size_t EntriesEnd = 4084;  // `used` stays below this
 
-// A view of a leaf or an internal page. It does not own the bytes.
+// A view of a leaf or an internal page. It does not own the bytes, and is not to be used any more
+// when they have been changed.
 class TreePage {
  public:
   // Nothing unless the first byte is that of a tree page and `used` is within the page.
   static std::optional<TreePage> Of(const Page& page);
 
-  bool IsLeaf() const { return bytes[0] == LeafType; }
-  std::size_t Used() const { return Load16(bytes + 2); }
+  bool IsLeaf() const { return type == LeafType; }
+  std::size_t Used() const { return used; }
   std::uint16_t Next() const { return Load16(bytes + 4); }
   std::uint16_t Prev() const { return Load16(bytes + 6); }
   std::uint16_t RightChild() const { return Load16(bytes + 8); }
@@ -125,8 +131,10 @@ class TreePage {
   }
 
  private:
-  explicit TreePage(const std::uint8_t* p) : bytes(p) {}
+  explicit TreePage(const std::uint8_t* p) : bytes(p), type(p[0]), used(Load16(p + 2)) {}
   const std::uint8_t* bytes;
+  std::uint8_t type;
+  std::uint16_t used;
 };
 
 // ---- Keys ------------------------------------------------------------------------------------

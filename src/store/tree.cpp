@@ -131,9 +131,9 @@ std::optional<Entry> Tree::Probe(std::uint16_t page, std::uint16_t offset) {
   PageSlot& slot = work.slotA;
   slot.filled = false;
   const auto read =
-      work.File().fd->Read(std::uint64_t{page} * PageSize, slot.bytes.data(), PageSize);
+      work.File().fd->Read(std::uint64_t{page} * PageSize, slot.Fresh().data(), PageSize);
   if (read != static_cast<std::ptrdiff_t>(PageSize)) return std::nullopt;
-  const auto view = TreePage::Of(slot.bytes);
+  const auto view = TreePage::Of(slot.Bytes());
   if (!view || !view->IsLeaf()) return std::nullopt;
   return EntryBeginningAt(*view, offset);
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 namespace store {
 
@@ -57,29 +58,49 @@ UndoRecord* UndoLog::RecordIn(unsigned area) {
   return reinterpret_cast<UndoRecord*>(Memory(area, head->Size()));
 }
 
-bool UndoLog::Begin(const Subject& subject, VirtualFile& file) {
+bool UndoLog::Begin(const Subject& subject, const Page& page0) {
   const auto area = static_cast<unsigned>(std::countr_one(board->aside | 1U));
   std::byte* block = Memory(area, KeptBacked);
   while (block == nullptr && ForgetOldest()) block = Memory(area, KeptBacked);
   if (block == nullptr) return false;
   record = reinterpret_cast<UndoRecord*>(block);
-  record->Begin(subject.size, subject.path);
+  record->Begin(page0, subject.size, subject.path);
   board->held[area] = {subject.identity, ++board->order, 0};
-  const auto wanted = static_cast<std::ptrdiff_t>(PageSize);
-  if (file.Read(0, record->pageBefore, PageSize) != wanted) return false;
   Publish(board->active, std::uint32_t{area});
   return true;
 }
 
+// Where the bytes of a stretch are to be copied to; null if there is no memory for them.
+std::byte* UndoLog::BeginStretch(std::uint64_t offset, std::size_t length) {
+  const std::size_t wanted = record->Size() + UndoRecord::SizeOf(length);
+  if (wanted > KeptBacked) {
+    std::byte* block = Memory(board->active, wanted);
+    while (block == nullptr && ForgetOldest()) block = Memory(board->active, wanted);
+    if (block == nullptr) return nullptr;
+    record = reinterpret_cast<UndoRecord*>(block);
+  }
+  return record->BeginStretch(offset, length);
+}
+
 bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, std::size_t length) {
   if (offset >= record->fileSize) return true;
-  const std::uint64_t kept = std::min<std::uint64_t>(length, record->fileSize - offset);
-  const std::size_t wanted = record->Size() + UndoRecord::SizeOf(kept);
-  std::byte* block = Memory(board->active, wanted);
-  while (block == nullptr && ForgetOldest()) block = Memory(board->active, wanted);
-  if (block == nullptr) return false;
-  record = reinterpret_cast<UndoRecord*>(block);
-  return record->Keep(file, offset, kept);
+  const auto kept =
+      static_cast<std::size_t>(std::min<std::uint64_t>(length, record->fileSize - offset));
+  std::byte* const at = BeginStretch(offset, kept);
+  if (at == nullptr || file.Read(offset, at, kept) != static_cast<std::ptrdiff_t>(kept)) {
+    return false;
+  }
+  record->EndStretch(kept);
+  return true;
+}
+
+bool UndoLog::Keep(std::uint64_t offset, Bytes bytes) {
+  if (offset >= record->fileSize) return true;
+  std::byte* const at = BeginStretch(offset, bytes.size());
+  if (at == nullptr) return false;
+  std::memcpy(at, bytes.data(), bytes.size());
+  record->EndStretch(bytes.size());
+  return true;
 }
 
 void UndoLog::Drop() {

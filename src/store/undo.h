@@ -38,14 +38,16 @@ class UndoLog {
     std::uint64_t size;  // of the file before the update
   };
   // Begins to keep. REQUIRES: not Active().
-  // False: there is not memory enough, or page 0 could not be read.
-  bool Begin(const Subject& subject, VirtualFile& file);
+  // `page0` is the file's as it is. False: there is not memory enough.
+  bool Begin(const Subject& subject, const Page& page0);
   // Page 0 is about to become this. REQUIRES: Active(), and page 0 is as it was at Begin.
   void Announce(const Page& page) { record->Announce(page); }
   // Keeps the bytes of a stretch as they are, so far as they lie within the file of Begin; to be
   // called before they are overwritten. False, with nothing kept, if they could not be read or
   // there is no memory for them.
   bool Keep(VirtualFile& file, std::uint64_t offset, std::size_t length);
+  // The same for bytes at hand.
+  bool Keep(std::uint64_t offset, Bytes bytes);
   // Puts all that was kept back and the file to its former size. False if that failed; then it all
   // stays kept. It may be done again.
   bool PutBack(VirtualFile& file) { return record->PutBack(file); }
@@ -80,6 +82,7 @@ class UndoLog {
   };
 
   std::byte* Memory(unsigned area, std::size_t bytes);
+  std::byte* BeginStretch(std::uint64_t offset, std::size_t length);
   UndoRecord* RecordIn(unsigned area);
   unsigned AreaOf(const platform::FileIdentity& file) const;
   bool IsAside(unsigned area) const { return (board->aside >> area & 1) != 0; }

@@ -21,12 +21,13 @@ std::size_t UndoRecord::SizeOf(std::uint64_t length) {
   return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
 }
 
-void UndoRecord::Begin(std::uint64_t size, const std::string& where) {
+void UndoRecord::Begin(const Page& page0, std::uint64_t size, const std::string& where) {
   used = 0;
   fileSize = size;
   pathLength = where.size() <= PathLimit ? static_cast<std::uint32_t>(where.size()) : 0;
   std::memcpy(path, where.data(), pathLength);
   saving = 0;
+  std::copy(page0.begin(), page0.end(), pageBefore);
 }
 
 void UndoRecord::Announce(const Page& page) {
@@ -35,16 +36,11 @@ void UndoRecord::Announce(const Page& page) {
   Publish(saving, std::uint32_t{1});
 }
 
-bool UndoRecord::Keep(VirtualFile& file, std::uint64_t offset, std::uint64_t length) {
+std::byte* UndoRecord::BeginStretch(std::uint64_t offset, std::uint64_t length) {
   std::byte* const at = reinterpret_cast<std::byte*>(this) + Size();
   const Stretch stretch{offset, length};
   std::memcpy(at, &stretch, sizeof stretch);
-  if (file.Read(offset, at + sizeof stretch, static_cast<std::size_t>(length)) !=
-      static_cast<std::ptrdiff_t>(length)) {
-    return false;
-  }
-  Publish(used, used + SizeOf(length));
-  return true;
+  return at + sizeof stretch;
 }
 
 std::optional<bool> UndoRecord::HasPageZeroOf(VirtualFile& file) const {
@@ -75,6 +71,7 @@ bool UndoRecord::PutBack(VirtualFile& file) const {
       return false;
     }
   }
+  if (saving != 0 && !file.Write(0, pageBefore, PageSize)) return false;
   const std::int64_t size = file.Size();
   if (size < 0) return false;
   return static_cast<std::uint64_t>(size) <= fileSize || file.Truncate(fileSize);

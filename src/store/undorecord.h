@@ -13,6 +13,16 @@
 
 namespace store {
 
+// Stores a value behind all stores before it and ahead of all stores after it, as the program has
+// them: a process that dies leaves what its instructions up to there had stored, so that the
+// compiler alone could disturb the order.
+template <typename T>
+void Publish(T& field, T value) {
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  std::atomic_ref<T>(field).store(value, std::memory_order_release);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
 // A head that says which file is meant, then the stretches kept, one behind the other. A stretch
 // counts only when `used` has moved behind it.
 struct UndoRecord {
@@ -32,12 +42,15 @@ struct UndoRecord {
   std::size_t Size() const { return sizeof(UndoRecord) + static_cast<std::size_t>(used); }
   std::string Path() const { return {path, pathLength}; }
 
-  // Empty, about a file of this size. `path` is where it may be found; by then another may be
-  // there.
-  void Begin(std::uint64_t size, const std::string& where);
+  // Empty, about a file of this size and page 0. `where` is its path; another may be there later.
+  void Begin(const Page& page0, std::uint64_t size, const std::string& where);
+  // Page 0 is about to become this.
   void Announce(const Page& page);
-  // Copies the bytes of the file behind the others. REQUIRES: there is memory for them.
-  bool Keep(VirtualFile& file, std::uint64_t offset, std::uint64_t length);
+  // A stretch begins: where its bytes are to be copied to, behind the others. REQUIRES: there is
+  // memory for them.
+  std::byte* BeginStretch(std::uint64_t offset, std::uint64_t length);
+  // They are there.
+  void EndStretch(std::uint64_t length) { Publish(used, used + SizeOf(length)); }
 
   // Whether page 0 of the file is as the update found it, as it was going to leave it, or on the
   // way from the one to the other: a file that was written over in place keeps its identity, not
@@ -46,15 +59,5 @@ struct UndoRecord {
   // Puts all that was kept back and the file to its former size. It may be done again.
   bool PutBack(VirtualFile& file) const;
 };
-
-// Stores a value behind all stores before it and ahead of all stores after it, as the program has
-// them: a process that dies leaves what its instructions up to there had stored, so that the
-// compiler alone could disturb the order.
-template <typename T>
-void Publish(T& field, T value) {
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-  std::atomic_ref<T>(field).store(value, std::memory_order_release);
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-}
 
 }  // namespace store

@@ -28,8 +28,9 @@ int CodeOfErrno(int error) {
 void WorkFile::Attach(UdbFile& file) {
   entry = &file;
   slotA.filled = slotB.filled = slotH.filled = false;
-  dirty = marked = foundDamage = false;
+  dirty = owned = foundDamage = false;
   figureToGiveBack = 0;
+  file.fd->Renew();
 }
 
 // An update in a file that cannot be told from others could not be taken back.
@@ -48,11 +49,16 @@ void WorkFile::Mend() {
 
 void WorkFile::LoadHeader() {
   slotA.filled = slotB.filled = slotH.filled = false;
-  ReadBytes(0, slotH.bytes);
-  if (!VersionOf(slotH.bytes)) Raise(UDB_FILE_CORRUPTED);
-  version = Load32(slotH.bytes.data());
-  entry->header = headerBefore = Header::Load(slotH.bytes);
+  FillFrom(0, slotH);
+  if (!VersionOf(slotH.Bytes())) Raise(UDB_FILE_CORRUPTED);
+  version = Load32(slotH.Bytes().data());
+  entry->header = headerBefore = Header::Load(slotH.Bytes());
+  CheckSound();
   slotH.filled = true;
+}
+
+void WorkFile::CheckSound() {
+  if (!entry->fd->Sound()) Raise(UDB_SYSTEM_ERROR);
 }
 
 std::uint32_t WorkFile::Version() {
@@ -62,6 +68,8 @@ std::uint32_t WorkFile::Version() {
 
 void WorkFile::Raise(int code) {
   if (code == UDB_FILE_ACCESS) code = CodeOfErrno(entry->fd ? entry->fd->LastError() : errno);
+  // What looked damaged may have been zeros in place of bytes that could not be had.
+  if (entry->fd && !entry->fd->Sound()) code = UDB_SYSTEM_ERROR;
   if (code == UDB_FILE_CORRUPTED && slotH.filled && entry->writable != 0) {
     entry->header.corrupted = 1;
     foundDamage = true;
@@ -80,13 +88,26 @@ void WorkFile::ReadBytes(std::uint64_t offset, std::span<std::uint8_t> out) {
   Raise(offset > 0 && beyond ? UDB_FILE_CORRUPTED : UDB_SYSTEM_ERROR);
 }
 
+// A page is looked at where it lies if that can be. Nobody who keeps to the lock changes it
+// meanwhile, and this operation does so only by writing whole pages of its own copies.
+void WorkFile::FillFrom(std::uint16_t page, PageSlot& slot) {
+  if (const std::byte* const there = entry->fd->View(OffsetOf(page), PageSize)) {
+    slot.LookAt(*reinterpret_cast<const Page*>(there));
+  } else {
+    ReadBytes(OffsetOf(page), slot.Fresh());
+  }
+}
+
 void WorkFile::BeginUndo() {
   if (entry->writable == 0) Raise(UDB_SYSTEM_ERROR);
   if (undo.Active()) return;
   const std::int64_t size = entry->fd->Size();
   if (size < 0) Raise(UDB_SYSTEM_ERROR);
   const UndoLog::Subject subject{entry->path, Identity(), static_cast<std::uint64_t>(size)};
-  if (!undo.Begin(subject, *entry->fd)) Raise(UDB_SYSTEM_ERROR);
+  if (!undo.Begin(subject, owned ? pageBefore : slotH.Bytes())) Raise(UDB_SYSTEM_ERROR);
+  if (entry->fd->Sound()) return;
+  undo.Drop();
+  Raise(UDB_SYSTEM_ERROR);
 }
 
 void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
@@ -97,6 +118,10 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   for (std::uint32_t page = first; page <= last && !inUse; ++page) inUse = WasInUse(page);
   BeginUndo();
   if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
+  Write(offset, bytes, codeOfFailure);
+}
+
+void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
 }
 
@@ -108,16 +133,29 @@ PageSlot& WorkFile::Fetch(std::uint16_t page, PageSlot& preferred) {
   CheckPageNumber(page);
   if (slotA.Holds(page)) return slotA;
   if (slotB.Holds(page)) return slotB;
-  preferred.filled = false;
-  ReadBytes(OffsetOf(page), preferred.bytes);
+  preferred.filled = preferred.kept = false;
+  FillFrom(page, preferred);
   preferred.number = page;
   ViewOf(preferred);
   preferred.filled = true;
   return preferred;
 }
 
+PageSlot& WorkFile::FetchForChange(std::uint16_t page, PageSlot& preferred) {
+  PageSlot& slot = Fetch(page, preferred);
+  const Page& bytes = slot.Own();
+  CheckSound();
+  ViewOf(slot);
+  // Of a file that may not be written, the attempt to write is what fails.
+  if (slot.kept || entry->writable == 0) return slot;
+  BeginUndo();
+  if (!undo.Keep(OffsetOf(page), bytes)) Raise(UDB_SYSTEM_ERROR);
+  slot.kept = true;
+  return slot;
+}
+
 TreePage WorkFile::ViewOf(const PageSlot& slot) {
-  const auto view = TreePage::Of(slot.bytes);
+  const auto view = TreePage::Of(slot.Bytes());
   if (!view) Raise(UDB_FILE_CORRUPTED);
   return *view;
 }
@@ -128,7 +166,13 @@ Entry WorkFile::EntryAt(TreePage page, std::size_t offset) {
   return *found;
 }
 
-void WorkFile::WritePage(const PageSlot& slot) { WriteBytes(OffsetOf(slot.number), slot.bytes); }
+void WorkFile::WritePage(const PageSlot& slot) {
+  if (slot.kept) {
+    Write(OffsetOf(slot.number), slot.Bytes(), UDB_FILE_ACCESS);
+  } else {
+    WriteBytes(OffsetOf(slot.number), slot.Bytes());
+  }
+}
 
 void WorkFile::PatchLink(std::uint16_t neighbour, Link link, const PageSlot& from,
                          std::uint16_t to) {
@@ -138,23 +182,26 @@ void WorkFile::PatchLink(std::uint16_t neighbour, Link link, const PageSlot& fro
   const std::size_t place = link == Link::Next ? 4 : 6;
   std::array<std::uint8_t, EntriesAt> head;
   ReadBytes(OffsetOf(neighbour), head);
-  if (head[0] != from.bytes[0] || Load16(head.data() + place) != from.number) {
+  if (head[0] != from.Bytes()[0] || Load16(head.data() + place) != from.number) {
     Raise(UDB_FILE_CORRUPTED);
   }
   std::array<std::uint8_t, 2> value;
   Store16(value.data(), to);
-  WriteBytes(OffsetOf(neighbour) + place, value, UDB_SYSTEM_ERROR);
+  BeginUndo();
+  const std::uint64_t at = OffsetOf(neighbour) + place;
+  if (!undo.Keep(at, Bytes(head).subspan(place, value.size()))) Raise(UDB_SYSTEM_ERROR);
+  Write(at, value, UDB_SYSTEM_ERROR);
   for (PageSlot* slot : {&slotA, &slotB}) {
-    if (slot->Holds(neighbour)) Store16(slot->bytes.data() + place, to);
+    if (slot->Holds(neighbour)) Store16(slot->Own().data() + place, to);
   }
 }
 
 void WorkFile::Mark(std::uint32_t first, std::uint32_t count, bool inUse) {
-  if (!marked) pageBefore = slotH.bytes;
-  marked = dirty = true;
+  Page& page0 = OwnHeaderPage();
+  dirty = true;
   // freePages moves by the whole length once for each byte of the bitmap that the run touches: a
   // cautious figure for the test before an insertion, while the bitmap alone decides.
-  const std::uint32_t touched = MarkRun(BitmapOf(slotH.bytes), first, count, inUse);
+  const std::uint32_t touched = MarkRun(BitmapOf(page0), first, count, inUse);
   const auto moved = static_cast<std::uint16_t>(touched * count);
   std::uint16_t& figure = entry->header.freePages;
   figure = static_cast<std::uint16_t>(inUse ? figure - moved : figure + moved);
@@ -173,11 +220,11 @@ bool WorkFile::WereAllInUse(std::uint32_t first, std::uint32_t count) const {
 }
 
 bool WorkFile::WasInUse(std::uint32_t page) const {
-  return page >= MaxPages || InUse(marked ? pageBefore : slotH.bytes, page);
+  return page >= MaxPages || InUse(owned ? pageBefore : slotH.Bytes(), page);
 }
 
 std::uint16_t WorkFile::AllocateRun(std::uint32_t count) {
-  const std::uint32_t first = FindFreeRun(BitmapOf(slotH.bytes), count);
+  const std::uint32_t first = FindFreeRun(BitmapOf(slotH.Bytes()), count);
   if (first == 0) Raise(UDB_CANNOT_ALLOCATE_RECORD);
   Mark(first, count, true);
   return static_cast<std::uint16_t>(first);
@@ -193,21 +240,29 @@ void WorkFile::AllocatePage(PageSlot& slot) {
   const std::uint16_t page = AllocateRun(1);
   // A damaged bitmap may offer a page of the tree; not the one that is just being split, at least.
   if (slotA.Holds(page) || slotB.Holds(page)) Raise(UDB_FILE_CORRUPTED);
-  slot.bytes.fill(0);
+  slot.Fresh().fill(0);
+  slot.kept = false;
   slot.number = page;
   slot.filled = true;
 }
 
+Page& WorkFile::OwnHeaderPage() {
+  if (!owned) pageBefore = slotH.Bytes();
+  owned = true;
+  return slotH.Own();
+}
+
 void WorkFile::SaveHeader() {
   if (!slotH.filled || (!dirty && entry->header.journal == 0)) return;
-  entry->header.Store(slotH.bytes);
+  entry->header.Store(OwnHeaderPage());
   WriteHeaderPage();
 }
 
 void WorkFile::WriteHeaderPage() {
+  const Page& page = OwnHeaderPage();
   BeginUndo();
-  undo.Announce(slotH.bytes);
-  WriteBytes(0, slotH.bytes);
+  undo.Announce(page);
+  Write(0, page, UDB_FILE_ACCESS);
 }
 
 bool WorkFile::TakeBack() {
@@ -218,11 +273,11 @@ bool WorkFile::TakeBack() {
   header.firstLeaf = headerBefore.firstLeaf;
   header.depth = headerBefore.depth;
   header.recordCount = headerBefore.recordCount;
-  if (!marked) return true;
+  if (!owned) return true;
   header.freePages = static_cast<std::uint16_t>(header.freePages + figureToGiveBack);
   figureToGiveBack = 0;
   const auto before = BitmapOf(static_cast<const Page&>(pageBefore));
-  const auto now = BitmapOf(slotH.bytes);
+  const auto now = BitmapOf(slotH.Own());
   std::transform(now.begin(), now.end(), before.begin(), now.begin(),
                  [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); });
   return true;

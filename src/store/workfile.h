@@ -13,13 +13,30 @@
 
 namespace store {
 
-// A page held in memory, with the number it has in the file.
-struct PageSlot {
+// A page at hand, with the number it has in the file: where it lies in the file, or a copy.
+class PageSlot {
+ public:
   std::uint16_t number = 0;
   bool filled = false;
-  Page bytes;
+  bool kept = false;  // what it was before this operation is kept for taking it back
 
   bool Holds(std::uint16_t page) const { return filled && number == page; }
+  const Page& Bytes() const { return *at; }
+  // To be filled or changed. What it held is not in it.
+  Page& Fresh() {
+    at = &copy;
+    return copy;
+  }
+  // To be changed: the bytes as they are, in a copy from now on.
+  Page& Own() {
+    if (at != &copy) copy = *at;
+    return Fresh();
+  }
+  void LookAt(const Page& page) { at = &page; }
+
+ private:
+  const Page* at = &copy;
+  Page copy;
 };
 
 class WorkFile {
@@ -37,7 +54,8 @@ class WorkFile {
   const KEYDESCR& KeyDescr() const { return entry->header.key; }
   // Raises FILE CORRUPTED when only the first byte of the version is one of a store file.
   std::uint32_t Version();
-  Page& HeaderPage() { return slotH.bytes; }
+  // Page 0, for changing it.
+  Page& OwnHeaderPage();
   UndoLog& Undo() { return undo; }
 
   // ---- Failing ----
@@ -45,6 +63,9 @@ class WorkFile {
   // Never returns. UDB_FILE_ACCESS travels as what errno makes of it. UDB_FILE_CORRUPTED on a file
   // opened for writing sets the mark in the table's copy of the header.
   [[noreturn]] void Raise(int code);
+  // Raises SYSTEM ERROR if pages looked at where they lie turned out not to be there; to be called
+  // before anything is made of them that outlives the operation.
+  void CheckSound();
   // Whether this operation has set that mark.
   bool FoundDamage() const { return foundDamage; }
 
@@ -54,8 +75,10 @@ class WorkFile {
   // `codeOfFailure`: raised when the file does not take the bytes.
   void WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure = UDB_FILE_ACCESS);
 
-  // The tree page, from the slot that holds it or read into the preferred one.
+  // The tree page, from the slot that holds it or got into the preferred one.
   PageSlot& Fetch(std::uint16_t page, PageSlot& preferred);
+  // The same for changing it: the slot's own copy, of which what it was is kept for taking it back.
+  PageSlot& FetchForChange(std::uint16_t page, PageSlot& preferred);
   PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
   TreePage ViewOf(const PageSlot& slot);
   Entry EntryAt(TreePage page, std::size_t offset);
@@ -95,6 +118,8 @@ class WorkFile {
   PageSlot slotB;
 
  private:
+  void FillFrom(std::uint16_t page, PageSlot& slot);
+  void Write(std::uint64_t offset, Bytes bytes, int codeOfFailure);
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
@@ -107,8 +132,8 @@ class WorkFile {
   UndoLog undo;
   // As they were when page 0 was loaded.
   Header headerBefore;
-  Page pageBefore;      // valid once `marked`
-  bool marked = false;  // the bitmap has changed
+  Page pageBefore;     // valid once `owned`
+  bool owned = false;  // page 0 is a copy, and may differ from the file's
   bool foundDamage = false;
   std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
 };

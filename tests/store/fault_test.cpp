@@ -124,11 +124,13 @@ class FaultTest : public StoreTest {
   }
 };
 
-class EveryCall : public FaultTest, public ::testing::WithParamInterface<Fault> {};
+using Form = std::pair<Fault, bool>;  // in place?
+class EveryCall : public FaultTest, public ::testing::WithParamInterface<Form> {};
 
 TEST_P(EveryCall, GoesWrongOnceAndNothingAcknowledgedIsLost) {
+  host.givesViews = GetParam().second;
   int nth = 1;
-  while (RunScript(nth, GetParam())) {
+  while (RunScript(nth, GetParam().first)) {
     ASSERT_FALSE(HasFailure()) << "call " << nth;
     ++nth;
   }
@@ -136,15 +138,18 @@ TEST_P(EveryCall, GoesWrongOnceAndNothingAcknowledgedIsLost) {
   EXPECT_GT(nth, 200) << "calls in the script";
 }
 
-std::string NameOf(const ::testing::TestParamInfo<Fault>& test) {
+std::string NameOf(const ::testing::TestParamInfo<Form>& test) {
   static const char* const names[] = {
       "", "Fails", "IsCutShort", "IsTheLastThatWorks", "Kills", "KillsBehindItself"};
-  return names[static_cast<int>(test.param)];
+  return names[static_cast<int>(test.param.first)] +
+         std::string(test.param.second ? "InPlace" : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Store, EveryCall,
-                         ::testing::Values(Fault::Fail, Fault::Short, Fault::Broken, Fault::Crash,
-                                           Fault::CrashBehind),
+                         ::testing::Values(Form{Fault::Fail, false}, Form{Fault::Short, false},
+                                           Form{Fault::Broken, false}, Form{Fault::Crash, false},
+                                           Form{Fault::CrashBehind, false}, Form{Fault::Fail, true},
+                                           Form{Fault::Crash, true}),
                          NameOf);
 
 // Two faults: the process dies in an update, and the one that is to take the update back meets a
@@ -193,7 +198,7 @@ TEST_F(FaultTest, OldestKeptBytesOfAPlaceWin) {
   undo.Attach(host);
   int error = 0;
   const auto opened = host.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
-  ASSERT_TRUE(undo.Begin({path, {}, 2 * PageBytes}, *opened));
+  ASSERT_TRUE(undo.Begin({path, {}, 2 * PageBytes}, store::Page{}));
   for (const char* bytes : {"first", "again"}) {
     EXPECT_TRUE(undo.Keep(*opened, 5000, 5));
     EXPECT_TRUE(opened->Write(5000, bytes, 5));

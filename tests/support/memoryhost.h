@@ -61,6 +61,9 @@ class MemoryHost : public store::Host {
   void Forget(const std::string& path) { files.erase(path); }
   void Rename(const std::string& from, const std::string& to);
 
+  // Files opened from now on can be looked at where they lie, as in a mapping. A look that fails
+  // shows zeros.
+  bool givesViews = false;
   bool refuseLock = false;
   int errorOfFault = EIO;  // of an opening
 

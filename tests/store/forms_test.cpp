@@ -1,0 +1,120 @@
+// Real files through the system's own host, in the plain form and in the mapped one.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "support/storecalls.h"
+#include "support/tempfolder.h"
+
+namespace {
+
+using store::FileForm;
+
+Bytes BytesOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream all;
+  all << in.rdbuf();
+  return all.str();
+}
+
+// The store on a host of this form, for as long as it lives.
+class Formed {
+ public:
+  explicit Formed(FileForm form) : host(store::MakeSystemHost(form)) {
+    store::SetHost(host.get());
+    udbInit();
+  }
+  ~Formed() {
+    udbInit();
+    store::SetHost(nullptr);
+  }
+  Formed(const Formed&) = delete;
+  Formed& operator=(const Formed&) = delete;
+
+ private:
+  std::unique_ptr<store::Host> host;
+};
+
+// All answers of a random script on a new file at `path`, with its bytes now and then.
+std::vector<Bytes> RunScript(FileForm form, const std::string& path) {
+  const Formed formed(form);
+  std::mt19937 random(7);
+  std::vector<Bytes> answers;
+  std::string failure;
+  int file = udbCreate(path.c_str(), Words, failure);
+  EXPECT_GE(file, 0) << failure;
+  for (int step = 0; step < 6000; ++step) {
+    const std::string key = std::to_string(random() % 900);
+    const std::size_t length = random() % 30 == 0 ? random() % 20000 : random() % 600;
+    Bytes got;
+    switch (step < 4500 ? random() % 5 : 4) {
+      case 0:
+      case 1:
+        answers.push_back(std::to_string(Insert(file, Record(key, length, random() % 100))));
+        break;
+      case 2: {
+        const Bytes record = Record(key, length, random() % 100);
+        answers.push_back(std::to_string(Update(file, key + ' ', record)));
+        break;
+      }
+      case 3:
+        answers.push_back(std::to_string(Get(file, key + ' ', got)));
+        answers.push_back(got);
+        break;
+      default:
+        answers.push_back(std::to_string(Erase(file, key + ' ')));
+    }
+    if (step % 500 != 0) continue;
+    answers.push_back(BytesOf(path));
+    for (const Bytes& record : Walk(file)) answers.push_back(record);
+  }
+  EXPECT_EQ(udbClose(file), 0);
+  answers.push_back(BytesOf(path));
+  EXPECT_EQ(CheckStore(path).state, StoreState::Sound);
+  return answers;
+}
+
+TEST(FormsTest, PlainAndMappedGiveTheSameAnswersAndTheSameBytes) {
+  const TempFolder folder;
+  EXPECT_TRUE(RunScript(FileForm::Plain, folder.Path("a")) ==
+              RunScript(FileForm::Mapped, folder.Path("b")));
+}
+
+// Somebody cuts the file while it is mapped: the first operation that meets it says so, the ones
+// behind it see the file as it is, and nobody dies.
+TEST(FormsTest, FileCutWhileItIsMappedIsAnswered) {
+  const TempFolder folder;
+  const std::string path = folder.Path("cut");
+  const Formed formed(FileForm::Mapped);
+  std::string failure;
+  const int file = udbCreate(path.c_str(), Words, failure);
+  ASSERT_GE(file, 0) << failure;
+  for (int n = 1000; n < 1200; ++n) {
+    ASSERT_EQ(Insert(file, Record(std::to_string(n), 400)), 0);
+  }
+  const Bytes whole = BytesOf(path);
+  for (const std::uintmax_t pages : {5U, 1U, 0U}) {
+    for (const bool update : {false, true}) {
+      SCOPED_TRACE(std::to_string(pages) + (update ? ", update" : ", get"));
+      std::ofstream(path, std::ios::binary) << whole;
+      Bytes got;
+      ASSERT_EQ(Get(file, "1100 ", got), 0) << ErrorText(file);
+      std::filesystem::resize_file(path, pages * PageBytes);
+      const auto ask = [&] {
+        return update ? Update(file, "1100 ", Record("1100", 300)) : Get(file, "1100 ", got);
+      };
+      EXPECT_EQ(ask(), -1);
+      EXPECT_EQ(ErrorText(file), "SYSTEM ERROR");
+      EXPECT_EQ(ask(), -1);
+      EXPECT_EQ(ErrorText(file), pages == 0 ? "SYSTEM ERROR" : "FILE CORRUPTED");
+    }
+  }
+  std::ofstream(path, std::ios::binary) << whole;
+  EXPECT_EQ(Walk(file).size(), 200U);
+  EXPECT_EQ(udbClose(file), 0);
+}
+
+}  // namespace
