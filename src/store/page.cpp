@@ -52,17 +52,6 @@ std::span<const std::uint8_t, BitmapBytes> BitmapOf(const Page& page) {
   return std::span(page).subspan<PageSize - BitmapBytes, BitmapBytes>();
 }
 
-std::optional<Entry> Entry::At(Bytes entries, std::size_t offset, bool leaf) {
-  if (offset > entries.size() || EntryHead > entries.size() - offset) return std::nullopt;
-  const Entry entry(entries.data() + offset);
-  if (entry.Length() < EntryHead || entry.Size() > MaxEntry ||
-      offset + entry.Size() > entries.size()) {
-    return std::nullopt;
-  }
-  const bool known = entry.Form() == EntryForm::Key || (leaf && entry.Form() == EntryForm::Inline);
-  return known ? std::optional(entry) : std::nullopt;
-}
-
 std::optional<Bytes> Entry::Key(const KEYDESCR& kd) const {
   return Form() == EntryForm::Inline ? KeyIn(kd, Payload()) : KeyAtStart(kd, Payload());
 }

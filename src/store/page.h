@@ -86,7 +86,16 @@ class Entry {
  public:
   // The entry that begins `offset` bytes into these entries of a leaf or an internal page. Nothing
   // if no sound entry lies there: it must end within them and have a form of its kind of page.
-  static std::optional<Entry> At(Bytes entries, std::size_t offset, bool leaf);
+  static std::optional<Entry> At(Bytes entries, std::size_t offset, bool leaf) {
+    if (offset > entries.size() || EntryHead > entries.size() - offset) return std::nullopt;
+    const Entry entry(entries.data() + offset);
+    if (entry.length < EntryHead || entry.Size() > MaxEntry ||
+        offset + entry.Size() > entries.size()) {
+      return std::nullopt;
+    }
+    const bool known = entry.form == EntryForm::Key || (leaf && entry.form == EntryForm::Inline);
+    return known ? std::optional(entry) : std::nullopt;
+  }
 
   EntryForm Form() const { return form; }
   std::size_t Length() const { return length; }

@@ -1,6 +1,8 @@
 // Searching the tree and walking its leaves.
 #include "store/tree.h"
 
+#include "store/pagesearch.h"
+
 namespace store {
 
 namespace {
@@ -39,7 +41,7 @@ PageSlot& Tree::FetchLeaf(std::uint16_t page, PageSlot& preferred) {
 }
 
 std::size_t Tree::Scan(const TreePage& page, Bytes key) {
-  std::size_t at = 0;
+  std::size_t at = StepOverLess(page, work.KeyDescr(), key);
   while (at < page.Used()) {
     const Entry entry = work.EntryAt(page, at);
     if (CompareKeys(work.KeyDescr(), KeyOf(entry), key) >= 0) break;
