@@ -11,7 +11,7 @@ namespace {
 
 // In which layout the memory is: it outlives the program that wrote to it, and what another build
 // left there is not to be understood.
-constexpr std::uint32_t Layout = 0x756E6402;
+constexpr std::uint32_t Layout = 0x756E6403;
 
 constexpr std::size_t KeptBacked = 256U << 10;   // more than an update of tree pages ever needs
 constexpr std::size_t AsideLimit = 48U << 20;    // bytes of all records set aside
@@ -64,7 +64,7 @@ bool UndoLog::Begin(const Subject& subject, const Page& page0) {
   while (block == nullptr && ForgetOldest()) block = Memory(area, KeptBacked);
   if (block == nullptr) return false;
   record = reinterpret_cast<UndoRecord*>(block);
-  record->Begin(page0, subject.size, subject.path);
+  record->Begin(page0, subject.path);
   board->held[area] = {subject.identity, ++board->order, 0};
   Publish(board->active, std::uint32_t{area});
   return true;

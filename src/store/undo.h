@@ -35,11 +35,13 @@ class UndoLog {
   struct Subject {
     const std::string& path;  // absolute
     platform::FileIdentity identity;
-    std::uint64_t size;  // of the file before the update
   };
   // Begins to keep. REQUIRES: not Active().
   // `page0` is the file's as it is. False: there is not memory enough.
   bool Begin(const Subject& subject, const Page& page0);
+  // The size of the file before the update, to be told before it grows.
+  void SetSize(std::uint64_t size) { Publish(record->fileSize, size); }
+  bool KnowsSize() const { return record->fileSize != UndoRecord::NotGrown; }
   // Page 0 is about to become this. REQUIRES: Active(), and page 0 is as it was at Begin.
   void Announce(const Page& page) { record->Announce(page); }
   // Keeps the bytes of a stretch as they are, so far as they lie within the file of Begin; to be

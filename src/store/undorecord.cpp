@@ -21,9 +21,9 @@ std::size_t UndoRecord::SizeOf(std::uint64_t length) {
   return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
 }
 
-void UndoRecord::Begin(const Page& page0, std::uint64_t size, const std::string& where) {
+void UndoRecord::Begin(const Page& page0, const std::string& where) {
   used = 0;
-  fileSize = size;
+  fileSize = NotGrown;
   pathLength = where.size() <= PathLimit ? static_cast<std::uint32_t>(where.size()) : 0;
   std::memcpy(path, where.data(), pathLength);
   saving = 0;

@@ -27,9 +27,10 @@ void Publish(T& field, T value) {
 // counts only when `used` has moved behind it.
 struct UndoRecord {
   static constexpr std::size_t PathLimit = 4096;
+  static constexpr std::uint64_t NotGrown = ~std::uint64_t{0};  // the size was of no matter so far
 
-  std::uint64_t used;  // bytes of stretches behind this head
-  std::uint64_t fileSize;
+  std::uint64_t used;      // bytes of stretches behind this head
+  std::uint64_t fileSize;  // before the update
   std::uint32_t pathLength;
   std::uint32_t saving;  // pageAfter is filled
   std::uint8_t pageBefore[PageSize];
@@ -42,8 +43,8 @@ struct UndoRecord {
   std::size_t Size() const { return sizeof(UndoRecord) + static_cast<std::size_t>(used); }
   std::string Path() const { return {path, pathLength}; }
 
-  // Empty, about a file of this size and page 0. `where` is its path; another may be there later.
-  void Begin(const Page& page0, std::uint64_t size, const std::string& where);
+  // Empty, about a file of this page 0. `where` is its path; another may be there later.
+  void Begin(const Page& page0, const std::string& where);
   // Page 0 is about to become this.
   void Announce(const Page& page);
   // A stretch begins: where its bytes are to be copied to, behind the others. REQUIRES: there is

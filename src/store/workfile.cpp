@@ -101,10 +101,8 @@ void WorkFile::FillFrom(std::uint16_t page, PageSlot& slot) {
 void WorkFile::BeginUndo() {
   if (entry->writable == 0) Raise(UDB_SYSTEM_ERROR);
   if (undo.Active()) return;
-  const std::int64_t size = entry->fd->Size();
-  if (size < 0) Raise(UDB_SYSTEM_ERROR);
-  const UndoLog::Subject subject{entry->path, Identity(), static_cast<std::uint64_t>(size)};
-  if (!undo.Begin(subject, owned ? pageBefore : slotH.Bytes())) Raise(UDB_SYSTEM_ERROR);
+  if (!undo.Begin({entry->path, Identity()}, owned ? pageBefore : slotH.Bytes()))
+    Raise(UDB_SYSTEM_ERROR);
   if (entry->fd->Sound()) return;
   undo.Drop();
   Raise(UDB_SYSTEM_ERROR);
@@ -117,11 +115,22 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   bool inUse = false;
   for (std::uint32_t page = first; page <= last && !inUse; ++page) inUse = WasInUse(page);
   BeginUndo();
+  if (inUse) NeedSize(offset, bytes.size());
   if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
   Write(offset, bytes, codeOfFailure);
 }
 
+// The undo record must have the file's size before the file may grow, and before bytes are asked
+// for that it may not have. What can be looked at lies within.
+void WorkFile::NeedSize(std::uint64_t offset, std::size_t n) {
+  if (undo.KnowsSize() || entry->fd->View(offset, n) != nullptr) return;
+  const std::int64_t size = entry->fd->Size();
+  if (size < 0) Raise(UDB_SYSTEM_ERROR);
+  undo.SetSize(static_cast<std::uint64_t>(size));
+}
+
 void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
+  NeedSize(offset, bytes.size());
   if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
 }
 

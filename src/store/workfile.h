@@ -123,6 +123,7 @@ class WorkFile {
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
+  void NeedSize(std::uint64_t offset, std::size_t n);
   void BeginUndo();
 
   UdbFile* entry = nullptr;

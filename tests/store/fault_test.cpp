@@ -198,7 +198,7 @@ TEST_F(FaultTest, OldestKeptBytesOfAPlaceWin) {
   undo.Attach(host);
   int error = 0;
   const auto opened = host.Open(path, platform::OpenMode::ReadWrite, platform::Sharing::All, error);
-  ASSERT_TRUE(undo.Begin({path, {}, 2 * PageBytes}, store::Page{}));
+  ASSERT_TRUE(undo.Begin({path, {}}, store::Page{}));
   for (const char* bytes : {"first", "again"}) {
     EXPECT_TRUE(undo.Keep(*opened, 5000, 5));
     EXPECT_TRUE(opened->Write(5000, bytes, 5));
