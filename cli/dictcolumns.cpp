@@ -28,6 +28,7 @@ std::string Fault(const char* column, const std::string& text, const std::string
 }
 
 std::string WordFault(const char* column, const std::string& text) {
+  if (!IsUtf8(text)) return Fault(column, text, "is no UTF-8", "a text in UTF-8");
   if (HasWhiteSpace(text)) {
     return Fault(column, text, "has white space in it", "a single word (a_b for a b)");
   }

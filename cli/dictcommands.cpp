@@ -249,12 +249,10 @@ void AddName(const Added& added) {
 }
 
 constexpr const char* Footer =
-    "An article has a name, a number, a type, and two sides: the term and the word of side K "
-    "(kpos,\n"
-    "ktext) and of side M (pos, mtext). The type tells which sides there are: K, M, B for both, "
-    "or\n"
-    "N for none. Terms go by their names in the knowledge base (`kvor term tree`). NAME1 to NAME9\n"
-    "are the homonyms of NAME. A table has a row an article, its columns parted by tabs:\n"
+    "An article has a name, a number, a type, and two sides: the term and the word of side K\n"
+    "(kpos, ktext) and of side M (pos, mtext). The type tells which sides there are: K, M, B for\n"
+    "both, or N for none. Terms go by their names in the knowledge base (`kvor term tree`). NAME1\n"
+    "to NAME9 are the homonyms of NAME. A table has a row an article, its columns parted by tabs:\n"
     "  name  number  type  pos  kpos  ktext  mtext\n"
     "\n"
     "Examples:\n"

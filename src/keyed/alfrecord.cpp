@@ -13,7 +13,6 @@
 using keyed::Narrow;
 using keyed::OrEmpty;
 using keyed::utf8Page;
-using keyed::Wide;
 
 namespace {
 
@@ -30,18 +29,20 @@ std::string TermField(std::uint16_t code) {
   return name == noTerm ? std::string() : name;
 }
 
-// The words of a record. They are parted by ASCII white space in the wide text: a byte of a UTF-8
-// letter may look like a blank to some locale.
+// The words of a record, up to its first zero. They are parted by ASCII white space in the wide
+// text: a byte of a UTF-8 letter may look like a blank to some locale. The text is converted as a
+// whole, not by pieces that may cut a character in two.
 class Words {
  public:
-  explicit Words(std::string const& record) : text(Wide(record)) {}
+  explicit Words(std::string const& record)
+      : text(u8_w(record.data(), record.data() + std::min(record.find('\0'), record.size()))) {}
 
   // The next word, empty for "#" and behind the last one.
   std::string Next() {
     constexpr std::u16string_view whiteSpace = u" \t\n\v\f\r";
     std::size_t const first = std::min(text.find_first_not_of(whiteSpace, at), text.size());
     at = std::min(text.find_first_of(whiteSpace, first), text.size());
-    std::string word = Narrow(text.substr(first, at - first));
+    std::string word = w_u8(text.data() + first, text.data() + at);
     if (word == emptyField) word.clear();
     return word;
   }

@@ -106,7 +106,10 @@ TEST_F(ArticlesTest, RecordHasAllSevenFields) {
   article = Article("abc -5 M noun verb дом b");
   EXPECT_EQ(std::tie(article.Number, article.Pos, article.KPos, article.KText, article.MText),
             std::make_tuple(-5, 0x11, 0x12, "дом", "b"));
+  article.KText.assign(63999, 'k') += "😀 b";  // not cut in two by the conversion
+  EXPECT_EQ(Article(Text(article)).KText + " b", article.KText);
   article.KPos = 0x777;  // a term that nobody knows
+  article.KText = "дом";
   article.MText = "two words";
   EXPECT_EQ(Text(article), "abc -5 M noun # дом two words");
 }
