@@ -64,8 +64,11 @@ TEST(ErrorFile, BringsEntriesBackUnmerged) {
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(back.GetError(i) == errors.GetError(i)) << i;
     back.SetDocName(back.GetDocName() + u"!");
     const std::u16string rest = name.empty() ? u"" : u" mnum=\"7\" mtype=\"Fatal error\"";
-    EXPECT_TRUE(
-        Saved(back).starts_with(u"<errors fname=\"" + name + u"!\"" + rest + u" throw=\"f"));
+    EXPECT_TRUE(Saved(back).starts_with(std::u16string(u"<errors fname=\"")
+                                            .append(name)
+                                            .append(u"!\"")
+                                            .append(rest)
+                                            .append(u" throw=\"f")));
   }
 }
 

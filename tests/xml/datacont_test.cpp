@@ -77,7 +77,7 @@ TEST(DataCont, IsAValueButForItsDocumentAndSwapsTheTypeOneWay) {
 
 TEST(DataCont, TreeAsDeepAsADocumentMayBeDoesNotExhaustTheStack) {
   std::string document = "<a/>";
-  for (int i = 1; i < XMLDoc::MAX_DEPTH; ++i) document = "<a>" + document + "</a>";
+  for (int i = 1; i < XMLDoc::MAX_DEPTH; ++i) document.insert(0, "<a>").append("</a>");
   datacont deep = Read(document);
   const datacont copy = deep;
   EXPECT_TRUE(copy == deep);

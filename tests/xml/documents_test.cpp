@@ -71,7 +71,7 @@ TEST(Faults, SayWhatAndWhereBehindTheEventsBefore) {
       {declared("x-mac-japanese", "<a/>"), u"doc(1,31)",
        u"encoding of the XML declaration is not supported"}};
   for (const auto& [document, before, message] : cases)
-    EXPECT_EQ(EventsOf(document), before + u" Fatal error: " + message);
+    EXPECT_EQ(EventsOf(document), std::u16string(before).append(u" Fatal error: ").append(message));
 }
 
 TEST(Limits, ElementsNestToTheLimitAndNoDeeper) {

@@ -66,8 +66,8 @@ TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
       {936, "", u"gb2312", u"ё日"},
       {1200, "\xFF\xFE", u"utf-16", u"ё日"}};
   for (const auto& [codePage, mark, encoding, text] : cases) {
-    const std::u16string document = u"<?xml version=\"1.0\" encoding=\"" + encoding +
-                                    u"\" standalone=\"no\"?>\r\n<я>" + text + u"</я>";
+    std::u16string document = u"<?xml version=\"1.0\" encoding=\"";
+    document.append(encoding).append(u"\" standalone=\"no\"?>\r\n<я>").append(text).append(u"</я>");
     std::ofstream(path) << std::string(1000, '?');
     doc.SetCP(codePage);
     doc.SetFeatures(codePage == 936 ? XMLDoc::FORMAT : XMLDoc::DEFAULT);
