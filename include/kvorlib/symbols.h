@@ -81,14 +81,14 @@ class KVORLIB_API SymbControl {
                        BASE_STRING<char16_t>& run, std::u16string& mark);
 
  private:
-  int GetItem(LoadText<char16_t>& text, BASE_STRING<char16_t>& item);
-  std::u16string GetItem(LoadText<char16_t>& text);
-  bool CheckItem(LoadText<char16_t>& text, const char16_t* expected);
-  bool ErrProc(LoadText<char16_t>& text, const char16_t* message);
-  int ReadValue(LoadText<char16_t>& text, BASE_STRING<char16_t>& value);
+  static int GetItem(LoadText<char16_t>& text, BASE_STRING<char16_t>& item);
+  static std::u16string GetItem(LoadText<char16_t>& text);
+  static bool CheckItem(LoadText<char16_t>& text, const char16_t* expected);
+  static bool ErrProc(LoadText<char16_t>& text, const char16_t* message);
+  static bool ReadValue(LoadText<char16_t>& text, BASE_STRING<char16_t>& value, int& code);
   int LoadComsymb(LoadText<char16_t>& text, BASE_STRING<char16_t>& item);
   int LoadTranslit(LoadText<char16_t>& text, BASE_STRING<char16_t>& item);
-  void AssignStr(std::u16string& target, const BASE_STRING<char16_t>& source);
+  static void AssignStr(std::u16string& target, const BASE_STRING<char16_t>& source);
 
   bool loaded = false;
   bool translitMode = false;

@@ -4,10 +4,10 @@
 
 #include <set>
 
-#include "kvorlib/encoding.h"
+#include "kvorlib/symbols.h"
 #include "kvorlib/terms.h"
-#include "kvorlib/textbuffer.h"
 #include "kvorlib/xmldoc.h"
+#include "vocabulary/capturedlog.h"
 #include "vocabulary/numbertext.h"
 #include "vocabulary/termheader.h"
 
@@ -33,7 +33,6 @@ TEST(DeliveredTest, NoCodeNameOrIdentifierOfTheVocabularyStandsTwice) {
   EXPECT_GT(reader.codes.size(), 500);
 }
 
-// The file of letters as its reader takes it: items without blanks, line ends and comments.
 TEST(DeliveredTest, EachLanguageHasItsLettersAndWrittenOutLettersCanBeTurnedBack) {
   ASSERT_TRUE(SetTermMap(nullptr) && LoadTerm(u"" KVORLIB_DATA "/Data/Config/term.xml"));
   std::string settled;
@@ -41,37 +40,29 @@ TEST(DeliveredTest, EachLanguageHasItsLettersAndWrittenOutLettersCanBeTurnedBack
     settled += TermName(static_cast<std::uint16_t>(code)) + " ";
   EXPECT_EQ(settled, "russian english french arabic UNKNOWN unl spanish 0 BIGNUM ");
 
-  SimpleParser<char16_t> parser;
-  parser.SetParsParam((std::u16string(STANDARD_IDENT_SYMBOLS<char16_t>) + u"-").c_str(), 3);
-  parser.SetParsParam(u"=;", 2);
-  const TAGSDEF<char16_t> tags[] = {{7, u"//", u"\n", 0},
-                                    {8, u"\"", u"\"", u'\\'},
-                                    {10, u"[SYMBOLS]", u"", 0},
-                                    {11, u"[TRANSLIT]", u"", 0}};
-  parser.SetParsTags(tags, 4);
-  LoadText<char16_t> text;
-  text.SetTextParser(&parser);
-  ASSERT_TRUE(text.Load(u"" KVORLIB_DATA "/Data/Config/symbols.dat", nullptr));
-  std::string shape;  // a character for each item: the separator, or 'a' for code 0 and so on
-  std::vector<std::u16string> items;
-  BASE_STRING<char16_t> item;
-  for (int code = 0; code != 4;) {
-    code = text.GetItem(item);
-    if (code == 1 || code == 6 || code == 7) continue;
-    shape += static_cast<char>(code == 2 ? *item.ptr : 'a' + code);
-    items.emplace_back(item.ptr, static_cast<std::size_t>(item.len));
-  }
-  EXPECT_THAT(shape, testing::MatchesRegex("k(d=i;)+l(i=i;)+e"));
+  CapturedLog log;
+  SymbControl symbols;
+  EXPECT_TRUE(symbols.Load(KVORLIB_DATA "/Data/Config/symbols.dat"));
+  EXPECT_EQ(log.text, "");
 
-  std::set<std::u16string> unspelled, latin = {u"}"};
+  std::u16string unspelled, foreign;
   std::vector<Term*> languages;
   GetTermList(TermCode("language"), languages);
-  for (const Term* language : languages) unspelled.insert(language->name);
-  for (auto at = shape.find('d'); at != shape.npos; at = shape.find('d', at + 1))
-    EXPECT_EQ(unspelled.erase(items[at]), 1) << U2A(items[at], 65001);
-  EXPECT_EQ(unspelled, (std::set<std::u16string>{u"chinese", u"korean"}));
-  for (auto at = shape.find('l') + 3; at < items.size(); at += 4)
-    EXPECT_TRUE(items[at].size() == 1 && latin.insert(items[at]).second) << U2A(items[at], 65001);
+  for (const Term* language : languages) {
+    char16_t letter = 1;
+    while (letter != 0 && symbols.CheckLexem(language->code, {letter}) != -1) ++letter;
+    if (letter == 0) unspelled += language->name + u' ';
+  }
+  EXPECT_EQ(unspelled, u"chinese korean ");
+
+  symbols.SetTranslitMode(true);
+  for (char16_t letter = 1; letter != 0; ++letter)
+    if (symbols.Translit(std::u16string{letter}).size() > 1) foreign += letter;
+  const std::u16string written = symbols.Translit(foreign);
+  EXPECT_EQ(written.size(), foreign.size() + std::string("arabic{}").size());
+  EXPECT_GT(foreign.size(), 50);
+  EXPECT_EQ(symbols.Detranslit(u"arabic&#" + written.substr(6, foreign.size() + 1) + u".}"),
+            foreign + u'}');
   UnloadTerm();
 }
 
