@@ -41,11 +41,19 @@ bool DeclaresNamespace(std::string_view attribute) {
   return attribute == "xmlns" || attribute.starts_with("xmlns:");
 }
 
-// The parser does not take what is at `at`: why?
-std::u16string DescribeBadToken(std::string_view utf8, std::size_t at) {
+constexpr const char16_t* kBadBytes = u"bytes that are no character in the document's encoding";
+
+// Negative when the bytes there are not UTF-8; a blank at the end.
+UChar32 CharacterAt(std::string_view utf8, std::size_t at) {
   UChar32 point = ' ';
   if (at < utf8.size()) U8_NEXT(utf8.data(), at, utf8.size(), point);
-  if (point < 0) return u"bytes that are no character in the document's encoding";
+  return point;
+}
+
+// The parser does not take what is at `at`: why?
+std::u16string DescribeBadToken(std::string_view utf8, std::size_t at) {
+  const UChar32 point = CharacterAt(utf8, at);
+  if (point < 0) return kBadBytes;
   return point == 0 ? u"zero character" : Widen(XML_ErrorString(XML_ERROR_INVALID_TOKEN));
 }
 
@@ -73,6 +81,7 @@ class Run final : public SaxLocator {
   SaxResult Fault(const std::u16string& words);
 
   void InstallHandlers();
+  void CheckBeginning(std::string_view utf8);
   void Feed(std::string_view utf8);
   std::u16string DescribeParserError(std::string_view utf8) const;
   SaxResult Start(const char* name, const char** attrs);
@@ -171,6 +180,16 @@ void Run::InstallHandlers() {
       });
 }
 
+// The parser was told of UTF-8, but takes some first bytes for UTF-16 and would go on with that.
+// None of them are UTF-8.
+void Run::CheckBeginning(std::string_view utf8) {
+  using namespace std::string_view_literals;
+  const int at = utf8.starts_with("<\0"sv) ? 1 : 0;
+  if (outcome < 0 || CharacterAt(utf8, static_cast<std::size_t>(at)) > 0) return;
+  Fault(DescribeBadToken(utf8, static_cast<std::size_t>(at)));
+  place.column += at;
+}
+
 void Run::Feed(std::string_view utf8) {
   bool last = false;
   while (!last && outcome >= 0) {
@@ -185,7 +204,8 @@ void Run::Feed(std::string_view utf8) {
 
 std::u16string Run::DescribeParserError(std::string_view utf8) const {
   const XML_Error code = XML_GetErrorCode(parser);
-  if (code == XML_ERROR_INVALID_TOKEN || code == XML_ERROR_PARTIAL_CHAR)
+  if (code == XML_ERROR_PARTIAL_CHAR) return kBadBytes;
+  if (code == XML_ERROR_INVALID_TOKEN)
     return DescribeBadToken(utf8, static_cast<std::size_t>(XML_GetCurrentByteIndex(parser)));
   if (code == XML_ERROR_AMPLIFICATION_LIMIT_BREACH) return kGrowsTooMuch;
   return Widen(XML_ErrorString(code));
@@ -195,6 +215,7 @@ SaxResult Run::Parse(std::string_view utf8, SaxErrorHandler& errors) {
   InstallHandlers();
   maxDefaulted = std::max(kGrowthAlwaysGranted, utf8.size() * kGrowthFactor);
   Guarded([&] { return content.startDocument(); });
+  CheckBeginning(utf8);
   Feed(utf8);
   if (held != nullptr) std::rethrow_exception(held);
   if (outcome >= 0 && XML_GetErrorCode(parser) != XML_ERROR_NONE) Fault(DescribeParserError(utf8));
