@@ -57,6 +57,14 @@ std::u16string DescribeBadToken(std::string_view utf8, std::size_t at) {
   return point == 0 ? u"zero character" : Widen(XML_ErrorString(XML_ERROR_INVALID_TOKEN));
 }
 
+// For declarations that stand outside of the document. While they are unread, those behind the
+// place where they are named would not count.
+int ReadAsNothing(XML_Parser outer, const char*, const char*, const char*, const char*) {
+  const Parser inner(XML_ExternalEntityParserCreate(outer, nullptr, "UTF-8"));
+  if (inner == nullptr) return XML_STATUS_ERROR;
+  return XML_Parse(inner.get(), "", 0, static_cast<int>(true));
+}
+
 // One parse.
 class Run final : public SaxLocator {
  public:
@@ -154,8 +162,12 @@ SaxResult Run::Declare(char kind, const char* name, std::string_view text) {
 
 void Run::InstallHandlers() {
   XML_SetUserData(parser, this);
-  // Parameter entities of the document's own; those outside are only loaded by a handler.
   XML_SetParamEntityParsing(parser, XML_PARAM_ENTITY_PARSING_ALWAYS);
+  XML_SetExternalEntityRefHandler(parser, ReadAsNothing);
+  // From here on there are only entities that need not be read; with a handler, each of them would
+  // have all declared ones looked through.
+  XML_SetEndDoctypeDeclHandler(
+      parser, [](void* run) { XML_SetExternalEntityRefHandler(Of(run).parser, nullptr); });
   XML_SetXmlDeclHandler(parser, [](void* run, const char*, const char* name, int) {
     if (name != nullptr) Of(run).Guarded([&] { return Of(run).encoding = name, kSaxOk; });
   });
