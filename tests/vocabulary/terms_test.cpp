@@ -10,6 +10,7 @@
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/knowledgebase.h"
+#include "kvorlib/messages.h"
 #include "support/tempfolder.h"
 #include "vocabulary/termheader.h"
 
@@ -96,13 +97,28 @@ TEST_F(TermsTest, ReplacedEntriesStayWholeWhereTheyAreStillFound) {
   EXPECT_EQ(GetTerm(u"noun"), noun) << "a file that is loaded again gives the same records";
 }
 
-TEST_F(TermsTest, FailedLoadLeavesWhatItReadButNoElementOpen) {
+TEST_F(TermsTest, FailedLoadSaysWhyAndLeavesWhatItReadButNoElementOpen) {
+  struct Words : LogWriter {
+    bool vsWrite(const char16_t* format, va_list& args) override {
+      return said += U2A(FormatLogText(format, args), 65001), true;
+    }
+    std::string said;
+  } words;
+  MessLogger logger(&words, 'N');
+  MessLogger::SetMessLogger(&logger);
   UnloadTerm();
   EXPECT_FALSE(Load(R"(<v><group name="open" code="9"><term name="read" code="A"/>)"));
   EXPECT_TRUE(Load(R"(<term name="top" code="B"/>)"));
   EXPECT_TRUE(TermGroup(0xA) == 9 && TermGroup(0xB) == 0);
 
   EXPECT_FALSE(Load(R"(<v><term name="1.2" code="FFFF"/><term name="new" code="C"/></v>)"));
+  EXPECT_FALSE(Load("<?xml version='1.0' encoding='klingon'?><v/>"));
+  MessLogger::SetMessLogger(nullptr);
+  const std::string head = "\n!!!   Cannot open term file " + folder.Path("more") + " \r\n";
+  EXPECT_EQ(words.said, head + folder.Path("more") +
+                            "(1,60) Fatal error: no element found\r\n  !!!\r\n"
+                            "\n!!!   Wrong version!  !!!\r\n" +
+                            head + " Fatal error: Multianguage support error\r\n  !!!\r\n");
   EXPECT_TRUE(IsTerm(0xC));
   EXPECT_EQ(TermName(0xFFFF), "1.1") << "refused, so that the default file is read on top";
   EXPECT_EQ(TermCode("new"), 0xC);
