@@ -118,7 +118,9 @@ TEST(Limits, GrowthByTheDtdIsBounded) {
        {Entities('&', 12, 10) + "]><a>&e12;</a>", Entities('&', 12, 10) + "]><a b='&e12;'/>",
         Entities('%', 12, 10) + "%e12;]><a/>",
         "<!DOCTYPE a [<!ENTITY e '" + std::string(100000, 'x') + "'>]><a>" +
-            Repeated("&e;", 20000) + "</a>"}) {
+            Repeated("&e;", 20000) + "</a>",
+        "<!DOCTYPE a [<!ATTLIST b c CDATA '" + std::string(100000, 'x') + "'>]><a>" +
+            Repeated("<b/>", 20000) + "</a>"}) {
     XMLDoc doc;
     EXPECT_FALSE(LoadBytes(doc, document));
     EXPECT_TRUE(doc.GetLastError().message == u"The DTD makes the document grow too much");
