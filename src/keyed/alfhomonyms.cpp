@@ -2,7 +2,6 @@
 // it.
 #include <algorithm>
 #include <string_view>
-#include <utility>
 
 #include "keyed/utf8.h"
 #include "kvorlib/alffile.h"
@@ -29,18 +28,16 @@ int AlfFile::GetHoms(std::string const& name, std::vector<BASIC_ALFSTAT<char>>& 
   if (name.empty()) return -1;
   int const length = GetNonDigitLen(name) + 1;
   std::string const stem = name.substr(0, static_cast<std::size_t>(length));
-  // `name` may belong to an article in `result`, which is therefore not touched before the end.
-  std::vector<BASIC_ALFSTAT<char>> found;
+  result.clear();  // behind the last use of `name`, which may belong to an article in it
   BASIC_ALFSTAT<char> article;
   SetExactMatch(true);
-  if (GetAlfArticle(stem.c_str(), &article)) found.push_back(article);
+  if (GetAlfArticle(stem.c_str(), &article)) result.push_back(article);
   // Blanks alone have no stem, and single digits are not their homonyms.
   if (!stem.empty() && !IsDigit(stem.back())) {
     for (char const digit : homonymDigits) {
-      if (GetAlfArticle((stem + digit).c_str(), &article)) found.push_back(article);
+      if (GetAlfArticle((stem + digit).c_str(), &article)) result.push_back(article);
     }
   }
-  result = std::move(found);
   return static_cast<int>(result.size());
 }
 

@@ -386,7 +386,7 @@ def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
 
 def case_articles_are_looked_up_and_edited():
     dic('create', 'd', out='')
-    dic('create', 'd', code=2, err='kvor: d: SYSTEM ERROR')
+    dic('create', 'd', code=2, err='kvor: d: exists already')
     dic('add', 'd', 'bat', '--ktext', 'bat', '--kpos', 'noun', '--mtext', 'бита', '--number', '-7')
     dic('add', 'd', 'bat2', '--mtext', 'мышь')
     dic('add', 'd', 'cat')
