@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <set>
 #include <sstream>
 
 #include "kvorlib/encoding.h"
@@ -36,20 +37,26 @@ std::string OneLine(const std::u16string& text) {
 
 namespace {
 
+// The library says the same thing each time that it meets it; one complaint is enough.
 void ComplainOf(const std::u16string& text) {
+  static std::set<std::string> said;
   const std::string line = OneLine(text);
-  if (!line.empty()) Complain("", line);
+  if (!line.empty() && said.insert(line).second) Complain("", line);
 }
 
 class ComplainingWriter : public LogWriter {
  public:
   bool Write(const std::u16string& text) override {
+    // To the library, a registry that it cannot read is an empty one.
+    registryUnread = registryUnread || OneLine(text).starts_with("Registry:");
     ComplainOf(text);
     return true;
   }
   bool vsWrite(const char16_t* format, va_list& args) override {
     return Write(FormatLogText(format, args));
   }
+
+  bool registryUnread = false;
 };
 
 }  // namespace
@@ -73,6 +80,11 @@ struct Environment::Ears {
 Environment::Environment(const std::string& kb, Need need) : ears(std::make_unique<Ears>()) {
   std::u16string words;
   started = KBEnv::GetKBMap()->StartUp(words, Wide(kb));
+  // A default taken from nowhere is not the one that the user has chosen.
+  if (started && kb.empty() && ears->writer.registryUnread) {
+    started = false;
+    words = need == Need::Default ? u"the default is not known (--kb NAME names a base)" : u"";
+  }
   if (!started && need == Need::Default) {
     KBEnv::GetKBMap()->ShutDown();
     throw Failure("", OneLine(words));

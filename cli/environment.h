@@ -19,12 +19,13 @@ class Environment {
  public:
   enum class Need {
     Default,   // a start that fails is a Failure
-    ListOnly,  // go on with what was reached, so that a list can be mended
+    ListOnly,  // go on with what was reached, so that a list can be mended; Started() tells
   };
 
   // A name makes that knowledge base the default, for this process alone. With Need::Default a
   // knowledge base of the list that cannot be used is a complaint.
-  // Throws Failure with the library's words.
+  // Throws Failure with the library's words, and without a name when the user's list cannot be
+  // read, though the library then starts on its own knowledge base.
   explicit Environment(const std::string& kb = {}, Need need = Need::Default);
   ~Environment();
   Environment(const Environment&) = delete;

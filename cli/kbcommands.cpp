@@ -40,12 +40,26 @@ std::string Default() { return Narrow(Map().GetDefaultKB()); }
 // ---- the registry -----------------------------------------------------------------------------
 
 // The key as it stands, with the bases that could not be loaded. They are in no list of the
-// library, so what is written back is this, never the list.
+// library, so what is written back is this, never the list. As long as there is no key, what the
+// library has loaded came from the list of first bases beside it: it is here, too, since nobody
+// reads that list again once there is a key.
 class Registered {
  public:
   Registered() {
     std::u16string words;
-    Map().ReadDataFromKey(false, Key, values, words);  // nothing to read is an empty key
+    there = Map().ReadDataFromKey(false, Key, values, words);
+    if (there) return;
+    std::vector<std::u16string> loaded;
+    Map().GetKBArray(loaded, false);
+    for (const std::u16string& name : loaded)
+      if (!KBMap::KBIsLocal(name)) values[name] = Find(Narrow(name))->FileName;
+  }
+
+  // The name of a base as it is listed: case does not count in the registry.
+  std::string Listed(const std::string& name) const {
+    if (KBMap::KBIsLocal(Wide(name))) return Local;
+    const auto found = name.empty() ? values.end() : values.find(Wide(name));
+    return found == values.end() ? name : Narrow(found->first);
   }
 
   // The value of a base, or null.
@@ -66,17 +80,25 @@ class Registered {
 
   void Set(const std::string& name, const std::u16string& value) { values[Wide(name)] = value; }
   void Erase(const std::string& name) { values.erase(Wide(name)); }
-  // Throws Failure; the registry is then as it was.
+  // Both throw Failure; the registry is then as it was.
   void Store() {
     std::u16string words;
     if (!Map().WriteDataFromKey(false, Key, values, words)) {
       throw Failure("the registry", OneLine(words));
     }
   }
+  // Of a key that is there, nothing else is written: others may have changed it meanwhile.
+  void StoreDefault(const std::u16string& name) {
+    values[u""] = name;
+    std::u16string words;
+    if (!there) return Store();
+    if (!Map().SaveDefaultToRegistry(words)) throw Failure("the registry", OneLine(words));
+  }
 
  private:
   static constexpr const char16_t* Key = u"Software\\Kvor-3\\KBase";
   Settings values;
+  bool there = false;
 };
 
 // ---- what is known of a base ------------------------------------------------------------------
@@ -124,8 +146,9 @@ Base Describe(const std::string& name, const Registered& registered) {
   return base;
 }
 
-Base Wanted(const std::string& name) {
-  const Registered registered;
+// Of the name in any case.
+Base Wanted(const std::string& asked, const Registered& registered) {
+  const std::string name = registered.Listed(asked);
   if (Find(name) == nullptr && registered.File(name) == nullptr) {
     throw Failure(name, "no such knowledge base is listed");
   }
@@ -194,7 +217,7 @@ void PrintBase(Output& out, const Base& base) {
 
 int Show(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
-  const Base base = Wanted(options.name);
+  const Base base = Wanted(options.name, Registered());
   if (!session.json) {
     PrintBase(session.out, base);
   } else {
@@ -213,7 +236,7 @@ int Dirs(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
   const std::string name = options.name.empty() ? Default() : options.name;
   if (name.empty()) throw Failure("", "there is no default knowledge base");
-  const Base base = Wanted(name);
+  const Base base = Wanted(name, Registered());
   if (!base.valid) {
     throw Failure(name, base.errors.empty() ? "not usable" : base.errors.front());
   }
@@ -245,7 +268,9 @@ int Dirs(Session& session, const BaseOptions& options) {
 // Makes a file known to the library and puts it among the values to be stored. Nothing, after a
 // complaint, if it cannot be added.
 std::optional<Base> AddOne(const std::string& file, Registered& registered) {
-  const std::u16string path = Wide(std::filesystem::absolute(file).lexically_normal().string());
+  std::error_code error;
+  const std::u16string path =
+      Wide(std::filesystem::absolute(file, error).lexically_normal().string());
   const std::u16string name = KBMap::FormKBNameFromPath(path);
   std::u16string words;
   if (name.empty() || KBMap::KBIsLocal(name)) {
@@ -299,10 +324,12 @@ int Add(Session& session, const BaseOptions& options) {
 
 int Remove(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
-  const std::string& name = options.name;
-  if (KBMap::KBIsLocal(Wide(name))) throw Failure(name, "belongs to the library and stays");
-  const Base base = Wanted(name);
+  if (KBMap::KBIsLocal(Wide(options.name))) {
+    throw Failure(options.name, "belongs to the library and stays");
+  }
   Registered registered;
+  const Base base = Wanted(options.name, registered);
+  const std::string& name = base.name;
   std::u16string words;
   if (base.data != nullptr && !(Map().*&Inner::RemoveKB)(Wide(name), words)) {
     throw Failure(name, OneLine(words) + " (the default cannot move; nothing is removed)");
@@ -327,10 +354,12 @@ int Remove(Session& session, const BaseOptions& options) {
 
 int ChooseDefault(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
-  std::u16string words;
-  if (!options.name.empty() &&
-      !(Map().SetDefaultKB(Wide(options.name), words) && Map().SaveDefaultToRegistry(words))) {
-    throw Failure(options.name, OneLine(words));
+  if (!options.name.empty()) {
+    Registered registered;
+    const std::u16string chosen = Wide(registered.Listed(options.name));
+    std::u16string words;
+    if (!Map().SetDefaultKB(chosen, words)) throw Failure(options.name, OneLine(words));
+    registered.StoreDefault(chosen);
   }
   const std::string name = Default();
   if (session.json) {

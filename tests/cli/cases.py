@@ -9,6 +9,7 @@ import json
 import os
 import re
 import resource
+import shutil
 import signal
 import subprocess
 import sys
@@ -329,7 +330,7 @@ def case_bases_are_added_chosen_shown_and_removed():
     folders = {row['folder']: row['path'] for row in rows('dirs', of='kb', code=1)}
     assert folders['config'] == f'{here}/English.data/Data/Config/' and folders['binary'] == ''
     assert folders['temporary'] == f'{here}/Documents/kvordata/'
-    kb('remove', 'english', out='english removed\n<LOCAL> is the default now\n')
+    kb('remove', 'ENGLISH', out='english removed\n<LOCAL> is the default now\n')
     kb('remove', '<local>', code=2, err='kvor: <local>: belongs to the library')
     kb('list', out=f'* <LOCAL>\n  другая\t{here}/другая.kb\n')
 
@@ -354,7 +355,20 @@ def case_list_with_broken_bases_loses_nothing_and_can_be_mended():
     with open('.config/kvor/registry', 'a') as f:
         f.write('damage')
     kb('add', 'new.kb', code=2, err='registry: line ')
+    kb('list', code=1, out='* <LOCAL>\n', err='registry: line ')
+    run('code', 'noun', of='term', code=2, err='kvor: the default is not known')
     assert content('.config/kvor/registry').endswith(b'damage')
+
+
+def case_first_list_whose_first_base_is_missing_is_kept_by_the_first_change():
+    here = os.getcwd()
+    base('good')
+    shutil.copytree(f'{os.path.dirname(KVOR)}/../lib/kvorlib', 'lib', symlinks=True)
+    with open('lib/stdkbnames.lst', 'w') as f:
+        f.write(f'{here}/none.kb {here}/good.kb')
+    env = {**os.environ, 'LD_LIBRARY_PATH': f'{here}/lib'}
+    kb('default', 'good', env=env, err='kvor: База none не найдена\n', out='good\n')
+    kb('list', env=env, out=f'  <LOCAL>\n* good\t{here}/good.kb\n')
 
 
 # ---- terms -----------------------------------------------------------------------------------
