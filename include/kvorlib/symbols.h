@@ -4,7 +4,7 @@
 //   symbols->Load(nullptr);                            // symbols.dat of the default knowledge base
 //   if (symbols->CheckLexem(Name2Code(u"russian"), word) != -1) …   // a foreign letter
 //   symbols->SetTranslitMode(true);
-//   symbols->Translit(text);                           // "… arabic{ktab} …"
+//   symbols->Translit(text);                           // "… arabic{ktāb} …"
 //
 // Both come from a text file of items. A comment goes from // to the end of its line; line ends,
 // blanks and tabs mean nothing; a name consists of Latin letters, '_' and '-'.
