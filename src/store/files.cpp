@@ -45,6 +45,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
 
 void ResetEntry(UdbFile& entry) {
   entry.cursorPage = entry.cursorOffset = 0;
+  entry.cursorSet = {};
   entry.matchMode = UDB_EXACT;
   entry.maxRead = udbMaxRecord;
 }

@@ -9,6 +9,7 @@
 #include "store/host.h"
 #include "store/page.h"
 #include "store/udb.h"
+#include "store/undo.h"
 
 struct UdbFile {
   std::unique_ptr<store::VirtualFile> fd;  // none: the entry is free, or lost
@@ -19,6 +20,7 @@ struct UdbFile {
   std::string path;  // as opened, from the root of the file system
   std::uint16_t cursorPage = 0;  // 0: before the first record
   std::uint16_t cursorOffset = 0;
+  store::UndoLog::Stamp cursorSet;  // while it is the same, an entry begins at the cursor
   store::Header header;  // what the last selection or operation saw; stays when the file is closed
   std::uint16_t lastError = UDB_SUCCESS;
   std::unique_ptr<store::VirtualFile> journalFd;

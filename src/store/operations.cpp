@@ -239,5 +239,6 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
   if (!there || !wanted || CompareKeys(kd, *there, *wanted) != 0) return udbFind(file, key);
   entry.cursorPage = position.page;
   entry.cursorOffset = position.offset;
+  entry.cursorSet = {};  // seen without the lock
   return 0;
 }

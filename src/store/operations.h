@@ -70,6 +70,7 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
       work.Commit();
       return answer;
     } catch (...) {
+      entry.cursorSet = {};  // it may stand in what is now taken back
       // What cannot be put back stays kept, for whoever takes the lock next to try again.
       if (!work.TakeBack()) throw StoreFailure{UDB_SYSTEM_ERROR};
       afterFailure();

@@ -22,6 +22,7 @@ std::optional<Entry> EntryBeginningAt(const TreePage& page, std::size_t offset) 
 void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
   work.File().cursorPage = page;
   work.File().cursorOffset = static_cast<std::uint16_t>(offset);
+  work.File().cursorSet = work.Undo().Now();
 }
 
 Bytes Tree::KeyOf(const Entry& entry) {
@@ -94,8 +95,9 @@ bool Tree::Advance() {
   PageSlot* slot = &FetchLeaf(fromStart ? work.Head().firstLeaf : from.page, work.slotA);
   const TreePage view = work.ViewOf(*slot);
   // Other operations may have moved entries since the cursor was set: entries are stepped over from
-  // the page's start, so that the cursor never lands inside one.
-  std::size_t at = 0;
+  // the page's start then, so that the cursor never lands inside one.
+  const bool asItWas = !fromStart && work.File().cursorSet == work.Undo().Now();
+  std::size_t at = asItWas ? from.offset : 0;
   while (at < view.Used() && !fromStart && at <= from.offset) at += work.EntryAt(view, at).Size();
   if (at >= view.Used()) {
     slot = NextLeaf(*slot);

@@ -29,6 +29,14 @@ class UndoLog {
   // Takes the memory in hand. To be called with each taking of the lock, before anything is kept.
   void Attach(Host& host);
 
+  // Stays the same as long as nobody begins an update of any file. For comparing only.
+  struct Stamp {
+    const void* place = nullptr;  // a new board may count to the same number again
+    std::uint64_t order = 0;
+    friend bool operator==(const Stamp&, const Stamp&) = default;
+  };
+  Stamp Now() const { return {board, board->order}; }
+
   // Whether an update goes on here, which has been neither taken back nor completed.
   bool Active() const { return board != nullptr && board->active != 0; }
 

@@ -16,6 +16,10 @@ namespace store {
 // A page at hand, with the number it has in the file: where it lies in the file, or a copy.
 class PageSlot {
  public:
+  PageSlot() = default;
+  PageSlot(const PageSlot&) = delete;
+  PageSlot& operator=(const PageSlot&) = delete;
+
   std::uint16_t number = 0;
   bool filled = false;
   bool kept = false;  // what it was before this operation is kept for taking it back
