@@ -103,7 +103,8 @@ class Import {
 
 // ---- export, list ----------------------------------------------------------------------------
 
-// Where rows go: standard output, or a file that is there under its name only when it is whole.
+// Where rows go: standard output, or a file that is there under its name only when it is whole. A
+// device or a pipe is written to as it is: putting a file in its place would destroy it.
 class TableWriter {
  public:
   TableWriter(Output& output, const TableOptions& options) : out(output), path(options.table) {
@@ -115,8 +116,9 @@ class TableWriter {
     if (std::filesystem::equivalent(path, options.file, ignored)) {
       throw Failure(path, "is the dictionary itself");
     }
-    part = path + ".part";
-    file.open(part, std::ios::binary | std::ios::trunc);
+    const bool device = std::filesystem::is_other(path, ignored);
+    if (!device) part = FreeNameBeside();
+    file.open(device ? path : part, std::ios::binary | std::ios::trunc);
     if (!file) Fail("cannot be written");
   }
   ~TableWriter() {
@@ -131,7 +133,7 @@ class TableWriter {
     const bool marked = first && row.starts_with("\xEF\xBB\xBF");
     first = false;
     const std::string text = (marked ? "\xEF\xBB\xBF" + row : row) + '\n';
-    if (part.empty()) {
+    if (!file.is_open()) {
       out << text;
     } else if (!file.write(text.data(), static_cast<std::streamsize>(text.size()))) {
       Fail("cannot be written");
@@ -139,9 +141,10 @@ class TableWriter {
   }
 
   void Finish() {
-    if (part.empty()) return;
+    if (!file.is_open()) return;
     file.close();
     if (!file) Fail("cannot be written");
+    if (part.empty()) return;
     std::error_code error;
     std::filesystem::rename(part, path, error);
     if (error) Fail(error.message());
@@ -151,9 +154,19 @@ class TableWriter {
  private:
   [[noreturn]] void Fail(const std::string& words) const { throw Failure(path, words); }
 
+  // Of a link, the file that it leads to is replaced, and the link stays.
+  std::string FreeNameBeside() {
+    std::error_code ignored;
+    const auto real = std::filesystem::canonical(path, ignored);
+    if (!real.empty()) path = real.string();
+    std::string name = path + ".part";
+    while (std::filesystem::exists(std::filesystem::symlink_status(name, ignored))) name += '~';
+    return name;
+  }
+
   Output& out;
   std::string path;
-  std::string part;
+  std::string part;  // empty when nothing is to take the place of `path`
   std::ofstream file;
   bool first = true;
 };

@@ -148,6 +148,9 @@ void RefuseTarget(const FileOptions& options) {
   if (!options.replace) {
     throw Failure(options.target, "FILE ALREADY EXISTS (--replace copies over it)");
   }
+  if (!std::filesystem::is_regular_file(options.target, ignored)) {
+    throw Failure(options.target, "is no regular file, and stays");
+  }
 }
 
 int Copy(Session& session, const FileOptions& options) {

@@ -477,6 +477,16 @@ def case_table_comes_in_any_form_and_goes_out_as_it_is():
     dic('get', 'again', '\ufeffмарка', out='\ufeffмарка\t2\tM\t\t\tслово\tслово\n')
     dic('export', 'd0', 't', code=2, err='kvor: t: exists (--replace')
     dic('export', 'd0', 'd0', '--replace', code=2, err='kvor: d0: is the dictionary itself')
+    # What is no regular file is never replaced by one, and of a link the file is, not the link.
+    os.mkfifo('pipe')
+    run('copy', 'd0', 'pipe', '--replace', code=2, err='kvor: pipe: is no regular file')
+    with subprocess.Popen(['cat', 'pipe'], stdout=subprocess.PIPE) as cat:
+        dic('export', 'd0', 'pipe', '--replace', out='2 articles exported\n')
+        assert cat.communicate()[0] == content('t'), 'a pipe gets the rows'
+    os.symlink('t', 'link')
+    dic('delete', 'd0', '\ufeffмарка', '--side', 'M')
+    dic('export', 'd0', 'link', '--replace', out='1 article exported\n')
+    assert os.path.islink('link') and content('t').count(b'\n') == 1
 
 
 def case_whole_real_dictionary_comes_back():
