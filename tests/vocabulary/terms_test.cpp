@@ -10,8 +10,8 @@
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/knowledgebase.h"
-#include "kvorlib/messages.h"
 #include "support/tempfolder.h"
+#include "vocabulary/capturedlog.h"
 #include "vocabulary/termheader.h"
 
 namespace {
@@ -98,14 +98,9 @@ TEST_F(TermsTest, ReplacedEntriesStayWholeWhereTheyAreStillFound) {
 }
 
 TEST_F(TermsTest, FailedLoadSaysWhyAndLeavesWhatItReadButNoElementOpen) {
-  struct Words : LogWriter {
-    bool vsWrite(const char16_t* format, va_list& args) override {
-      return said += U2A(FormatLogText(format, args), 65001), true;
-    }
-    std::string said;
-  } words;
-  MessLogger logger(&words, 'N');
-  MessLogger::SetMessLogger(&logger);
+  struct Exact : CapturedLog {
+    bool Write(const std::u16string& words) override { return text += U2A(words, 65001), true; }
+  } log;
   UnloadTerm();
   EXPECT_FALSE(Load(R"(<v><group name="open" code="9"><term name="read" code="A"/>)"));
   EXPECT_TRUE(Load(R"(<term name="top" code="B"/>)"));
@@ -113,12 +108,11 @@ TEST_F(TermsTest, FailedLoadSaysWhyAndLeavesWhatItReadButNoElementOpen) {
 
   EXPECT_FALSE(Load(R"(<v><term name="1.2" code="FFFF"/><term name="new" code="C"/></v>)"));
   EXPECT_FALSE(Load("<?xml version='1.0' encoding='klingon'?><v/>"));
-  MessLogger::SetMessLogger(nullptr);
   const std::string head = "\n!!!   Cannot open term file " + folder.Path("more") + " \r\n";
-  EXPECT_EQ(words.said, head + folder.Path("more") +
-                            "(1,60) Fatal error: no element found\r\n  !!!\r\n"
-                            "\n!!!   Wrong version!  !!!\r\n" +
-                            head + " Fatal error: Multianguage support error\r\n  !!!\r\n");
+  EXPECT_EQ(log.text, head + folder.Path("more") +
+                          "(1,60) Fatal error: no element found\r\n  !!!\r\n"
+                          "\n!!!   Wrong version!  !!!\r\n" +
+                          head + " Fatal error: Multianguage support error\r\n  !!!\r\n");
   EXPECT_TRUE(IsTerm(0xC));
   EXPECT_EQ(TermName(0xFFFF), "1.1") << "refused, so that the default file is read on top";
   EXPECT_EQ(TermCode("new"), 0xC);

@@ -20,6 +20,8 @@ struct EventLog : DataConstr {
     return Note(u"[" + text + u"]"), false;
   }
 
+  using DataConstr::ProcessError;
+
   bool Note(const std::u16string& event) {
     log += event;
     return !hook || hook(event);

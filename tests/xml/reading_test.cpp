@@ -66,6 +66,9 @@ TEST_F(Reading, ObjectStopsItAtATagAndTheLevelDecidesWhetherItFailed) {
     EXPECT_TRUE(events.log.ends_with(where));
     EXPECT_EQ(doc.GetCP(), loads ? 65001 : 7);
   }
+  events.hook = [&](const auto&) { return events.ProcessError(u"own", ErrData::ERR_ERROR), false; };
+  EXPECT_FALSE(LoadBytes(doc, "<a/>"));
+  EXPECT_EQ(LastError(doc), u" Error: own");
   events.hook = nullptr;
   EXPECT_TRUE(LoadBytes(doc, "<a/>"));
   EXPECT_EQ(LastError(doc), u"") << "the next load forgets";
@@ -108,7 +111,8 @@ TEST_F(Reading, StackChangesHandsInTheMiddleAndMayRunEmpty) {
   EXPECT_EQ(XMLDoc(doc).GetCallback(XMLDoc::DC_WRITE), nullptr) << "copies have none";
   doc.SetCallback(nullptr, XMLDoc::DC_READ);
   EXPECT_EQ(doc.GetCallback(XMLDoc::DC_WRITE), nullptr);
-  EXPECT_FALSE(LoadBytes(doc, "<a>")) << "without an object a document is still checked";
+  EXPECT_FALSE(doc.LoadFromString(u"<a>")) << "without an object a document is still checked";
+  EXPECT_EQ(LastError(doc), u"<string>(1,4) Fatal error: no element found");
 }
 
 TEST_F(Reading, DocumentRefusesToBeLoadedOrFreedWithinItsOwnLoad) {
