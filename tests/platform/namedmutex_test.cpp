@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform/child.h"
+#include "platform/file.h"
 
 namespace platform {
 namespace {
@@ -134,6 +135,18 @@ TEST_F(NamedMutexTest, ForeignFileByThatNameIsRefused) {
   ASSERT_EQ(chmod(path.c_str(), 0644), 0);
   EXPECT_EQ(Open(), nullptr) << "others may read it";
   EXPECT_EQ(OpenNamedMutex("../" + name, {2, Reserved}), nullptr);
+}
+
+TEST_F(NamedMutexTest, OutputOfAProgramWithoutStandardStreamsDoesNotGetIntoIt) {
+  const Child child([&](const auto& say) {
+    for (int stream = 0; stream < 3; ++stream) close(stream);
+    const auto own = Open();
+    int error = 0;
+    const auto file = OpenFile(path, OpenMode::ReadOnly, Sharing::All, error);
+    const bool closed = fcntl(0, F_GETFD) < 0 && fcntl(1, F_GETFD) < 0 && fcntl(2, F_GETFD) < 0;
+    say(own != nullptr && file != nullptr && closed ? 'y' : 'n');
+  });
+  EXPECT_EQ(child.Hear(), 'y');
 }
 
 TEST_F(NamedMutexTest, RemovedFileIsReplacedAtTheNextOutermostLock) {

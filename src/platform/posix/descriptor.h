@@ -1,6 +1,7 @@
 // A file descriptor that is closed when its owner goes, and the loop around interrupted calls.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,6 +35,14 @@ auto Uninterrupted(Call call) {
   auto answer = call();
   while (answer == -1 && errno == EINTR) answer = call();
   return answer;
+}
+
+// Takes a descriptor that has just been opened, and moves it away from the standard streams: where
+// a program was started with one of them closed, its output would go into whatever is opened next.
+inline Descriptor AwayFromStreams(int opened) {
+  Descriptor fd(opened);
+  if (opened < 0 || opened > STDERR_FILENO) return fd;
+  return Descriptor(fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 }  // namespace platform

@@ -59,7 +59,7 @@ int FlagsOf(OpenMode mode) {
 
 // Never waits: without O_NONBLOCK a pipe would be opened only when its other end is.
 Descriptor OpenAtOnce(const std::string& path, int flags) {
-  return Descriptor(Uninterrupted(
+  return AwayFromStreams(Uninterrupted(
       [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600); }));
 }
 

@@ -114,7 +114,7 @@ class Segment {
 
 // Makes a whole file and gives it the name `path`, unless somebody else did meanwhile.
 bool Create(const std::string& path, std::size_t size) {
-  Descriptor fd(open(Folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  Descriptor fd = AwayFromStreams(open(Folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
   if (!fd || fchmod(fd.Get(), 0600) != 0 || ftruncate(fd.Get(), static_cast<off_t>(size)) != 0 ||
       Uninterrupted([&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(PageSize())); }) !=
           0) {
@@ -141,7 +141,7 @@ bool IsOurs(const Descriptor& fd, const struct stat& status, std::size_t size) {
 
 std::unique_ptr<Segment> OpenSegment(const std::string& path, std::size_t size) {
   for (int i = 0; i < OpeningTries; ++i) {
-    Descriptor fd(Uninterrupted([&] {
+    Descriptor fd = AwayFromStreams(Uninterrupted([&] {
       return open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     }));
     if (!fd) {
