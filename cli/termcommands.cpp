@@ -111,12 +111,12 @@ class Tree {
   explicit Tree(Session& output) : session(output) {
     for (unsigned number = 0; number <= 0xFFFF; ++number) {
       const auto code = static_cast<std::uint16_t>(number);
-      if (IsKnown(code)) members[TermGroup(code)].push_back(code);
+      if (IsKnown(code)) members[GroupOf(code)].push_back(code);
     }
   }
 
   void PrintAll() {
-    for (const std::uint16_t code : members[0]) Print(code, 0);  // 0 is what holds the top
+    for (const std::uint16_t code : members[Top]) Print(code, 0);
     for (const auto& [group, codes] : members) {  // what lies in itself, and nowhere else
       for (const std::uint16_t code : codes) Print(code, 0);
     }
@@ -138,8 +138,16 @@ class Tree {
   }
 
  private:
+  static constexpr int Top = -1;
+
+  // An entry without a code has 0, which is also said to be around those at the top.
+  static int GroupOf(std::uint16_t code) {
+    const int group = TermGroup(code);
+    return group == 0 && (code == 0 || !Belong(code, 0, 1)) ? Top : group;
+  }
+
   Session& session;
-  std::map<std::uint16_t, std::vector<std::uint16_t>> members;
+  std::map<int, std::vector<std::uint16_t>> members;
   std::set<std::uint16_t> printed;
 };
 

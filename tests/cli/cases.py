@@ -391,8 +391,10 @@ def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
     with open(f'{HERE}/../../data/Data/Source/sample.tsv', encoding='utf-8') as table:
         term('code', *{name for row in table for name in row.split('\t')[3:5] if name})
     base('broken', terms='<t>')
-    kb('add', 'broken.kb', out='broken added\n')
+    base('bare', terms='<t><group name="g" code="7"><term name="y" code="8"/></group><term name="z"/></t>')
+    kb('add', 'broken.kb', 'bare.kb', out='broken added\nbare added\n')
     term('code', 'arabic', '--kb', 'broken', code=2, err='broken: Term file open error\n')
+    term('tree', '--kb', 'bare', out='0000 z\n0007 g\n  0008 y\n')
 
 
 # ---- dictionaries ---------------------------------------------------------------------------
