@@ -48,7 +48,7 @@ bool ReadFile(XMLDoc& document, const std::u16string& name) {
     return document.LoadFile(name);
   } catch (
       const Except& failure) {  // an encoding that nobody knows: the document has no words of it
-    const std::string words = failure.GetText();
+    const std::string& words = failure.GetText();
     document.ProcError(ErrData::ERR_FATAL, {words.begin(), words.end()});
     return false;
   } catch (...) {  // a callback cannot fail; what a reader of broken files may throw is no secret
