@@ -1,4 +1,4 @@
-// Text made safe for HTML.
+// Text made safe for HTML, and text with parts of it replaced.
 #include "kvorlib/loghtml.h"
 
 namespace {
@@ -31,4 +31,11 @@ std::u16string ToSafeHtmlText(const std::u16string& text) {
     }
   }
   return safe;
+}
+
+std::u16string Replace(std::u16string text, const std::u16string& from, const std::u16string& to) {
+  if (from.empty()) return text;
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::u16string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+  return text;
 }
