@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 
 #include "output.h"
@@ -33,5 +34,8 @@ CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
 
 // The option --key N.
 CLI::Option* AddLayoutOption(CLI::App& command, int& layout);
+
+// The option --limit N.
+void AddLimitOption(CLI::App& command, std::uint64_t& limit);
 
 }  // namespace kvor

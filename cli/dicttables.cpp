@@ -259,7 +259,7 @@ void AddDictTableCommands(CLI::App& dict, Session& session) {
           "  kvor dict list animals.dat --from ca --limit 20\n", Export);
   list->add_option("--from", listOptions->from, "Begin with the first name that is not below NAME")
       ->type_name("NAME");
-  list->add_option("--limit", listOptions->limit, "Print no more than N")->type_name("N");
+  AddLimitOption(*list, listOptions->limit);
 }
 
 }  // namespace kvor

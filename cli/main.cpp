@@ -23,14 +23,22 @@ CLI::Option* AddLayoutOption(CLI::App& command, int& layout) {
       ->check(CLI::Range(0, 8));
 }
 
+void AddLimitOption(CLI::App& command, std::uint64_t& limit) {
+  const auto fault = [](const std::string& text) {
+    const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+    return digits ? std::string() : text + " is no number of rows";
+  };
+  command.add_option("--limit", limit, "Print no more than N")->type_name("N")->check(fault);
+}
+
 namespace {
 
 constexpr const char* Introduction =
-    "kvor works on store files, sorted sets of records, each with a key that is part of it, and\n"
-    "on the knowledge bases that the library starts with.";
+    "kvor works on dictionaries of articles; on the store files that they are, sorted sets of\n"
+    "records, each with a key that is part of it; and on knowledge bases and their terms.";
 
 constexpr const char* ExitCodes =
-    "Exit codes: 0 done; 1 done, but the answer is no (a key is absent, a line was refused,\n"
+    "Exit codes: 0 done; 1 done, but the answer is no (a name is absent, a line was refused,\n"
     "damage was found); 2 not done (a file, the input, the output or the command line is at "
     "fault).";
 
@@ -68,6 +76,15 @@ void Build(CLI::App& app, Session& session) {
   AddBaseCommands(app, session);
   AddTermCommands(app, session);
   AddDictCommands(app, session);
+  for (const char* group : {"term", "dict"}) {
+    CLI::App* const described = app.get_subcommand(group);
+    described->footer(described->get_footer() + '\n' + ExitCodes);
+  }
+}
+
+// The first argument that was left over, where a required one is missing, is what went wrong.
+std::string Unknown(const std::string& argument) {
+  return (argument.starts_with('-') ? "unknown option: " : "unknown command: ") + argument;
 }
 
 int Parse(CLI::App& app, int argc, char** argv, Session& session) {
@@ -82,8 +99,8 @@ int Parse(CLI::App& app, int argc, char** argv, Session& session) {
   } catch (const CLI::ParseError& error) {
     const auto unknown = app.remaining(true);
     const bool required = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-    Complain("", required && !unknown.empty() ? "unknown command: " + unknown.front()
-                                              : std::string(error.what()));
+    Complain("",
+             required && !unknown.empty() ? Unknown(unknown.front()) : std::string(error.what()));
     std::cerr << "Try `kvor --help`, `kvor GROUP --help` or `kvor GROUP COMMAND --help`.\n";
     return Failed;
   }

@@ -165,7 +165,7 @@ void AddRecordCommands(CLI::App& store, Session& session) {
                        List);
   list->add_option("--from", options->from, "Begin with the first key that is not below KEY")
       ->type_name("KEY");
-  list->add_option("--limit", options->limit, "Print no more than N")->type_name("N");
+  AddLimitOption(*list, options->limit);
   list->add_flag("--keys", options->keysOnly, "Print the keys alone");
 
   CLI::App* del = add("del", "Delete the records with these keys",

@@ -229,6 +229,8 @@ def case_help_and_version():
     for command in ('create load get list del stat clear upgrade copy batch check salvage').split():
         assert command in text('store', '--help') and '--json' in text('store', command, '--help')
     assert 'unknown command: fly' in text('store', 'fly', code=2)
+    assert 'unknown option: -x' in text('store', 'get', 'w', '-x', code=2)
+    assert '-1 is no number' in text('dict', 'list', 'w', '--limit', '-1', code=2)
     for args in [], ['get'], ['get', 'w'], ['create', 'w', '--key', '9'], ['create', 'w']:
         text(*(['store'] if args else []), *args, code=2)
     assert not os.path.exists('w')
