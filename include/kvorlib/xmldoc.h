@@ -201,8 +201,8 @@ class KVORLIB_API XMLDoc {
   // Write what the write callback's StartWriting writes. A file begins with a mark, if the code
   // page is 65001 or 1200 (UTF-16, low byte first), and with a declaration that names the encoding;
   // it ends where the document ends, whatever it held before. A character that the code page lacks
-  // is written as what is nearest to it there, else as '?'. A string has neither mark nor
-  // declaration.
+  // is written as what is nearest to it there, escaped like any other, else as '?'. A string has
+  // neither mark nor declaration.
   //
   // With FORMAT each tag stands on a line of its own, indented by tabs, but for those in an element
   // that has text before them: there a line break would change what is read. Lines end with "\r\n".

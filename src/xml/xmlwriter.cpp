@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kUtf16CodePage = 1200;
 constexpr char16_t kMark = u'\uFEFF';
+constexpr char16_t kLastAscii = 0x7F;
 
 // False when nothing converts under the code page.
 bool Encode(const std::u16string& text, int codePage, std::string& bytes) {
@@ -71,8 +72,37 @@ bool XMLWriter::WriteBody(std::u16string_view encoding) {
   return true;
 }
 
-bool XMLWriter::Save(int fd, int codePage) {
+void XMLWriter::SetCodePage(int number) {
+  codePage = number;
+  replaced.clear();
+}
+
+// In some code pages the nearest to a character is a sign of markup (a guillemet in 866), or a
+// control character, which a document cannot hold. So what will stand in the file is found before
+// it is escaped.
+std::u16string XMLWriter::InCodePage(std::u16string text) {
+  if (codePage == platform::kUtf8CodePage || codePage == kUtf16CodePage) return text;
+  for (char16_t& unit : text)
+    if (unit > kLastAscii) unit = NearestTo(unit);
+  return text;
+}
+
+// The unit itself, unless its nearest is ASCII.
+char16_t XMLWriter::NearestTo(char16_t unit) {
+  const auto [found, isNew] = replaced.try_emplace(unit, unit);
+  std::string bytes;
+  if (!isNew || !Encode({unit}, codePage, bytes) || bytes.size() != 1) return found->second;
+  const auto byte = static_cast<unsigned char>(bytes.front());
+  if (byte < u' ')
+    found->second = u'?';
+  else if (byte <= kLastAscii && byte != u'?')  // half of a pair stays what it is
+    found->second = byte;
+  return found->second;
+}
+
+bool XMLWriter::Save(int fd, int number) {
   if (!platform::Rewind(fd)) return false;
+  SetCodePage(number);
   IFileStream stream(fd);
   std::string bytes;
   if (codePage == kUtf16CodePage || codePage == platform::kUtf8CodePage) {
@@ -90,6 +120,7 @@ bool XMLWriter::Save(int fd, int codePage) {
 }
 
 bool XMLWriter::Save(std::u16string& out) {
+  SetCodePage(platform::kUtf8CodePage);
   if (!WriteBody({})) return false;
   out = writer.Text();
   return true;
@@ -97,14 +128,16 @@ bool XMLWriter::Save(std::u16string& out) {
 
 void XMLWriter::StartElement(const std::u16string& name, const XMLAttrs& attrs) {
   XMLAttrs encoded;
-  for (const auto& [attr, value] : attrs) encoded.emplace(attr, xml::EncodeAttribute(value));
+  for (const auto& [attr, value] : attrs)
+    encoded.emplace(attr, xml::EncodeAttribute(InCodePage(value)));
   writer.StartElement(name, encoded);
 }
 
 void XMLWriter::EndElement(const std::u16string& name) { writer.EndElement(name); }
 
-void XMLWriter::Characters(const std::u16string& text) {
-  if (text.empty()) return;
+void XMLWriter::Characters(const std::u16string& given) {
+  if (given.empty()) return;
+  const std::u16string text = InCodePage(given);
   if (text.find_first_of(u"<>&") == std::u16string::npos) return writer.RawText(text);
   std::u16string escaped;
   for (const char16_t unit : text) {

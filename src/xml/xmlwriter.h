@@ -3,8 +3,10 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "kvorlib/xmldoc.h"
+#include "platform/codepage.h"
 #include "platform/saxreader.h"
 #include "xml/markupwriter.h"
 
@@ -25,7 +27,6 @@ class IFileStream {
 class XMLWriter {
  public:
   explicit XMLWriter(const XMLDoc& owner) : document(owner) {}
-  virtual ~XMLWriter() = default;
 
   // To the document's own error handler. Nothing calls them: this writer finds no faults.
   virtual platform::SaxResult error(const platform::SaxLocator& place,
@@ -35,6 +36,7 @@ class XMLWriter {
   virtual platform::SaxResult ignorableWarning(const platform::SaxLocator& place,
                                                const std::u16string& message,
                                                platform::SaxResult code);
+  virtual ~XMLWriter() = default;
 
   void ApplyFeatures(int features);
 
@@ -46,8 +48,13 @@ class XMLWriter {
   void Characters(const std::u16string& text);
 
  private:
+  void SetCodePage(int number);
   bool WriteBody(std::u16string_view encoding);
+  std::u16string InCodePage(std::u16string text);
+  char16_t NearestTo(char16_t unit);
 
   xml::MarkupWriter writer;
   const XMLDoc& document;
+  int codePage = platform::kUtf8CodePage;           // of the document that is being written
+  std::unordered_map<char16_t, char16_t> replaced;  // what NearestTo found so far
 };

@@ -78,6 +78,16 @@ TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
   }
 }
 
+TEST_F(Writing, WhatIsNearestInACodePageIsEscapedAndNeverAControlCharacter) {
+  TempFolder folder;
+  scribe.write = [&] { return scribe.Element(u"a", {{u"x", u"«“＼n”＞§"}}, u"«b»＆“§😀"); };
+  doc.SetCP(866);
+  EXPECT_TRUE(doc.SaveFile(Wide(folder.Path("f"))));
+  std::ifstream file(folder.Path("f"));
+  EXPECT_EQ(EventsOf(std::string(std::istreambuf_iterator<char>(file), {})),
+            u"^<a x=<\"\\n\">?>[<b>&\"???]</a>");
+}
+
 TEST_F(Writing, ListenerIsOfferedStartTagsAndTakesTheRest) {
   EventLog listener;
   doc.SetWriteCallback(&scribe, &listener);
