@@ -20,7 +20,8 @@ KVORLIB_API char* MD5String(const char* text);
 // REQUIRES: `text` is not null.
 KVORLIB_API char16_t* MD5Wstring(const char16_t* text);
 
-// Of a file's content; `path` is UTF-8. Null if it is no file that can be opened. A read that fails
-// counts as the end of the file: what came before is digested, and no error shows.
+// Of what is read from a file, a pipe or a device; `path` is UTF-8. Null for a folder, and for what
+// cannot be opened. A read that fails counts as the end of the file: what came before is digested,
+// and no error shows.
 // REQUIRES: `path` is not null.
 KVORLIB_API char* MD5File(const char* path);

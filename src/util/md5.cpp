@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "kvorlib/md5.h"
-#include "platform/file.h"
+#include "platform/folder.h"
+#include "platform/stdiofile.h"
 
 namespace util {
 namespace {
@@ -142,19 +144,15 @@ char16_t* MD5Wstring(const char16_t* text) {
 }
 
 char* MD5File(const char* path) try {
-  int error = 0;
-  const auto file =
-      platform::OpenFile(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
-  if (!file) return nullptr;
+  const platform::Stream file = platform::OpenStream(path, "rb");
+  // A folder may be opened here and there, but is no file.
+  bool isFolder = false;
+  if (file == nullptr || (platform::IsFolder(path, isFolder) == 0 && isFolder)) return nullptr;
   util::Md5 md5;
   char chunk[1024];
-  std::uint64_t offset = 0;
-  for (;;) {
-    const std::ptrdiff_t got = file->Read(offset, chunk, sizeof chunk);
-    if (got <= 0) return Digits<char>(md5);
-    md5.Add(chunk, static_cast<std::size_t>(got));
-    offset += static_cast<std::uint64_t>(got);
-  }
+  while (const std::size_t got = std::fread(chunk, 1, sizeof chunk, file.get()))
+    md5.Add(chunk, got);
+  return Digits<char>(md5);
 } catch (...) {
   return nullptr;
 }

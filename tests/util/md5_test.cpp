@@ -35,6 +35,7 @@ TEST(Md5, GivesTheDigestsOfTheStandardForTextsAndFiles) {
     EXPECT_EQ(Own(MD5File(folder.Path("ф").c_str())), digest) << text;
   }
   EXPECT_EQ(Own(MD5Wstring(u"Да\xD800")), u"f5818381caf73f7dd1977b3d3d4cef43");
+  EXPECT_EQ(Own(MD5File("/dev/null")), cases[0].second) << "no regular file";
   for (const char* none : {"missing", ""}) EXPECT_EQ(MD5File(folder.Path(none).c_str()), nullptr);
 }
 
