@@ -65,7 +65,8 @@ class KVORLIB_API PermanentErrProc : public ErrProc, public DataConstr {
 
   bool SaveErrDescr(const ErrDescr& e) const;
   bool SaveErrCoord(const ErrCoord& coord) const;
-  // False when the element does not belong here.
+  // Each reads the start of its element, which is open from then on. False, and nothing done, when
+  // the element does not belong here.
   bool ReadErrors(const XMLAttrs& attrs);
   bool ReadError(const XMLAttrs& attrs);
   bool ReadCoord(const XMLAttrs& attrs);

@@ -105,6 +105,7 @@ bool PermanentErrProc::ReadErrors(const XMLAttrs& attrs) {
   mostSerious = ConvErrStr(Search(attrs, u"mtype"));
   maxNum = SearchInt(attrs, u"mnum");
   throwing = Search(attrs, u"throw") == u"true";
+  open.emplace_back(kErrors);
   return true;
 }
 
@@ -112,6 +113,7 @@ bool PermanentErrProc::ReadError(const XMLAttrs& attrs) {
   if (!IsIn(kErrors)) return false;
   current.message = Search(attrs, u"message");
   current.type = ConvErrStr(Search(attrs, u"type"));
+  open.emplace_back(kError);
   return true;
 }
 
@@ -119,16 +121,14 @@ bool PermanentErrProc::ReadCoord(const XMLAttrs& attrs) {
   if (!IsIn(kError)) return false;
   current.GetESource() = ErrCoord(SearchInt(attrs, u"line"), SearchInt(attrs, u"column"),
                                   SearchInt(attrs, u"length"), Search(attrs, u"name"));
+  open.emplace_back(kCoord);
   return true;
 }
 
 bool PermanentErrProc::ReadStartElement(const std::u16string& name, const XMLAttrs& attrs) {
   const bool fits = (name == kErrors && ReadErrors(attrs)) ||
                     (name == kError && ReadError(attrs)) || (name == kCoord && ReadCoord(attrs));
-  if (fits)
-    open.push_back(name);
-  else
-    Fail(u"Wrong data in error file");
+  if (!fits) Fail(u"Wrong data in error file");
   return fits;
 }
 
