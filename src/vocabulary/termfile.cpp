@@ -46,8 +46,8 @@ std::u16string DefaultFile() {
 bool ReadFile(XMLDoc& document, const std::u16string& name) {
   try {
     return document.LoadFile(name);
-  } catch (
-      const Except& failure) {  // an encoding that nobody knows: the document has no words of it
+  } catch (const Except& failure) {
+    // An encoding that nobody knows: the document has no words of it.
     const std::string& words = failure.GetText();
     document.ProcError(ErrData::ERR_FATAL, {words.begin(), words.end()});
     return false;
