@@ -82,8 +82,9 @@ class KVORLIB_API DataConstr {
   virtual bool StartWriting() const;
   virtual bool StartWritingAlt() const;
 
-  // The document that the object works with, null at first. Set by the document; a copy of the
-  // object has the same.
+  // The document that the object works with, null at first. Set by the document, which does not
+  // take it back when it goes: then it must not be used, nor the operations that need it. A copy of
+  // the object has the same.
   XMLDoc* GetXMLDoc() const { return document; }
   void SetXMLDoc(XMLDoc* doc) const { document = doc; }
 
