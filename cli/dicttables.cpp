@@ -4,6 +4,7 @@
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "commands.h"
@@ -12,6 +13,7 @@
 #include "json.h"
 #include "linereader.h"
 #include "terminal.h"
+#include "wholefile.h"
 
 namespace kvor {
 namespace {
@@ -103,8 +105,7 @@ class Import {
 
 // ---- export, list ----------------------------------------------------------------------------
 
-// Where rows go: standard output, or a file that is there under its name only when it is whole. A
-// device or a pipe is written to as it is: putting a file in its place would destroy it.
+// Where rows go: standard output, or a file that is there under its name only when it is whole.
 class TableWriter {
  public:
   TableWriter(Output& output, const TableOptions& options) : out(output), path(options.table) {
@@ -116,14 +117,9 @@ class TableWriter {
     if (std::filesystem::equivalent(path, options.file, ignored)) {
       throw Failure(path, "is the dictionary itself");
     }
-    const bool device = std::filesystem::is_other(path, ignored);
-    if (!device) part = FreeNameBeside();
-    file.open(device ? path : part, std::ios::binary | std::ios::trunc);
-    if (!file) Fail("cannot be written");
-  }
-  ~TableWriter() {
-    std::error_code ignored;
-    if (!part.empty()) std::filesystem::remove(part, ignored);
+    whole.emplace(path);
+    file.open(whole->Place(), std::ios::binary | std::ios::trunc);
+    if (!file) Fail();
   }
   TableWriter(const TableWriter&) = delete;
   TableWriter& operator=(const TableWriter&) = delete;
@@ -133,40 +129,26 @@ class TableWriter {
     const bool marked = first && row.starts_with("\xEF\xBB\xBF");
     first = false;
     const std::string text = (marked ? "\xEF\xBB\xBF" + row : row) + '\n';
-    if (!file.is_open()) {
+    if (!whole) {
       out << text;
     } else if (!file.write(text.data(), static_cast<std::streamsize>(text.size()))) {
-      Fail("cannot be written");
+      Fail();
     }
   }
 
   void Finish() {
-    if (!file.is_open()) return;
+    if (!whole) return;
     file.close();
-    if (!file) Fail("cannot be written");
-    if (part.empty()) return;
-    std::error_code error;
-    std::filesystem::rename(part, path, error);
-    if (error) Fail(error.message());
-    part.clear();
+    if (!file) Fail();
+    whole->Finish();
   }
 
  private:
-  [[noreturn]] void Fail(const std::string& words) const { throw Failure(path, words); }
-
-  // Of a link, the file that it leads to is replaced, and the link stays.
-  std::string FreeNameBeside() {
-    std::error_code ignored;
-    const auto real = std::filesystem::canonical(path, ignored);
-    if (!real.empty()) path = real.string();
-    std::string name = path + ".part";
-    while (std::filesystem::exists(std::filesystem::symlink_status(name, ignored))) name += '~';
-    return name;
-  }
+  [[noreturn]] void Fail() const { throw Failure(path, "cannot be written"); }
 
   Output& out;
   std::string path;
-  std::string part;  // empty when nothing is to take the place of `path`
+  std::optional<WholeFile> whole;
   std::ofstream file;
   bool first = true;
 };

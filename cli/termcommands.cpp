@@ -12,6 +12,7 @@
 #include "json.h"
 #include "kvorlib/terms.h"
 #include "outcome.h"
+#include "wholefile.h"
 
 namespace kvor {
 namespace {
@@ -182,7 +183,9 @@ int Belongs(Session& session, const TermOptions& options) {
 }
 
 int Header(Session& session, const TermOptions& options) {
-  if (!CreateHeader(options.file.c_str())) throw Failure(options.file, "cannot be written");
+  WholeFile file(options.file);
+  if (!CreateHeader(file.Place().c_str())) throw Failure(options.file, "cannot be written");
+  file.Finish();
   if (session.json) session.out << Json("file", options.file).Text() << '\n';
   return Fine;
 }

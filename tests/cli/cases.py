@@ -522,9 +522,9 @@ def case_full_disk():
         assert done.returncode == 2, (args, done)
         assert b'kvor: standard output: No space left' in done.stderr, (args, done)
 
-    def limit():
+    def limit(size=40 * PAGE):
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (40 * PAGE, 40 * PAGE))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
     lines = [f'k{n:04} {"x" * 400}\n' for n in range(1000)]
     out = run('load', 'f', '--key', '3', stdin=''.join(lines), code=2, preexec_fn=limit,
               err='kvor: f: SYSTEM ERROR')
@@ -532,6 +532,8 @@ def case_full_disk():
     assert 100 < stored < 1000
     run('list', 'f', out=''.join(lines[:stored]))
     assert rows('check', 'f')[-1]['sound']
+    run('header', 'w', of='term', code=2, preexec_fn=lambda: limit(PAGE), err='w: cannot be written')
+    run('list', 'w', out=LISTED)  # what was there under the name
 
 
 def case_interrupted_load_leaves_a_sound_file_and_closed_pipe_ends_quietly():

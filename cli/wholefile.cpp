@@ -1,0 +1,40 @@
+// Writing beside a file, and putting what was written in its place.
+#include "wholefile.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "outcome.h"
+
+namespace kvor {
+
+namespace fs = std::filesystem;
+
+WholeFile::WholeFile(const std::string& path) : name(path), target(path) {
+  std::error_code ignored;
+  if (fs::is_directory(path, ignored)) throw Failure(path, "is a folder");
+  if (fs::is_other(path, ignored)) return;
+  const fs::path real = fs::canonical(path, ignored);
+  if (!real.empty()) target = real.string();
+  const bool kept = !real.empty() && !std::ofstream(target, std::ios::app);
+  if (kept) throw Failure(path, "cannot be written");
+  part = target + ".part";
+  while (fs::exists(fs::symlink_status(part, ignored))) part += '~';
+}
+
+WholeFile::~WholeFile() {
+  std::error_code ignored;
+  if (!part.empty()) fs::remove(part, ignored);
+}
+
+void WholeFile::Finish() {
+  if (part.empty()) return;
+  std::error_code error;
+  const fs::perms mode = fs::status(target, error).permissions();
+  if (!error) fs::permissions(part, mode, error);
+  fs::rename(part, target, error);
+  if (error) throw Failure(name, error.message());
+  part.clear();
+}
+
+}  // namespace kvor
