@@ -270,12 +270,12 @@ void AddDictCommands(CLI::App& app, Session& session) {
       *app.add_subcommand("dict", "Make, fill, correct and read dictionaries of articles");
   dict.require_subcommand(1);
   dict.footer(Footer);
-  AddDictTableCommands(dict, session);
   const auto add = [&](Command run, const char* name, const char* description,
                        const char* examples) {
     return AddDict(dict, session, run, name, description, examples);
   };
   add(Create, "create", "Make a new, empty dictionary", "  kvor dict create animals.dat\n");
+  AddDictTableCommands(dict, session);
 
   const Added article = add(Add, "add", "Add an article",
                             "  kvor dict add animals.dat cat --ktext cat --mtext кошка\n"

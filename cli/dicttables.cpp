@@ -177,6 +177,7 @@ int Export(Session& session, const TableOptions& options) {
     if (!record.exact) {
       ++inexact;
       progress.Clear();
+      session.out.Flush();
     }
     if (!Check(options, record)) continue;
     table.Write(session.json && !toFile ? JsonOf(record.article) : RowOf(record.article));
@@ -192,7 +193,9 @@ int Export(Session& session, const TableOptions& options) {
                        .Text()
                 << '\n';
   } else if (toFile) {
-    session.out << Counted(written, "article") << " exported\n";
+    session.out << Counted(written, "article") << " exported";
+    if (inexact != 0) session.out << ", " << Counted(inexact, "record") << " reported";
+    session.out << '\n';
   }
   return inexact == 0 ? Fine : Negative;
 }
