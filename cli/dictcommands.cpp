@@ -49,6 +49,9 @@ int Refuse(const DictOptions& options, const std::string& words) {
   return Negative;
 }
 
+constexpr const char* Loss =
+    ": holds more than its article, which a change would lose (`kvor store get` shows it)";
+
 void Print(Session& session, const Article& article) {
   session.out << (session.json ? JsonOf(article) : RowOf(article)) << '\n';
 }
@@ -150,6 +153,7 @@ int Correct(Session& session, const DictOptions& options) {
   const InterruptScope calm;
   Article stored;
   if (!dictionary.Read(options.name, stored)) return Refuse(options, options.name + ": absent");
+  if (dictionary.LosesByChange(options.name)) return Refuse(options, options.name + Loss);
   const std::string fault = SideFault(options, stored);
   if (!fault.empty()) return Refuse(options, options.name + ": " + fault);
   Article wanted = stored;
@@ -174,6 +178,7 @@ int Rename(Session& session, const DictOptions& options) {
   CheckName(options.newName);
   DictFile dictionary(options.file, KeyedFile::Access::Write);
   const InterruptScope calm;
+  if (dictionary.LosesByChange(options.name)) return Refuse(options, options.name + Loss);
   std::string reason;
   if (dictionary.Rename(options.name, options.newName, reason) != KeyedFile::Answer::Yes) {
     return Refuse(options, reason);
@@ -188,6 +193,7 @@ int Delete(Session& session, const DictOptions& options) {
   CheckName(options.name);
   DictFile dictionary(options.file, KeyedFile::Access::Write);
   const InterruptScope calm;
+  if (dictionary.LosesByChange(options.name)) return Refuse(options, options.name + Loss);
   const bool deleted =
       dictionary.Articles().DeleteArticle(options.name.c_str(), options.side == "K");
   const std::string words = dictionary.Articles().ErrorMessage();

@@ -46,6 +46,21 @@ bool DictFile::Read(const std::string& name, Article& article) {
   return false;
 }
 
+bool DictFile::IsAll(const Article& article, const std::string& stored) {
+  std::string again;
+  Opened::FillBuf(article, again);
+  return stored == again + '\0';
+}
+
+bool DictFile::LosesByChange(const std::string& name) {
+  DataTransfer record;
+  if (!articles.Get(name, record)) return false;
+  std::string stored;
+  record.GetData(stored);
+  Article article;
+  return Opened::FillStruct(article, stored) && !IsAll(article, stored);
+}
+
 KeyedFile::Answer DictFile::Rename(const std::string& oldName, const std::string& newName,
                                    std::string& reason) {
   reason = newName + ": the name exists";
@@ -71,9 +86,7 @@ bool DictFile::Next(Record& record) {
   std::string stored;
   if (!pool.GetNext(stored, record.key)) return false;
   record.named = Opened::FillStruct(record.article, stored);
-  std::string again;
-  Opened::FillBuf(record.article, again);
-  record.exact = record.named && stored == again + '\0';
+  record.exact = record.named && IsAll(record.article, stored);
   return true;
 }
 

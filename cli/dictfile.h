@@ -24,6 +24,9 @@ class DictFile {
   KeyedFile::Answer Add(Article& article, std::string& reason);
   // The article as it is stored; false if it is absent.
   bool Read(const std::string& name, Article& article);
+  // Whether the record holds what is not in its article, as a term that the vocabulary does not
+  // know. The library writes articles alone, so a change would take it away.
+  bool LosesByChange(const std::string& name);
   // Refuses a new name that is there: the library would lose the article. No: for that, or if the
   // article is absent, with the words in `reason`.
   KeyedFile::Answer Rename(const std::string& oldName, const std::string& newName,
@@ -46,6 +49,8 @@ class DictFile {
     using AlfFile::FillBuf;
     using AlfFile::FillStruct;
   };
+  // Whether the article makes the same record.
+  static bool IsAll(const Article& article, const std::string& stored);
 
   KeyedFile file;
   Opened articles;

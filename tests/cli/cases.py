@@ -430,6 +430,10 @@ def case_articles_are_looked_up_and_edited():
          'mtext': 'нетопырь'}]
     run('load', 'd', stdin='dog is no article\n# 1 K\n')
     dic('export', 'd', code=1, err="record 'dog' holds more than its article")
+    run('load', 'd', stdin='foreign 1 B terme - k m\n')
+    for args in ['correct', '--mtext', 'x'], ['rename', 'y'], ['delete', '--side', 'K']:
+        dic(args[0], 'd', 'foreign', *args[1:], code=1, err='which a change would lose')
+    run('get', 'd', 'foreign', out='foreign 1 B terme - k m\n')
     dic('list', 'd', code=1, err="record '#' has no name")
     run('create', 'numbers', '--key', '7')
     dic('list', 'numbers', code=2, err='kvor: numbers: Keydescr error (no dictionary')
