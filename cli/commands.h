@@ -28,6 +28,14 @@ void AddDictCommands(CLI::App& app, Session& session);  // dict
 // import, export, list, under `dict`
 void AddDictTableCommands(CLI::App& dict, Session& session);
 
+void AddTextCommands(CLI::App& app, Session& session);      // text
+void AddTableCommand(CLI::App& app, Session& session);      // table
+void AddXmlCommands(CLI::App& app, Session& session);       // xml
+void AddErrorCommands(CLI::App& app, Session& session);     // errors
+void AddDigestCommand(CLI::App& app, Session& session);     // md5
+void AddLanguageCommands(CLI::App& app, Session& session);  // translit, detranslit, lexem, lang
+void AddCondCommand(CLI::App& app, Session& session);       // cond
+
 // A command under `store` or another group with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,
                      const std::string& description, const std::string& examples);

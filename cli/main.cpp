@@ -76,7 +76,14 @@ void Build(CLI::App& app, Session& session) {
   AddBaseCommands(app, session);
   AddTermCommands(app, session);
   AddDictCommands(app, session);
-  for (const char* group : {"term", "dict"}) {
+  AddTextCommands(app, session);
+  AddTableCommand(app, session);
+  AddXmlCommands(app, session);
+  AddErrorCommands(app, session);
+  AddDigestCommand(app, session);
+  AddLanguageCommands(app, session);
+  AddCondCommand(app, session);
+  for (const char* group : {"term", "dict", "text", "table", "xml"}) {
     CLI::App* const described = app.get_subcommand(group);
     described->footer(described->get_footer() + '\n' + ExitCodes);
   }

@@ -4,6 +4,7 @@
 namespace kvor {
 
 bool StderrIsTerminal();
+bool StdoutIsTerminal();
 
 // Lets a write to a pipe without a reader fail instead of ending the process.
 void LetClosedPipesFail();

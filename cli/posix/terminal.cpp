@@ -30,6 +30,7 @@ void OnSignal(int number) {
 }  // namespace
 
 bool StderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+bool StdoutIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
 
 void LetClosedPipesFail() { Set(SIGPIPE, SIG_IGN); }
 

@@ -514,6 +514,148 @@ def case_whole_real_dictionary_comes_back():
     run('check', 'd', out=f'd: sound, {len(rows)} records\n')
 
 
+# ---- texts and files ------------------------------------------------------------------------
+
+
+def case_digests_are_the_lines_of_md5sum():
+    names = ['a\\b', 'new\nline', 'кот', 'empty', KVOR]
+    for n, name in enumerate(names[:4]):
+        with open(name, 'wb') as f:
+            f.write(bytes(range(64)) * n)
+    theirs = subprocess.run(['md5sum', *names, '-'], input=b'x\0y', capture_output=True, check=True)
+    run(*names, '-', of='md5', stdin=b'x\0y', out=theirs.stdout.decode())
+    run('.', 'кот', 'none', of='md5', code=2, err='kvor: .: Is a directory\nkvor: none: No such file',
+        out=subprocess.run(['md5sum', 'кот'], capture_output=True, check=True).stdout.decode())
+
+
+def case_texts_become_what_iconv_makes_of_them():
+    def iconv(data, source, to):
+        return subprocess.run(['iconv', '-f', source, '-t', to], input=data, capture_output=True,
+                              check=True).stdout
+
+    def text(*args, **more):
+        return run(*args, of='text', **more)
+
+    samples = {'1251': ('cp1251', 'Съешь ещё этих мягких булок\r\n'), '866': ('cp866', 'да выпей чаю\n'),
+               'koi8-r': ('koi8-r', 'Ёж\n'), '1252': ('cp1252', 'Zwölf Boxkämpfer „jagen“ – €\n'),
+               'shift_jis': ('cp932', 'いろはにほへと 表ソ漢字\n'), 'euc-jp': ('euc-jp', '色は匂へど'),
+               '1200': ('utf-16le', 'кот 😀\n'), '1201': ('utf-16be', 'кот 😀\n')}
+    for cp, (name, sample) in samples.items():
+        plain = (sample * 9999).encode()  # many times what the library converts at once
+        coded = iconv(plain, 'utf-8', name)
+        for data, source, to, made in ((plain, 'utf-8', cp, coded), (coded, cp, '65001', plain)):
+            with open('in', 'wb') as f:
+                f.write(data)
+            text('convert', '--from', source, '--to', to, 'in', '--output', 'out', '--replace')
+            assert content('out') == made, (source, to)
+    text('convert', 'in', '--output', 'out', code=2, err='out: exists (--replace writes over it)')
+    text('convert', '--from', '65001', '--to', 'us-ascii', '-', stdin='a\nb\0кот\n', code=1,
+         out='a\nb\0???\n',
+         err="kvor: standard input:2: 'к' is not in code page us-ascii, and is replaced\n")
+    text('convert', '-', stdin=b'a\n\xff', code=2, err='nothing tells its code page')
+    marked = text('convert', '--from', '1251', '--mark', '-', stdin='ж'.encode('cp1251'), out='\ufeffж')
+    text('detect', '-', stdin=marked, out='standard input: 65001 utf-8, with a mark\n')
+    text('detect', '-', stdin=b'\xea\xee\xf2', out='standard input: unknown\n', code=1)
+
+
+def case_tables_are_shown_row_by_row():
+    def table(*args, **more):
+        return run('show', *args, of='table', **more)
+
+    text = 'кот\tcat\tx\nкошка\tshe-cat\n\n\tempty\n'
+    with open('t', 'wb') as f:
+        f.write(text.encode('utf-16'))
+    table('t', out='кот    cat      x\nкошка  she-cat\n\n       empty\n')
+    table('t', '--columns', '2', code=1, out='кошка  she-cat\n       empty\n',
+          err='kvor: t:1: more than 2 cells\nkvor: t:3: 0 cells; expected 2 cells\n')
+    shown = rows('show', '-', '--separator', '::', '--from', '1251', of='table',
+                 stdin='ж::"\\\n'.encode('cp1251'))
+    assert shown == [{'row': 1, 'cells': ['ж', '"\\']}], shown
+    table('.', code=2, err='kvor: .: Is a directory\n')
+
+
+def case_documents_hold_what_xmllint_reads():
+    def xml(*args, **more):
+        return run(*args, of='xml', **more)
+
+    def canonical(data):
+        if not shutil.which('xmllint'):
+            sys.exit(SKIPPED)
+        return subprocess.run(['xmllint', '--c14n', '-'], input=data, capture_output=True,
+                              check=True).stdout.decode()
+
+    inside = '<a b="1" a="&lt;&quot;é"><p>mixed <i>кот</i>\n text &amp;<![CDATA[<raw>]]></p>\n <e/></a>'
+    for charset in 'utf-8', 'utf-16', 'windows-1251':
+        text = f'<?xml version="1.0" encoding="{charset}"?>\n' + inside
+        with open('d', 'wb') as f:
+            f.write(text.encode(charset, 'xmlcharrefreplace'))
+        plain = canonical(content('d'))
+        assert canonical(xml('show', '--exact', 'd').encode()) == plain, charset
+        for page in '65001', '1200', '866', 'shift_jis':
+            xml('convert', 'd', '--cp', page, '--output', 'e', '--replace')
+            if page not in ('866', 'shift_jis'):  # they have no é
+                assert canonical(content('e')) == plain, (charset, page)
+        assert 'кот' in content('e').decode('cp932')
+    xml('show', 'd', out='<a a="&lt;&quot;é" b="1">\n\t<p>mixed <i>кот</i>\n text &amp;&lt;raw&gt;</p>\n'
+        '\t<e/>\n</a>\n')
+    assert rows('show', '-', of='xml', stdin='<a b="c">x<d/>y</a>')[0]['root'] == {
+        'tag': 'a', 'attributes': {'b': 'c'}, 'nodes': [{'text': 'x'}, {'tag': 'd'}], 'text': 'y'}
+    xml('show', '-', 'd', stdin='<a>\n<b></a>', code=2, err='kvor: standard input:2: column')
+    xml('convert', 'd', '--cp', '65001', '--output', 'd', code=2, err='d: exists (--replace')
+
+
+def case_error_files_are_shown_with_their_places():
+    def errors(*args, **more):
+        return run('show', *args, of='errors', **more)
+
+    with open('e', 'w', encoding='utf-8-sig') as f:
+        f.write('<errors><error message="узел" type="Warning"><coord line="3" column="7" name="п.txt"/>'
+                '</error>\n<error message="all"/></errors>')
+    errors('e', out='п.txt(3,7): warning: узел\nnote: all\n')
+    bad = '<errors><error message="m" type="Error"><coord line="3" name="n"/></error>'
+    errors('-', '--color', 'always', stdin=bad + '</errors>', code=1,
+           out='n(3): \033[31merror:\033[0m m\n')
+    errors('-', 'e', stdin=bad, code=2, err='kvor: standard input:1: ',
+           out='п.txt(3,7): warning: узел\nnote: all\n')
+    errors('-', stdin=bad + '\n<x/></errors>', code=2, err='Wrong data in error file\n')
+    shown = rows('show', 'e', of='errors')
+    assert shown[0] == {'type': 'warning', 'message': 'узел', 'name': 'п.txt', 'line': 3, 'column': 7}
+
+
+def case_letters_of_languages():
+    run('russian', 'кот', 'коt', '😀', of='lexem', code=1,
+        out="кот: fine\nкоt: 't' at 3 is foreign\n😀: '😀' at 1 is foreign\n")
+    run('klingon', 'x', of='lexem', code=2, err='kvor: klingon: no such language\n')
+    run('слово كتب.', 'none', of='translit', out='слово arabic{ktb}.\nnone\n')
+    run('-', of='detranslit', stdin='a arabic&#{ktbx}\nnone\n', out='a كتب}\nnone\n')
+    run('кот', 'cat', 'señor', of='lang', out='2702 russian\n2703 english\n2708 spanish\n')
+    base('mute')
+    kb('add', 'mute.kb', out='mute added\n')
+    run('x', '--kb', 'mute', of='translit', code=2, err='has no good Config/symbols.dat\n')
+
+
+def case_conditions_hold_as_they_are_drawn():
+    def cond(*args, **more):
+        return run(*args, of='cond', **more)
+
+    text = '(a + ^(b | c) | ^a + b) + (c | a)\n+ ^(a + d)'
+    graph = cond(text, '--dot')
+    labels = dict(re.findall(r'^  (\d+) \[label="(\w+)"', graph, re.M))
+    arrows = {(a, v): b for a, b, v in re.findall(r'(\d+) -> (\d+) \[label="([01])"', graph)}
+    for bits in range(16):
+        a, b, c, d = (bits >> n & 1 for n in range(4))
+        holds = ((a and not (b or c)) or (not a and b)) and (c or a) and not (a and d)
+        at = re.search(r'start -> (\d+)', graph)[1]
+        while at not in '01':
+            at = arrows[at, str({'a': a, 'b': b, 'c': c, 'd': d}[labels[at]])]
+        assert labels[at] == ('yes' if holds else 'no'), (bits, graph)
+        cond(text, f'a={a}', f'b={b}', f'c={c}', f'd={d}', code=0 if holds else 1)
+    cond('x | y', 'x=1', out='yes\n')
+    for bad, words in (('a +\n+ b', 'Line 2: Wrong syntax'), ('(a', 'Line 1: Wrong bracket level'),
+                       ('a; b', "behind the ';'"), ('x + y', 'y: has no value')):
+        cond(bad, *['x=1'] * ('x' in bad), code=2, err=words)
+
+
 # ---- the world around -----------------------------------------------------------------------
 
 
