@@ -197,6 +197,25 @@ TEST_F(HtmlLogTest, WithoutAHeaderTheRunGoesOnAsTextAndWithoutAFileNotAtAll) {
   fs::remove(U2A(name, 65001));
 }
 
+// A page is read as UTF-16 as a whole, and a script or style without a mark of its own with it.
+TEST_F(HtmlLogTest, DeliveredTemplatesMakeOnePageInOneEncoding) {
+  std::u16string msg;
+  ASSERT_TRUE(base.LoadFromBuf(u"delivered", u"Root=\"" KVORLIB_DATA "\"", msg));
+  ASSERT_TRUE(base.SetDefaultKB(u"delivered", msg));
+  ASSERT_TRUE(Open(u"d.html"));
+  LogStringMessage(MC_ALWAYS, u"…");
+  log.CloseLog();
+  const std::u16string page = Read("d.html");
+  EXPECT_TRUE(page.starts_with(u"\uFEFF<!DOCTYPE html>"));
+  EXPECT_TRUE(page.ends_with(u"<main id=\"log\">\uFEFF…</main>\n</body>\n</html>\n"));
+  for (const char* name : {"plus.png", "minus.png", "none.png", "nada.png"})
+    EXPECT_EQ(Read(name).substr(0, 2), u"\u5089\u474E") << name;
+  for (const char* name : {"kvor.js", "kvor.css"}) {
+    EXPECT_EQ(Read(name)[0], u'\uBBEF') << name;
+    EXPECT_EQ(Read(name)[1] & 0xFF, 0xBF) << name;
+  }
+}
+
 TEST(ReplaceText, GoesOnBehindWhatItPutIn) {
   EXPECT_EQ(Replace(u"aaa", u"a", u"aa"), u"aaaaaa");
   EXPECT_EQ(Replace(u"abab", u"ab", u""), u"");
