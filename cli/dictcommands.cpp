@@ -56,6 +56,12 @@ void Print(Session& session, const Article& article) {
   session.out << (session.json ? JsonOf(article) : RowOf(article)) << '\n';
 }
 
+int Absent(Session& session, const DictOptions& options, const std::string& name) {
+  if (session.json) session.out << Json("name", name)("found", false).Text() << '\n';
+  session.out.Flush();
+  return Refuse(options, name + ": absent");
+}
+
 int Create(Session& session, const DictOptions& options) {
   DictFile::Create(options.file);
   if (session.json) session.out << Json("file", options.file).Text() << '\n';
@@ -95,8 +101,7 @@ int Get(Session& session, const DictOptions& options) {
       continue;
     }
     dictionary.FailOnError();
-    session.out.Flush();
-    code = Refuse(options, name + ": absent");
+    code = Absent(session, options, name);
   }
   return code;
 }
@@ -108,7 +113,7 @@ int Homonyms(Session& session, const DictOptions& options) {
   dictionary.Articles().GetHoms(options.name, homonyms);
   dictionary.FailOnError();
   for (const Article& article : homonyms) Print(session, article);
-  return homonyms.empty() ? Refuse(options, options.name + ": absent") : Fine;
+  return homonyms.empty() ? Absent(session, options, options.name) : Fine;
 }
 
 // ---- correct ---------------------------------------------------------------------------------

@@ -428,6 +428,8 @@ def case_articles_are_looked_up_and_edited():
     assert rows('list', 'd', '--from', 'bat1', '--limit', '1', of='dict') == [
         {'name': 'bat2', 'number': 0, 'type': 'B', 'pos': '', 'kpos': '', 'ktext': 'bat',
          'mtext': 'нетопырь'}]
+    assert rows('get', 'd', 'elk', of='dict', code=1, err='elk: absent') == [
+        {'name': 'elk', 'found': False}]
     run('load', 'd', stdin='dog is no article\n# 1 K\n')
     dic('export', 'd', code=1, err="record 'dog' holds more than its article")
     run('load', 'd', stdin='foreign 1 B terme - k m\n')
