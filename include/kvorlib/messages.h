@@ -39,9 +39,8 @@ class KVORLIB_API LogWriter {
   virtual bool vsWrite(const char16_t* format, va_list& args);
 };
 
-// What vsWrite is asked to write, for sinks of a host's own: no standard function formats wide text.
-// Uses `args` up, as vsWrite does.
-// Throws: as A2U does, for narrow texts among the arguments.
+// What vsWrite is asked to write, for sinks of a host's own: no standard function formats wide
+// text. Uses `args` up, as vsWrite does. Throws: as A2U does, for narrow texts among the arguments.
 KVORLIB_API std::u16string FormatLogText(const char16_t* format, va_list& args);
 
 // A sink that is a file of UTF-16, low byte first. Every write is flushed, so that the log can be
