@@ -206,7 +206,9 @@
     if (dressing) return;
     dressing = setTimeout(() => {
       dressing = 0;
+      const before = dressed.size;
       dressVisible();
+      if (dressed.size > before && search.at >= 0) paintMatches();
     }, 80);
   }
 
@@ -240,9 +242,12 @@
     else dressSoon();
   }
 
+  // Shows an element or a match. The range of a match is made anew each time, since it does not
+  // outlive the moment when a heading gets its button.
   function show(place) {
-    unfoldAround(place instanceof Range ? place.startContainer : place);
-    aimAt(() => place.getBoundingClientRect());
+    unfoldAround(place instanceof Element ? place : place.node);
+    const target = () => (place instanceof Element ? place : rangeOf(place));
+    aimAt(() => target().getBoundingClientRect());
   }
 
   function followLink() {
@@ -332,7 +337,7 @@
   function stepMatch(direction) {
     if (search.matches.length === 0) return;
     search.at = turn(search.at, direction, search.matches.length);
-    show(rangeOf(search.matches[search.at]));
+    show(search.matches[search.at]);
     paintMatches();
     tellMatches();
   }
