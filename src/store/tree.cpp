@@ -96,7 +96,7 @@ bool Tree::Advance() {
   const TreePage view = work.ViewOf(*slot);
   // Other operations may have moved entries since the cursor was set: entries are stepped over from
   // the page's start then, so that the cursor never lands inside one.
-  const bool asItWas = !fromStart && work.File().cursorSet == work.Undo().Now();
+  const bool asItWas = !fromStart && work.Undo().IsNow(work.File().cursorSet);
   std::size_t at = asItWas ? from.offset : 0;
   while (at < view.Used() && !fromStart && at <= from.offset) at += work.EntryAt(view, at).Size();
   if (at >= view.Used()) {

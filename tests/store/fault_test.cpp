@@ -190,6 +190,32 @@ TEST_F(FaultTest, TakingBackAfterACrashMayFailAndIsDoneByTheNext) {
   EXPECT_GT(crashes, 3);
 }
 
+// Without memory in common nobody tells a walk that another process has changed the file: it must
+// see for itself that the entries lie elsewhere.
+TEST_F(FaultTest, WalkWithoutSharedMemorySeesWhatAnotherProcessMoved) {
+  struct Alone : MemoryHost {
+    std::byte* LockedMemory(unsigned, std::size_t) override { return nullptr; }
+  } alone;
+  store::SetHost(&alone);
+  std::string words;
+  const int one = udbCreate("/one", Words, words);
+  const int two = udbCreate("/two", Words, words);
+  for (const int n : {one, two}) {
+    for (const char* key : {"b", "d", "f"}) ASSERT_EQ(Insert(n, Record(key, 40)), 0);
+  }
+  Bytes record;
+  ASSERT_EQ(Get(two, "b ", record), 0);
+  ASSERT_EQ(Get(two, "d ", record), 0);
+  ASSERT_EQ(Erase(one, "b "), 0);
+  ASSERT_EQ(Insert(one, Record("a", 20)), 0);
+  ASSERT_EQ(Get(two, "d ", record), 0);
+  alone.Bytes("/two") = alone.Bytes("/one");
+  EXPECT_EQ(GetNext(two, record), 0) << ErrorText(two);
+  EXPECT_EQ(record, Record("f", 40));
+  udbInit();
+  store::SetHost(&host);
+}
+
 // A place that is kept twice within an update comes back as it was before the first time.
 TEST_F(FaultTest, OldestKeptBytesOfAPlaceWin) {
   host.Put(path, Bytes(2 * PageBytes, 'a'));
