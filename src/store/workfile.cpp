@@ -256,8 +256,11 @@ void WorkFile::AllocatePage(PageSlot& slot) {
 }
 
 Page& WorkFile::OwnHeaderPage() {
-  if (!owned) pageBefore = slotH.Bytes();
-  owned = true;
+  if (!owned) {
+    pageBefore = slotH.Bytes();
+    CheckSound();
+    owned = true;
+  }
   return slotH.Own();
 }
 
