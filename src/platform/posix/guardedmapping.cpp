@@ -4,6 +4,7 @@
 #include "platform/posix/guardedmapping.h"
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -23,6 +24,11 @@ constinit Places places{};
 constinit struct sigaction before {};
 constinit std::size_t pageSize = 0;
 
+bool MapZeros(std::byte* at, std::size_t size) {
+  return mmap(at, size, PROT_READ | PROT_WRITE,
+              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0) != MAP_FAILED;
+}
+
 // Zeros from the page of this address on to the end of its mapping. Only calls that a handler may
 // make; a mapping is not unmapped while it is touched.
 bool PutZerosAt(const void* address) {
@@ -33,24 +39,32 @@ bool PutZerosAt(const void* address) {
         reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(start);
     if (start == nullptr || offset >= size) continue;
     const std::size_t from = offset & ~(pageSize - 1);
-    void* const at = mmap(start + from, size - from, PROT_READ | PROT_WRITE,
-                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0);
     place.faulted.store(true, std::memory_order_release);
-    return at != MAP_FAILED;
+    // A system that sets memory aside for every promise may refuse the rest; a page is had, and the
+    // next one when it is touched.
+    return MapZeros(start + from, size - from) || MapZeros(start + from, pageSize);
   }
   return false;
 }
 
-// What would have become of the signal without us.
+// What would have become of the signal without us. An access that failed would be made again and
+// again if nobody took the process down: the system itself does not let it be ignored, nor does it
+// call a handler twice that is for one signal only.
 void PassOn(int number, siginfo_t* info, void* context) {
-  if ((before.sa_flags & SA_SIGINFO) != 0 && before.sa_sigaction != nullptr) {
+  const bool failedAccess = info->si_code > 0;
+  const bool hasHandler = (before.sa_flags & SA_SIGINFO) != 0 ||
+                          (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN);
+  if (hasHandler && (before.sa_flags & static_cast<int>(SA_RESETHAND)) != 0) {
+    signal(number, SIG_DFL);
+  }
+  if ((before.sa_flags & SA_SIGINFO) != 0) {
     before.sa_sigaction(number, info, context);
-  } else if (before.sa_handler == SIG_DFL) {
+  } else if (hasHandler) {
+    before.sa_handler(number);
+  } else if (before.sa_handler == SIG_DFL || failedAccess) {
     // It comes again when this handler returns.
     signal(number, SIG_DFL);
     raise(number);
-  } else if (before.sa_handler != SIG_IGN) {
-    before.sa_handler(number);
   }
 }
 
@@ -65,11 +79,13 @@ class Handler {
  public:
   Handler() {
     pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    // The one that was there is known before it may be asked for, and runs as it would have.
+    if (sigaction(SIGBUS, nullptr, &before) != 0) return;
     struct sigaction ours = {};
     ours.sa_sigaction = OnBusError;
-    ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
-    sigemptyset(&ours.sa_mask);
-    installed = sigaction(SIGBUS, &ours, &before) == 0;
+    ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART | (before.sa_flags & SA_NODEFER);
+    ours.sa_mask = before.sa_mask;
+    installed = sigaction(SIGBUS, &ours, nullptr) == 0;
   }
   ~Handler() {
     struct sigaction now = {};
@@ -91,6 +107,12 @@ bool HandlerIsThere() {
   return handler.Installed();
 }
 
+// Where a process is given only so much address space, its memory needs it more.
+bool AddressesAreLimited() {
+  rlimit limit = {};
+  return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 GuardedMapping::Place* TakePlace(std::byte* start, std::size_t size) {
   static std::mutex taking;
   const std::lock_guard guard(taking);
@@ -107,7 +129,7 @@ GuardedMapping::Place* TakePlace(std::byte* start, std::size_t size) {
 }  // namespace
 
 bool GuardedMapping::Map(int fd, std::size_t size, bool writable) {
-  if (!HandlerIsThere()) return false;
+  if (AddressesAreLimited() || !HandlerIsThere()) return false;
   const int rights = writable ? PROT_READ | PROT_WRITE : PROT_READ;
   const int again = start != nullptr ? MAP_FIXED : 0;
   void* const at = mmap(start, size, rights, MAP_SHARED | again, fd, 0);

@@ -25,6 +25,7 @@ class GuardedMapping {
 
   std::byte* Start() const { return start; }
   bool Faulted() const {
+    std::atomic_signal_fence(std::memory_order_seq_cst);  // asked behind what was touched before
     return place != nullptr && place->faulted.load(std::memory_order_acquire);
   }
 

@@ -36,6 +36,12 @@ bool ShowsOneFile(int fd) {
 class MappedFile final : public PosixFile {
  public:
   MappedFile(Descriptor fd, bool mayWrite) : PosixFile(std::move(fd)), writable(mayWrite) {}
+  // Changes in a mapping reach the time of the file's last change late, or never.
+  ~MappedFile() override {
+    if (changed) Touch();
+  }
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
 
   std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
     if (!IsMapped(offset, n)) return PosixFile::Read(offset, out, n);
@@ -45,10 +51,14 @@ class MappedFile final : public PosixFile {
 
   bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
     if (!writable || !IsMapped(offset, n)) {
-      if (!PosixFile::Write(offset, bytes, n)) return false;
+      if (!PosixFile::Write(offset, bytes, n)) {
+        size = 0;  // whoever takes this back may do so through another handle
+        return false;
+      }
       size = std::min<std::uint64_t>(std::max(size, offset + n), Reach);
       return true;
     }
+    changed = true;
     std::memcpy(mapping.Start() + offset, bytes, n);
     return !mapping.Faulted() || Lost(false);
   }
@@ -61,7 +71,9 @@ class MappedFile final : public PosixFile {
   const std::byte* View(std::uint64_t offset, std::size_t n) override {
     if (mapping.Start() == nullptr) TryMapping();
     if (mapping.Start() == nullptr || mapping.Faulted()) return nullptr;
-    if (offset + n > size) LearnSize();
+    // Page 0 is looked at without the lock, too, while somebody's update may have made the file
+    // longer than it is when that is taken back.
+    if (offset + n > size) LearnSize(offset == 0 ? n : Reach);
     return offset + n <= size ? mapping.Start() + offset : nullptr;
   }
 
@@ -70,7 +82,7 @@ class MappedFile final : public PosixFile {
   void Renew() override {
     if (!mapping.Faulted()) return;
     if (!mapping.Map(Number(), Reach, writable)) mapping.Unmap();
-    LearnSize();
+    size = 0;
   }
 
  private:
@@ -81,12 +93,13 @@ class MappedFile final : public PosixFile {
   void TryMapping() {
     if (views < 0 || ++views < ViewsBeforeMapping) return;
     views = -1;
-    if (ShowsOneFile(Number()) && mapping.Map(Number(), Reach, writable)) LearnSize();
+    size = 0;
+    if (ShowsOneFile(Number())) mapping.Map(Number(), Reach, writable);
   }
 
-  void LearnSize() {
+  void LearnSize(std::uint64_t most) {
     const std::int64_t now = PosixFile::Size();
-    size = now < 0 ? 0 : std::min<std::uint64_t>(static_cast<std::uint64_t>(now), Reach);
+    size = now < 0 ? 0 : std::min(static_cast<std::uint64_t>(now), most);
   }
 
   template <typename Answer>
@@ -96,9 +109,10 @@ class MappedFile final : public PosixFile {
   }
 
   GuardedMapping mapping;
-  std::uint64_t size = 0;  // of the file, as last known; none of it lies beyond the mapping
+  std::uint64_t size = 0;  // that the file surely has; none of it lies beyond the mapping
   int views = 0;           // asked for before there was a mapping; -1: it has been tried
   bool writable;
+  bool changed = false;  // in the mapping
 };
 
 }  // namespace

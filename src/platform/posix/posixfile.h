@@ -24,6 +24,8 @@ class PosixFile : public File {
 
  protected:
   int Number() const { return descriptor.Get(); }
+  // The file was last changed now.
+  void Touch();
   // Keeps errno.
   template <typename Answer>
   Answer Failed(Answer answer) {
