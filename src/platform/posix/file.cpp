@@ -138,10 +138,8 @@ bool PosixFile::Truncate(std::uint64_t size) {
          Failed(false);
 }
 
-void PosixFile::Touch() {
-  const timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
-  futimens(descriptor.Get(), times);
-}
+// The time of the last access goes with it: to set the one alone is for the owner.
+void PosixFile::Touch() { futimens(descriptor.Get(), nullptr); }
 
 bool PosixFile::Identity(FileIdentity& identity) {
   struct statx status = {};
