@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <tuple>
 
 #include "commands.h"
 #include "environment.h"
@@ -130,7 +131,9 @@ class Graph {
     std::string name;
     int yes;
     int no;
-    auto operator<=>(const Node&) const = default;
+    bool operator<(const Node& o) const {
+      return std::tie(name, yes, no) < std::tie(o.name, o.yes, o.no);
+    }
   };
 
   std::optional<std::string> Asked(bool& answer) const {
