@@ -51,7 +51,7 @@ bool ReadFile(XMLDoc& document, const std::u16string& name) {
     const std::string& words = failure.GetText();
     document.ProcError(ErrData::ERR_FATAL, {words.begin(), words.end()});
     return false;
-  } catch (...) {  // a callback cannot fail; what a reader of broken files may throw is no secret
+  } catch (...) {  // whatever else is wrong with a file, it is one that cannot be read
     return false;
   }
 }
