@@ -46,7 +46,7 @@ class KVORLIB_API SymbControl {
   //
   // False, after messages, when it cannot be read or a mistake keeps it from being read to its end.
   // What was read is kept, but the object answers as one that has loaded nothing.
-  // Throws: as TermCode does.
+  // Throws: as TermCode does; for null also as U2A does.
   bool Load(const char* fileName);
   // Back to nothing loaded. The mode of Translit stays.
   void Unload();
