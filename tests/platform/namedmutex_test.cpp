@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform/child.h"
+#include "platform/fdio.h"
 #include "platform/file.h"
 
 namespace platform {
@@ -143,8 +144,9 @@ TEST_F(NamedMutexTest, OutputOfAProgramWithoutStandardStreamsDoesNotGetIntoIt) {
     const auto own = Open();
     int error = 0;
     const auto file = OpenFile(path, OpenMode::ReadOnly, Sharing::All, error);
+    const FileNumber text(OpenToRead(path));
     const bool closed = fcntl(0, F_GETFD) < 0 && fcntl(1, F_GETFD) < 0 && fcntl(2, F_GETFD) < 0;
-    say(own != nullptr && file != nullptr && closed ? 'y' : 'n');
+    say(own != nullptr && file != nullptr && text.Get() > 2 && closed ? 'y' : 'n');
   });
   EXPECT_EQ(child.Hear(), 'y');
 }

@@ -37,12 +37,14 @@ auto Uninterrupted(Call call) {
   return answer;
 }
 
-// Takes a descriptor that has just been opened, and moves it away from the standard streams: where
-// a program was started with one of them closed, its output would go into whatever is opened next.
-inline Descriptor AwayFromStreams(int opened) {
-  Descriptor fd(opened);
-  if (opened < 0 || opened > STDERR_FILENO) return fd;
-  return Descriptor(fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+// Moves a descriptor that has just been opened away from the standard streams: where a program was
+// started with one of them closed, its output would go into whatever is opened next. Passes -1 on.
+inline int NumberAwayFromStreams(int opened) {
+  if (opened < 0 || opened > STDERR_FILENO) return opened;
+  const Descriptor low(opened);
+  return fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
+
+inline Descriptor AwayFromStreams(int opened) { return Descriptor(NumberAwayFromStreams(opened)); }
 
 }  // namespace platform

@@ -22,8 +22,8 @@ constexpr std::chrono::seconds BetweenTries(1);
 
 int Open(const std::string& path, int flags, mode_t mode = 0666) {
   // Without O_NONBLOCK a pipe would be opened only when its other end is.
-  return Uninterrupted(
-      [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); });
+  return NumberAwayFromStreams(Uninterrupted(
+      [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); }));
 }
 
 // A lock of the open file description, so that closing another descriptor of the file drops

@@ -140,7 +140,7 @@ RegistryAnswer RegistryFile::Alter(const Change& change) const {
   if (!MakeFolders(folder, machine ? 0755 : 0700)) return SystemFailure(errno);
   // A file that a person made read-only is meant to stay as it is, though it could be renamed over.
   if (auto allowed = MayAlter(); !allowed) return allowed;
-  const Descriptor lock(Uninterrupted([&] {
+  const Descriptor lock = AwayFromStreams(Uninterrupted([&] {
     return open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
                 0600);
   }));
@@ -163,7 +163,7 @@ RegistryAnswer RegistryFile::Write(const std::string& bytes) const {
   const std::string target = BehindLinks(path);
   const std::string fresh = target + ".new";
   unlink(fresh.c_str());
-  const Descriptor fd(Uninterrupted([&] {
+  const Descriptor fd = AwayFromStreams(Uninterrupted([&] {
     return open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, machine ? 0644 : 0600);
   }));
   if (!fd) return SystemFailure(errno);
