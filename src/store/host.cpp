@@ -16,8 +16,8 @@ constexpr std::chrono::milliseconds Patience(10'000);
 
 class SystemHost : public Host {
  public:
-  explicit SystemHost(FileForm chosenForm)
-      : form(chosenForm), mutex(platform::OpenNamedMutex(MutexName, {Areas, AreaSize})) {}
+  explicit SystemHost(FileForm chosenForm, const char* mutexName = MutexName)
+      : form(chosenForm), mutex(platform::OpenNamedMutex(mutexName, {Areas, AreaSize})) {}
 
   std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                     platform::Sharing sharing, int& error) override {
@@ -65,7 +65,9 @@ Host* chosen = nullptr;
 
 }  // namespace
 
-std::unique_ptr<Host> MakeSystemHost(FileForm form) { return std::make_unique<SystemHost>(form); }
+std::unique_ptr<Host> MakeSystemHost(FileForm form, const char* mutexName) {
+  return std::make_unique<SystemHost>(form, mutexName != nullptr ? mutexName : MutexName);
+}
 
 Host& CurrentHost() { return chosen != nullptr ? *chosen : SystemsOwn(); }
 

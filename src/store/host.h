@@ -40,7 +40,9 @@ class Host {
 // How the system's own host reads and changes files: by calls, or mapped into memory. Both give the
 // same files, and processes may use one file in both forms at once.
 enum class FileForm { Plain, Mapped };
-std::unique_ptr<Host> MakeSystemHost(FileForm form);
+// Processes guard a file from each other only under the same name of the mutex; null is that of all
+// programs.
+std::unique_ptr<Host> MakeSystemHost(FileForm form, const char* mutexName = nullptr);
 
 // The host in use; the system's own at first, in the form that KVORLIB_MAPPED_STORE of the build
 // says. Setting null puts the system's own back.
