@@ -146,7 +146,7 @@ class Graph {
   }
 
   int Explore() {
-    constexpr int mostWays = 200000;
+    constexpr int mostWays = 30000;
     if (++ways > mostWays) throw Failure("", "the condition has too many ways to be drawn");
     bool answer = false;
     const auto name = Asked(answer);

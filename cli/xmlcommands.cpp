@@ -9,6 +9,7 @@
 #include "inputfile.h"
 #include "json.h"
 #include "kvorlib/datacont.h"
+#include "kvorlib/errors.h"
 #include "outcome.h"
 
 namespace kvor {
@@ -34,7 +35,11 @@ struct XmlOptions {
 
 void Load(const InputFile& file, XMLDoc& document, datacont& root) {
   document.SetCallback(&root, XMLDoc::DC_READ);
-  if (document.LoadFile(Wide(file.Path()))) return;
+  try {
+    if (document.LoadFile(Wide(file.Path()))) return;
+  } catch (const Except&) {
+    throw Failure(file.At(1), "the encoding of the XML declaration is not known");
+  }
   document.SetCallback(nullptr, XMLDoc::DC_READ);
   const ErrDescr& error = document.GetLastError();
   const std::string column =

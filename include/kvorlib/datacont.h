@@ -49,7 +49,9 @@ class KVORLIB_API datacont : public DataConstr {
   bool StartWriting() const override;
   virtual ~datacont() = default;
 
-  // Exchanges all but the type: this node takes the other's, and the other keeps its own.
+  // Exchanges all but the type: this node takes the other's, and the other keeps its own. If one
+  // of the two lies inside the other, the outer one becomes what the inner one was, and all else,
+  // the inner node itself too, is gone.
   void swap(datacont& other);
 
   cont_type GetType() const { return type; }
@@ -92,4 +94,6 @@ class KVORLIB_API datacont : public DataConstr {
   std::u16string text;  // of an element: behind its last child
   XMLAttrs attrs;
   std::list<datacont> nodes;
+
+  bool IsIn(const std::list<datacont>& tree) const;
 };

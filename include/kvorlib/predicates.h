@@ -83,7 +83,9 @@ class KVORLIB_API BASETREE {
   // no operator where one is due, and for a ReadPred that gives null.
   // REQUIRES: a text with a lexer.
   bool ReadTreeBody(DefText<char16_t>& text, std::u16string& error);
-  // Evaluates the expression from left to right, no further than needed.
+  // Evaluates the expression from left to right, no further than needed. A condition to which
+  // several ways lead is asked on each of them; but from the 1,000th ask of an evaluation on, none
+  // whose failure is known is asked again.
   // REQUIRES: that an expression was read.
   bool Check() const;
 
@@ -106,6 +108,8 @@ class KVORLIB_API BASETREE {
   static void AddAndTree(TREELEAF* node, Leaf& tail);
   static void AddOrTree(TREELEAF* node, Leaf& tail);
   bool Check(const Leaf& leaf) const;
+  bool Holds(const TREELEAF& leaf) const;
 
   Leaf root;
+  mutable int asksLeft = 0;  // of the running evaluation, in its negated brackets too
 };

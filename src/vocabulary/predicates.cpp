@@ -13,6 +13,10 @@ namespace {
 // Reading, and the evaluation of negated brackets, call themselves once a level.
 constexpr int MostLevels = 1000;
 
+// How often an evaluation asks conditions anew that have failed already: (a|b)+(c|d)+… has twice as
+// many ways through it with each bracket.
+constexpr int FreeAsks = 1000;
+
 std::u16string_view Next(DefText<char16_t>& text) {
   BASE_STRING<char16_t> item;
   text.GetItem(item);
@@ -55,6 +59,7 @@ bool BASETREE::ReadTreeBody(DefText<char16_t>& text, std::u16string& error) {
 bool BASETREE::Check() const {
   // A condition may read the tree anew.
   const Leaf held = root;
+  asksLeft = FreeAsks;
   return Check(held);
 }
 
@@ -130,23 +135,32 @@ void BASETREE::AddOrTree(TREELEAF* node, Leaf& tail) {
   if (node != tail.get()) node->next_or = tail;
 }
 
+bool BASETREE::Holds(const TREELEAF& leaf) const {
+  // Leaves may be shared with a copy of this tree: the condition is told who asks.
+  leaf.pred->tree = const_cast<BASETREE*>(this);
+  if (asksLeft > 0) --asksLeft;
+  return leaf.pred->Check() != leaf.negate;
+}
+
 bool BASETREE::Check(const Leaf& leaf) const {
   // The leaves that hold, each waiting for what follows it by "and".
   std::vector<const TREELEAF*> waiting;
+  // The leaves that do not hold, or after which all failed; known once the asks have run out.
+  std::unordered_set<const TREELEAF*> failed;
   const TREELEAF* at = leaf.get();
   for (;;) {
-    // Leaves may be shared with a copy of this tree: the condition is told who asks.
-    at->pred->tree = const_cast<BASETREE*>(this);
-    if (at->pred->Check() != at->negate) {
+    if (!failed.contains(at) && Holds(*at)) {
       if (at->next_and == nullptr) return true;
       waiting.push_back(at);
       at = at->next_and.get();
       continue;
     }
+    if (asksLeft == 0) failed.insert(at);
     while (at->next_or == nullptr) {
       if (waiting.empty()) return false;
       at = waiting.back();
       waiting.pop_back();
+      if (asksLeft == 0) failed.insert(at);
     }
     at = at->next_or.get();
   }

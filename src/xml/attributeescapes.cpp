@@ -3,7 +3,7 @@
 
 namespace xml {
 
-// A lone line feed or carriage return is not kept.
+// A lone line feed or carriage return is left to the writer of the markup.
 std::u16string EncodeAttribute(std::u16string_view value) {
   std::u16string encoded;
   encoded.reserve(value.size());

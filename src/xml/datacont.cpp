@@ -1,6 +1,7 @@
 // The generic node: built from events, written as events, or printed without a document.
 #include "kvorlib/datacont.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -92,10 +93,21 @@ bool datacont::StartWriting() const {
 
 void datacont::swap(datacont& other) {
   type = other.type;
+  const bool around = other.IsIn(nodes);
+  const bool inside = IsIn(other.nodes);
   tag.swap(other.tag);
   text.swap(other.text);
   attrs.swap(other.attrs);
   nodes.swap(other.nodes);
+  // The inner node now holds what holds itself: a ring that nobody else would ever free.
+  std::list<datacont> ring;
+  if (around) ring.swap(other.nodes);
+  if (inside) ring.swap(nodes);
+}
+
+bool datacont::IsIn(const std::list<datacont>& tree) const {
+  return std::any_of(tree.begin(), tree.end(),
+                     [this](const datacont& node) { return &node == this || IsIn(node.nodes); });
 }
 
 void datacont::clear() {

@@ -4,8 +4,22 @@
 namespace xml {
 namespace {
 
+constexpr char16_t kReplacement = u'\uFFFD';
+
+// Whether a document can hold the unit that begins the text.
+bool IsCharacter(std::u16string_view text, char16_t before) {
+  const auto isHigh = [](char16_t unit) { return (unit & 0xFC00) == 0xD800; };
+  const auto isLow = [](char16_t unit) { return (unit & 0xFC00) == 0xDC00; };
+  const char16_t unit = text.front();
+  if (isHigh(unit)) return text.size() > 1 && isLow(text[1]);
+  return isLow(unit) ? isHigh(before) : unit >= u' ' && unit < 0xFFFE;
+}
+
+// Line breaks and tabs by their numbers: a reader takes them for blanks when they stand as they
+// are. What no document can hold would make all of it unreadable.
 void AppendValue(std::u16string_view value, std::u16string& out) {
-  for (const char16_t unit : value) {
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const char16_t unit = value[i];
     switch (unit) {
       case u'<':
         out += u"&lt;";
@@ -19,8 +33,17 @@ void AppendValue(std::u16string_view value, std::u16string& out) {
       case u'"':
         out += u"&quot;";
         break;
+      case u'\t':
+        out += u"&#x09;";
+        break;
+      case u'\n':
+        out += u"&#x0a;";
+        break;
+      case u'\r':
+        out += u"&#x0d;";
+        break;
       default:
-        out += unit;
+        out += IsCharacter(value.substr(i), i > 0 ? value[i - 1] : u'\0') ? unit : kReplacement;
     }
   }
 }

@@ -16,7 +16,8 @@ class MarkupWriter {
   // Forgets what was written before. No encoding: no declaration.
   void StartDocument(std::u16string_view encoding);
   void EndDocument();
-  // Escapes the values of attributes, but for line breaks and tabs.
+  // Escapes the values of attributes, so that they are read back as they are but for what no
+  // document can hold, which becomes U+FFFD.
   void StartElement(std::u16string_view name, const XMLAttrs& attrs);
   // An element without content is written in the short form.
   void EndElement(std::u16string_view name);

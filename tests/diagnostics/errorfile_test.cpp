@@ -55,13 +55,16 @@ TEST(ErrorFile, BringsEntriesBackUnmerged) {
     errors.ProcError(ErrDescr({Fatal, u"один\r\n\\n"}, {1, 2, 3, u"д"}));
     errors.ProcError(ErrDescr({Fatal, u""}, {1, 2, 3, u"д"}));
     errors.ProcError(ErrDescr({Error, u"x"}, {}));
+    errors.ProcError(ErrDescr({Error, u"a\tb\nc\rd\r\n\\n 😀"}, {9, 1, -1, u"\n"}));
+    errors.ProcError(ErrDescr({Error, u"\x01\x1F\xFFFE\xDE00\xD83D"}, {10, 1, -1, u"e"}));
     errors.SetDocName(name);
     EXPECT_TRUE(errors.SaveDataToDisk(path));
 
     PermanentErrProc back;
     EXPECT_TRUE(back.ReadDataFromDisk(path));
-    ASSERT_EQ(back.GetENum(), 3U);
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(back.GetError(i) == errors.GetError(i)) << i;
+    ASSERT_EQ(back.GetENum(), 5U);
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(back.GetError(i) == errors.GetError(i)) << i;
+    EXPECT_EQ(back.GetError(4).GetEMessage(), std::u16string(5, u'\uFFFD')) << "no XML has them";
     back.SetDocName(back.GetDocName() + u"!");
     const std::u16string rest = name.empty() ? u"" : u" mnum=\"7\" mtype=\"Fatal error\"";
     EXPECT_TRUE(Saved(back).starts_with(std::u16string(u"<errors fname=\"")

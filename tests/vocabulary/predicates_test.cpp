@@ -94,4 +94,15 @@ TEST(Predicates, LongExpressionsWithManyWaysThroughThemAreReadAskedAndLetGo) {
   tree.truths = "AC";
   EXPECT_EQ(tree.Read(expression + "A) + C;"), "");
   EXPECT_TRUE(tree.Check());
+
+  std::string ways = "F";  // 2^60 ways to no, through each level of brackets
+  for (int level = 0; level < 3; ++level) {
+    ways = "^(" + ways + ")";
+    for (int i = 0; i < 60; ++i) ways = "(A | C) + " + ways;
+    ways += " + F";
+  }
+  EXPECT_EQ(tree.Read(ways + ";"), "");
+  tree.asked.clear();
+  EXPECT_FALSE(tree.Check());
+  EXPECT_LT(tree.asked.size(), 5000U);
 }
