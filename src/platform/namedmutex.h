@@ -35,14 +35,25 @@ class NamedMutex {
   virtual bool Back(unsigned area, std::size_t bytes) = 0;
   // Gives memory behind the first `bytes` back to the system; it reads as zero when backed again.
   virtual void Release(unsigned area, std::size_t bytes) = 0;
+
+  // Memory shared likewise that is there from the start and never goes. It may be looked at without
+  // the mutex; to be changed, by stores that others may see half way, only while holding it. The
+  // address may change with an outermost Lock; what was there stays there to be looked at.
+  virtual std::byte* OpenMemory() = 0;
+  // Whether whoever took the mutex up to now shares this memory with whoever holds it next. False:
+  // others may have made it anew; the next Lock finds theirs. What was seen in the memory, and
+  // elsewhere on its word, is to be believed only if this is asked afterwards. Costs a look at a
+  // coarse clock.
+  virtual bool StillShared() = 0;
 };
 
-// Address space for a mutex' memory. Whoever opens a name with another shape gets another mutex.
+// A mutex' memory: address space for areas, and open memory. Whoever opens a name with another shape gets another mutex.
 struct MutexMemory {
   static constexpr unsigned MaxAreas = 16;
 
   unsigned areas;  // at most MaxAreas
   std::size_t bytesEach;
+  std::size_t openBytes = 0;
 };
 
 // Opens the mutex of this name, or makes it. Null if it cannot be had: the name is taken by another

@@ -17,7 +17,8 @@ constexpr std::chrono::milliseconds Patience(10'000);
 class SystemHost : public Host {
  public:
   explicit SystemHost(FileForm chosenForm, const char* mutexName = MutexName)
-      : form(chosenForm), mutex(platform::OpenNamedMutex(mutexName, {Areas, AreaSize})) {}
+      : form(chosenForm),
+        mutex(platform::OpenNamedMutex(mutexName, {Areas, AreaSize, OpenMemorySize})) {}
 
   std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                     platform::Sharing sharing, int& error) override {
@@ -46,6 +47,8 @@ class SystemHost : public Host {
   void TrimLockedMemory(unsigned area, std::size_t bytes) override {
     if (mutex != nullptr) mutex->Release(area, bytes);
   }
+  std::byte* OpenMemory() override { return mutex != nullptr ? mutex->OpenMemory() : nullptr; }
+  bool StillShared() override { return mutex != nullptr && mutex->StillShared(); }
 
  private:
   FileForm form;

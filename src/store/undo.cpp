@@ -69,7 +69,30 @@ bool UndoLog::Begin(const Subject& subject, const Page& page0) {
   record->Begin(page0, subject.path);
   board->held[area] = {subject.identity, ++board->order, 0};
   Publish(board->active, std::uint32_t{area});
+  BeginChange(subject.identity);
   return true;
+}
+
+void UndoLog::BeginChange(const platform::FileIdentity& file) {
+  if (ChangeCount* const count = ChangeCount::Of(*host, file)) count->BeginChange();
+}
+
+// Unless another file of the same count is still half changed.
+void UndoLog::EndChange(const platform::FileIdentity& file) {
+  ChangeCount* const count = ChangeCount::Of(*host, file);
+  if (count == nullptr) return;
+  for (unsigned n = 1; n < Host::Areas; ++n) {
+    if (!IsAside(n) && n != board->active) continue;
+    if (ChangeCount::Of(*host, board->held[n].file) == count) return;
+  }
+  count->EndChange();
+}
+
+// Odd with nobody at work: whoever counted died between his last two steps.
+ChangeCount* UndoLog::CountOf(const platform::FileIdentity& file) {
+  ChangeCount* const count = ChangeCount::Of(*host, file);
+  if (count != nullptr && !ChangeCount::IsStable(count->Now())) EndChange(file);
+  return count;
 }
 
 // Where the bytes of a stretch are to be copied to; null if there is no memory for them.
@@ -113,6 +136,7 @@ void UndoLog::Drop() {
   // would be one that went on and is believed broken.
   if (IsAside(area)) Publish(board->aside, board->aside & ~(1U << area));
   Publish(board->active, std::uint32_t{0});
+  EndChange(board->held[area].file);
   if (large && !inOwnMemory) host->TrimLockedMemory(area, KeptBacked);
 }
 
@@ -121,6 +145,7 @@ bool UndoLog::Settle(Host& current) {
   if (!Active()) return true;
   record = RecordIn(board->active);
   if (record == nullptr) return false;
+  BeginChange(board->held[board->active].file);  // it may have died ahead of that
   if (TakeBack(board->active, *record, record->Path())) {
     Drop();
   } else {
@@ -172,6 +197,7 @@ bool UndoLog::ForgetOldest() {
 
 void UndoLog::ForgetAside(unsigned area) {
   Publish(board->aside, board->aside & ~(1U << area));
+  EndChange(board->held[area].file);
   if (!inOwnMemory) host->TrimLockedMemory(area, 0);
 }
 
@@ -188,6 +214,7 @@ bool UndoLog::Mend(const platform::FileIdentity& identity, VirtualFile* file,
   if (area == 0) return true;
   const UndoRecord* const broken = RecordIn(area);
   if (broken == nullptr) return false;
+  BeginChange(identity);
   const bool whole = file != nullptr
                          ? TakeBackIn(*broken, *file)
                          : TakeBack(area, *broken, path) || TakeBack(area, *broken, broken->Path());
@@ -197,6 +224,8 @@ bool UndoLog::Mend(const platform::FileIdentity& identity, VirtualFile* file,
 
 void UndoLog::Forget(const platform::FileIdentity& file) {
   if (const unsigned area = AreaOf(file); area != 0) ForgetAside(area);
+  BeginChange(file);
+  EndChange(file);
 }
 
 }  // namespace store

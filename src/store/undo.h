@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "store/changecount.h"
 #include "store/host.h"
 #include "store/page.h"
 #include "store/undorecord.h"
@@ -77,8 +78,14 @@ class UndoLog {
   // Takes that back. `file` may be written, or is null; then it is looked for under `path` and
   // where the update had found it. False if that could not be done now.
   bool Mend(const platform::FileIdentity& identity, VirtualFile* file, const std::string& path);
-  // A file that has just been made owes nothing, whatever file its identity was once of.
+  // A file that has just been made owes nothing, whatever file its identity was once of, and who
+  // has seen that one has not seen this.
   void Forget(const platform::FileIdentity& file);
+
+  // The file's count of changes, odd from Begin to Drop and while anything of the file is set
+  // aside; null if there is none in common. Made even if nobody is left who would. REQUIRES: the
+  // lock is held.
+  ChangeCount* CountOf(const platform::FileIdentity& file);
 
  private:
   struct Held {
@@ -101,6 +108,8 @@ class UndoLog {
   bool IsAside(unsigned area) const { return (board->aside >> area & 1) != 0; }
   bool TakeBack(unsigned area, const UndoRecord& broken, const std::string& path);
   void SetAside();
+  void BeginChange(const platform::FileIdentity& file);
+  void EndChange(const platform::FileIdentity& file);
   bool ForgetOldest();
   void ForgetAside(unsigned area);
 

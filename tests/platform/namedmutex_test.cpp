@@ -21,16 +21,20 @@ using std::chrono::milliseconds;
 using Wait = NamedMutex::Wait;
 
 constexpr std::size_t Reserved = 1 << 20;
+constexpr std::size_t OpenBytes = 5000;
 constexpr milliseconds Patience{5000};
 
 // A name that no other test run has; its file goes with the test.
 struct NamedMutexTest : testing::Test {
   ~NamedMutexTest() override { unlink(path.c_str()); }
-  std::unique_ptr<NamedMutex> Open() const { return OpenNamedMutex(name, {2, Reserved}); }
+  std::unique_ptr<NamedMutex> Open() const {
+    return OpenNamedMutex(name, {2, Reserved, OpenBytes});
+  }
 
   const std::string name = "test" + std::to_string(getpid());
   const std::string path = "/dev/shm/kvorlib-" + std::to_string(geteuid()) + "-" + name + ".m" +
-                           std::to_string(8 * sizeof(void*)) + ".2x" + std::to_string(Reserved);
+                           std::to_string(8 * sizeof(void*)) + ".2x" + std::to_string(Reserved) +
+                           "+" + std::to_string(OpenBytes);
 };
 
 // Whether another thread can take the mutex at once.
@@ -126,7 +130,7 @@ TEST_F(NamedMutexTest, MemoryIsBackedUpToWhatWasReservedAndComesBackEmpty) {
 }
 
 TEST_F(NamedMutexTest, ForeignFileByThatNameIsRefused) {
-  for (const off_t size : {2 * off_t{Reserved} + sysconf(_SC_PAGESIZE), off_t{5}}) {
+  for (const off_t size : {2 * off_t{Reserved} + 3 * sysconf(_SC_PAGESIZE), off_t{5}}) {
     close(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
     ASSERT_EQ(truncate(path.c_str(), size), 0);
     EXPECT_EQ(Open(), nullptr) << "no magic, or another size";
@@ -158,10 +162,14 @@ TEST_F(NamedMutexTest, RemovedFileIsReplacedAtTheNextOutermostLock) {
   const auto later = Open();
   ASSERT_EQ(mutex->Lock(Patience), Wait::Had);
   EXPECT_TRUE(IsFree(*later)) << "inside, it stays with its own";
+  EXPECT_FALSE(mutex->StillShared()) << "and what is seen in its open memory counts no more";
   mutex->Unlock();
   mutex->Unlock();
   ASSERT_EQ(mutex->Lock(Patience), Wait::Had);
   EXPECT_FALSE(IsFree(*later));
+  EXPECT_TRUE(mutex->StillShared());
+  later->OpenMemory()[OpenBytes - 1] = std::byte{7};
+  EXPECT_EQ(mutex->OpenMemory()[OpenBytes - 1], std::byte{7});
   mutex->Unlock();
   EXPECT_TRUE(IsFree(*later));
 }

@@ -195,6 +195,7 @@ TEST_F(FaultTest, TakingBackAfterACrashMayFailAndIsDoneByTheNext) {
 TEST_F(FaultTest, WalkWithoutSharedMemorySeesWhatAnotherProcessMoved) {
   struct Alone : MemoryHost {
     std::byte* LockedMemory(unsigned, std::size_t) override { return nullptr; }
+    std::byte* OpenMemory() override { return nullptr; }
   } alone;
   store::SetHost(&alone);
   std::string words;

@@ -106,6 +106,11 @@ void MemoryHost::ClearMemory() {
   for (unsigned n = 0; n < Areas; ++n) std::memset(Area(n), 0, touched[n]);
 }
 
+std::byte* MemoryHost::OpenMemory() {
+  alignas(64) static std::byte block[OpenMemorySize];
+  return block;
+}
+
 MemoryHost::Fault MemoryHost::Call(const char* what) {
   ++calls;
   if (dead) return Fault::Broken;
@@ -123,6 +128,7 @@ void MemoryHost::TakePicture() {
   for (unsigned n = 0; n < Areas; ++n) {
     pictureOfMemory[n].assign(reinterpret_cast<const char*>(Area(n)), touched[n]);
   }
+  pictureOfOpenMemory.assign(reinterpret_cast<const char*>(OpenMemory()), OpenMemorySize);
 }
 
 void MemoryHost::FailCall(int nth, Fault kind) {
@@ -152,6 +158,7 @@ void MemoryHost::Restart() {
     touched[n] = pictureOfMemory[n].size();
     std::memcpy(Area(n), pictureOfMemory[n].data(), touched[n]);
   }
+  std::memcpy(OpenMemory(), pictureOfOpenMemory.data(), OpenMemorySize);
 }
 
 std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,

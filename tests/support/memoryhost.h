@@ -40,6 +40,7 @@ class MemoryHost : public store::Host {
   void Unlock() override;
   std::byte* LockedMemory(unsigned area, std::size_t bytes) override;
   void TrimLockedMemory(unsigned area, std::size_t bytes) override;
+  std::byte* OpenMemory() override;
 
   // The call number `nth` from now on, counted from 1, goes wrong in this way.
   void FailCall(int nth, Fault kind);
@@ -89,4 +90,5 @@ class MemoryHost : public store::Host {
   std::map<std::string, std::string> pictureOfFiles;
   std::array<std::string, Areas> pictureOfMemory;
   std::array<std::size_t, Areas> touched{};  // bytes of each area that were ever asked for
+  std::string pictureOfOpenMemory;
 };

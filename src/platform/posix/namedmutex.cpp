@@ -1,7 +1,7 @@
 // The named mutex: a robust mutex in a file of shared memory that belongs to the user. The file
 // gets its name only when it is complete, so whoever opens it by name finds a working mutex.
 //
-// The file is one page of head, then the areas. Of each area only what the head counts as backed is
+// The file is a head, the open memory, then the areas. Of each area only what the head counts as backed is
 // really there: it is asked for with fallocate, since touching a page for which there is no room
 // would kill the process.
 #ifndef _GNU_SOURCE
@@ -32,7 +32,7 @@ namespace platform {
 namespace {
 
 constexpr char Folder[] = "/dev/shm";
-constexpr std::uint64_t Magic = 0x31785475'4d726f76;
+constexpr std::uint64_t Magic = 0x32785475'4d726f76;
 constexpr int OpeningTries = 16;
 // Whoever has the mutex open looks this often, in milliseconds, whether its file still has its
 // name, and whoever makes the file anew waits longer than that, and than a tick of the clock, ahead
@@ -52,8 +52,13 @@ std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 
 std::size_t UpToPage(std::size_t n) { return (n + PageSize() - 1) / PageSize() * PageSize(); }
 
+// What is backed from the start; the open memory begins behind one page.
+std::size_t AreasBegin(const MutexMemory& memory) {
+  return PageSize() + UpToPage(memory.openBytes);
+}
+
 std::size_t FileSize(const MutexMemory& memory) {
-  return PageSize() + memory.areas * UpToPage(memory.bytesEach);
+  return AreasBegin(memory) + memory.areas * UpToPage(memory.bytesEach);
 }
 
 bool InitMutex(pthread_mutex_t& mutex) {
@@ -113,10 +118,11 @@ class Segment {
 };
 
 // Makes a whole file and gives it the name `path`, unless somebody else did meanwhile.
-bool Create(const std::string& path, std::size_t size) {
+bool Create(const std::string& path, const MutexMemory& memory) {
+  const std::size_t size = FileSize(memory);
   Descriptor fd = AwayFromStreams(open(Folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
   if (!fd || fchmod(fd.Get(), 0600) != 0 || ftruncate(fd.Get(), static_cast<off_t>(size)) != 0 ||
-      Uninterrupted([&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(PageSize())); }) !=
+      Uninterrupted([&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(AreasBegin(memory))); }) !=
           0) {
     return false;
   }
@@ -139,13 +145,14 @@ bool IsOurs(const Descriptor& fd, const struct stat& status, std::size_t size) {
          pread(fd.Get(), &magic, sizeof magic, 0) == sizeof magic && magic == Magic;
 }
 
-std::unique_ptr<Segment> OpenSegment(const std::string& path, std::size_t size) {
+std::unique_ptr<Segment> OpenSegment(const std::string& path, const MutexMemory& memory) {
+  const std::size_t size = FileSize(memory);
   for (int i = 0; i < OpeningTries; ++i) {
     Descriptor fd = AwayFromStreams(Uninterrupted([&] {
       return open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     }));
     if (!fd) {
-      if (errno != ENOENT || !Create(path, size)) return nullptr;
+      if (errno != ENOENT || !Create(path, memory)) return nullptr;
       continue;
     }
     struct stat status = {};
@@ -203,9 +210,9 @@ void UnlockHead(Head& head) {
 
 class PosixNamedMutex final : public NamedMutex {
  public:
-  PosixNamedMutex(std::string path, const MutexMemory& memory, std::unique_ptr<Segment> first)
+  PosixNamedMutex(std::string path, const MutexMemory& itsMemory, std::unique_ptr<Segment> first)
       : file(std::move(path)),
-        bytes(FileSize(memory)),
+        memory(itsMemory),
         areaSize(UpToPage(memory.bytesEach)),
         current(first.get()) {
     segments.push_back(std::move(first));
@@ -255,8 +262,11 @@ class PosixNamedMutex final : public NamedMutex {
     Allocate(area, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, begin, end);
   }
 
+  std::byte* OpenMemory() override { return current.load()->At(PageSize()); }
+  bool StillShared() override { return !current.load(std::memory_order_relaxed)->Removed(); }
+
  private:
-  std::size_t Begin(unsigned area) const { return PageSize() + area * areaSize; }
+  std::size_t Begin(unsigned area) const { return AreasBegin(memory) + area * areaSize; }
 
   bool Allocate(unsigned area, int mode, std::size_t begin, std::size_t end) {
     return Uninterrupted([&] {
@@ -269,7 +279,7 @@ class PosixNamedMutex final : public NamedMutex {
   bool Renew(const Segment* gone) {
     const std::lock_guard guard(renewing);
     if (current != gone) return true;
-    auto fresh = OpenSegment(file, bytes);
+    auto fresh = OpenSegment(file, memory);
     if (fresh == nullptr) return false;
     current = fresh.get();
     segments.push_back(std::move(fresh));
@@ -277,7 +287,7 @@ class PosixNamedMutex final : public NamedMutex {
   }
 
   std::string file;
-  std::size_t bytes;
+  MutexMemory memory;
   std::size_t areaSize;
   std::atomic<Segment*> current;
   std::mutex renewing;
@@ -290,8 +300,9 @@ std::unique_ptr<NamedMutex> OpenNamedMutex(const std::string& name, MutexMemory 
   if (name.find('/') != std::string::npos || memory.areas > MutexMemory::MaxAreas) return nullptr;
   const std::string path = std::string(Folder) + "/kvorlib-" + std::to_string(geteuid()) + "-" +
                            name + ".m" + std::to_string(8 * sizeof(void*)) + "." +
-                           std::to_string(memory.areas) + "x" + std::to_string(memory.bytesEach);
-  auto segment = OpenSegment(path, FileSize(memory));
+                           std::to_string(memory.areas) + "x" + std::to_string(memory.bytesEach) +
+                           "+" + std::to_string(memory.openBytes);
+  auto segment = OpenSegment(path, memory);
   if (segment == nullptr) return nullptr;
   return std::make_unique<PosixNamedMutex>(path, memory, std::move(segment));
 }

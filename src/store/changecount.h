@@ -1,0 +1,62 @@
+// How often each file was changed, as all processes that take the lock count it, for those who read
+// without it.
+//
+// A count is odd from before the first byte of its file changes until the last one has, and is
+// never the same twice at even. So whoever finds it even, reads, and finds the same count again has
+// read nothing of a change, in this order of things:
+//
+//   who changes, under the lock       who reads, without it
+//     1  count becomes odd              a  loads the count: even
+//     2  fence                          b  reads the file
+//     3  changes the file               c  fence
+//     4  count becomes even again       d  loads the count again
+//
+// If b sees any byte of 3, the fences 2 and c are ordered by it, so that d sees 1 or later and
+// differs from a. If a sees an earlier 4, which is a release that a acquires, b sees all of the
+// change before it. The file's bytes are no atomic objects of the language: this counts on hardware
+// on which the fences order plain loads and stores, to pages shared by processes, like any others,
+// and on a system whose calls for writing store to the very same pages, by the thread that made the
+// call and ahead of its return. Where a file may not be so mapped, nobody reads without the lock.
+//
+// A process that dies leaves the count odd, and whoever takes the lock puts the file back, then
+// makes it even. A record that is set aside keeps it odd. The slot is found by a hash: files that
+// share one disturb each other, which costs time and nothing else. 2^63 changes take longer than
+// any machine lasts.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/file.h"
+#include "store/host.h"
+
+namespace store {
+
+class ChangeCount {
+ public:
+  // The file's, or null if the host has no memory for them. By volume and index alone: not
+  // everybody is told when a file was made.
+  static ChangeCount* Of(Host& host, const platform::FileIdentity& file);
+
+  std::uint64_t Now() const { return count.load(std::memory_order_acquire); }
+  static bool IsStable(std::uint64_t seen) { return seen % 2 == 0; }
+  // Whether nothing was changed since the count was `seen`; to be asked behind the reading.
+  bool Still(std::uint64_t seen) const {
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return count.load(std::memory_order_relaxed) == seen;
+  }
+
+  // Both may be called in any state, under the lock.
+  void BeginChange();
+  void EndChange();
+
+ private:
+  std::atomic<std::uint64_t> count;
+  std::array<std::uint64_t, 7> reserved;  // files side by side do not share a line of the cache
+};
+
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "locks would be of one process");
+
+}  // namespace store
