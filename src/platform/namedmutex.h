@@ -47,7 +47,8 @@ class NamedMutex {
   virtual bool StillShared() = 0;
 };
 
-// A mutex' memory: address space for areas, and open memory. Whoever opens a name with another shape gets another mutex.
+// A mutex' memory: address space for areas, and open memory. Whoever opens a name with another
+// shape gets another mutex.
 struct MutexMemory {
   static constexpr unsigned MaxAreas = 16;
 

@@ -36,9 +36,9 @@ class Host {
   // The memory of the area behind its first `bytes` is not needed any more.
   virtual void TrimLockedMemory(unsigned area, std::size_t bytes) = 0;
 
-  // The one exception: memory of the lock's sharers, all zero at first, that may be looked at without
-  // the lock and is changed only under it. Null: there is none. Another one may be had after the
-  // next taking of the lock; this one can still be looked at.
+  // The one exception: memory of the lock's sharers, all zero at first, that may be looked at
+  // without the lock and is changed only under it. Null: there is none. Another one may be had
+  // after the next taking of the lock; this one can still be looked at.
   static constexpr std::size_t OpenMemorySize = 64U << 10;
   virtual std::byte* OpenMemory() { return nullptr; }
   // Whether whoever had the lock up to now shares that memory; see platform::NamedMutex.

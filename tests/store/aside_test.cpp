@@ -1,5 +1,6 @@
 // A process dies in the middle of an update, and whoever takes the lock next cannot reach the file.
 // What was kept waits for that very file, never gets into another one, and holds up nobody else.
+#include "store/changecount.h"
 #include "support/storecalls.h"
 
 namespace {
@@ -23,8 +24,14 @@ class AsideTest : public StoreTest {
       udbClose(broken);
       host.Restart();
       ASSERT_NE(host.Struck(), "") << "the insertion has fewer calls";
+      ASSERT_TRUE(!CountIsStable(path) || Image() == before || Sound().records.size() == 5)
+          << "who reads without the lock would not know, call " << nth;
       if (Image() != before && Image().size() == before.size()) return;
     }
+  }
+  bool CountIsStable(const std::string& where) {
+    const auto* const count = store::ChangeCount::Of(host, {7, host.File(where).index});
+    return store::ChangeCount::IsStable(count->Now());
   }
   std::string Opening(const std::string& where, int flags = 2) {
     const int n = udbOpen(where.c_str(), flags, failure);
@@ -51,8 +58,10 @@ TEST_F(AsideTest, FileIsKnownUnderAnotherNameAndItsOwnNameOnAnotherFileIsNot) {
   GoOn();
   EXPECT_EQ(Image(), another);
   EXPECT_EQ(host.Bytes("/m/renamed"), half) << "nobody knows of it yet";
+  EXPECT_FALSE(CountIsStable("/m/renamed"));
   EXPECT_EQ(Opening("/m/renamed"), "4");
   EXPECT_TRUE(host.Bytes("/m/renamed") == before);
+  EXPECT_TRUE(CountIsStable("/m/renamed"));
 }
 
 TEST_F(AsideTest, HalfAnUpdateIsNeverReadWhereTheFileMayNotBeWritten) {

@@ -1,9 +1,9 @@
 // The named mutex: a robust mutex in a file of shared memory that belongs to the user. The file
 // gets its name only when it is complete, so whoever opens it by name finds a working mutex.
 //
-// The file is a head, the open memory, then the areas. Of each area only what the head counts as backed is
-// really there: it is asked for with fallocate, since touching a page for which there is no room
-// would kill the process.
+// The file is a head, the open memory, then the areas. Of each area only what the head counts as
+// backed is really there: it is asked for with fallocate, since touching a page for which there is
+// no room would kill the process.
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE  // O_TMPFILE, fallocate, pthread_mutex_clocklock
 #endif
@@ -122,8 +122,8 @@ bool Create(const std::string& path, const MutexMemory& memory) {
   const std::size_t size = FileSize(memory);
   Descriptor fd = AwayFromStreams(open(Folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
   if (!fd || fchmod(fd.Get(), 0600) != 0 || ftruncate(fd.Get(), static_cast<off_t>(size)) != 0 ||
-      Uninterrupted([&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(AreasBegin(memory))); }) !=
-          0) {
+      Uninterrupted(
+          [&] { return fallocate(fd.Get(), 0, 0, static_cast<off_t>(AreasBegin(memory))); }) != 0) {
     return false;
   }
   const std::string link = "/proc/self/fd/" + std::to_string(fd.Get());
