@@ -1,4 +1,5 @@
-// Checking and salvaging store files that may be damaged.
+// Checking and salvaging store files that may be damaged, loading many records at once, and making
+// files small.
 //
 //   StoreReport report = CheckStore("words.kv");
 //   if (report.state != StoreState::Sound)
@@ -11,13 +12,18 @@
 // Neither needs the file to be one that the store can open. The file's layout is drawn in
 // docs/store-format.md.
 //
+//   LoadReport loaded = LoadStore("words.kv", nextRecord);  // best in the order of keys
+//   CompactReport small = CompactStore("words.kv");
+//
 // Paths are UTF-8. Like the store itself these are for one thread at a time. Only exhausted memory
 // is reported by an exception (std::bad_alloc).
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -133,3 +139,74 @@ struct SalvageReport {
 // of keys and `options.key` does not either.
 KVORLIB_API SalvageReport SalvageStore(std::string const& from, std::string const& to,
                                        SalvageOptions const& options = {});
+
+// ---- Loading ---------------------------------------------------------------------------------
+
+struct LoadReport {
+  bool done = false;  // False: `failure` has the words; what is stored stays
+  std::string failure{};
+  std::uint64_t stored = 0;   // records
+  std::uint64_t present = 0;  // left alone: their key was there
+  std::uint64_t refused = 0;  // they cannot be records of this file: "WRONG KEY"
+};
+
+// Records on their way into an empty store file, in the order of their keys. They are put into full
+// pages in memory, at most 133 MB, and stored by one operation, which is done or undone whole as
+// any other: until Finish the file stays empty.
+//
+//   SortedLoad load("words.kv");
+//   while (next(record) && load.Add(record) != SortedLoad::Answer::Declined) continue;
+//   LoadReport report = load.Finish();
+//
+// The file is held open meanwhile. If it was not empty, or is not any more at Finish, nothing is
+// lost: the records are inserted one by one.
+class KVORLIB_API SortedLoad {
+ public:
+  explicit SortedLoad(std::string const& path);
+  ~SortedLoad();  // what is not finished is not stored
+  SortedLoad(SortedLoad const&) = delete;
+  SortedLoad& operator=(SortedLoad const&) = delete;
+
+  enum class Answer {
+    Taken,
+    Present,   // left out: its key is that of the record before
+    Refused,   // left out: it does not hold its key whole
+    Declined,  // it comes before the last one, or there is no room in the file, or the file is not
+               // empty or cannot be opened: Finish, then insert this record as usual
+  };
+  Answer Add(std::span<unsigned char const> record);
+  std::uint64_t Taken() const;  // records that wait for Finish
+  LoadReport Finish();
+
+  class State;
+
+ private:
+  std::unique_ptr<State> state;
+};
+
+// Hands out the next record, nothing at the end. The bytes live until the next call.
+using RecordSource = std::function<std::optional<std::span<unsigned char const>>()>;
+
+// Stores all records into the store file `path`, which must be there. As long as they come in the
+// order of their keys and the file was empty, they take the road of SortedLoad; from the first one
+// that does not on, they are inserted one by one. A key that is there already keeps its record.
+KVORLIB_API LoadReport LoadStore(std::string const& path, RecordSource const& next);
+
+// ---- Making small ----------------------------------------------------------------------------
+
+struct CompactReport {
+  bool done = false;  // False: `failure` has the words, and the file is as it was
+  std::string failure{};
+  StoreState state = StoreState::Sound;  // Damaged: that is why; SalvageStore saves the records
+  std::uint64_t records = 0;
+  std::uint64_t bytesBefore = 0;
+  std::uint64_t bytesAfter = 0;
+};
+
+// Writes the store file `path` anew with leaves filled to `fill` of 100 (50 to 100), beside it, and
+// puts the new file in its place at once, with the same owner, group and mode. Nobody may have the
+// file open, and nobody can open it meanwhile. What ends the work early, be it a full disk or the
+// end of the process, leaves the old file; in the last case `path`.part stays beside it.
+//
+// The new file is of version 24 whatever the old one was. A journal stays asked for.
+KVORLIB_API CompactReport CompactStore(std::string const& path, unsigned fill = 100);

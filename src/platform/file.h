@@ -82,6 +82,12 @@ std::unique_ptr<File> OpenMappedFile(const std::string& path, OpenMode mode, Sha
 // through OpenFile, so that nobody goes on writing to a file that has no name any more.
 int RemoveFile(const std::string& path);
 
+// Gives the file `from` the name `to` in place of the file that has it: at any moment whoever opens
+// the name gets one of them whole. `from` gets the owner, the group and the mode of `to` first, and
+// what it holds is on the disk. 0, or an `errno` value, EPERM when it cannot be given away; `to` is
+// as it was then.
+int ReplaceFile(const std::string& from, const std::string& to);
+
 // Whether there is anything of this name: a file, a folder or something else, readable or not.
 bool FileExists(const std::string& path);
 

@@ -162,6 +162,17 @@ void Examine(ExaminedFile& file, StoreReport& report) {
 }
 
 }  // namespace
+
+StoreReport ExamineStore(ExaminedFile& file) {
+  StoreReport report;
+  report.fileSize = file.Size();
+  Examine(file, report);
+  if (report.failure.empty()) {
+    report.state = report.damages == 0 ? StoreState::Sound : StoreState::Damaged;
+  }
+  return report;
+}
+
 }  // namespace store
 
 StoreReport CheckStore(const std::string& path) {
@@ -170,15 +181,11 @@ StoreReport CheckStore(const std::string& path) {
   const QuietStore quiet;
   const auto file = ExaminedFile::Open(path, report.failure);
   if (!file) return report;
-  report.fileSize = file->Size();
-  Examine(*file, report);
+  report = ExamineStore(*file);
   if (!quiet.Held()) {
     Findings(report).Note(0, 0,
                           "another process kept the store busy: the file may have changed "
                           "while it was examined");
-  }
-  if (report.failure.empty()) {
-    report.state = report.damages == 0 ? StoreState::Sound : StoreState::Damaged;
   }
   return report;
 }

@@ -36,13 +36,18 @@ std::unique_ptr<ExaminedFile> ExaminedFile::Open(const std::string& path, std::s
     failure = FailureWords(error);
     return nullptr;
   }
-  const std::int64_t bytes = file->Size();
+  return Of(std::move(file), failure);
+}
+
+std::unique_ptr<ExaminedFile> ExaminedFile::Of(std::unique_ptr<VirtualFile> opened,
+                                               std::string& failure) {
+  const std::int64_t bytes = opened->Size();
   if (bytes < 0) {
-    failure = FailureWords(file->LastError());
+    failure = FailureWords(opened->LastError());
     return nullptr;
   }
   return std::unique_ptr<ExaminedFile>(
-      new ExaminedFile(std::move(file), static_cast<std::uint64_t>(bytes)));
+      new ExaminedFile(std::move(opened), static_cast<std::uint64_t>(bytes)));
 }
 
 std::uint32_t ExaminedFile::WholePages() const {

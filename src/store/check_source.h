@@ -17,6 +17,10 @@ class ExaminedFile {
   // Null with the store's own words in `failure` when the file cannot be opened or measured.
   static std::unique_ptr<ExaminedFile> Open(const std::string& path, std::string& failure);
 
+  // As Open, for a file that is open already.
+  static std::unique_ptr<ExaminedFile> Of(std::unique_ptr<VirtualFile> opened,
+                                          std::string& failure);
+
   std::uint64_t Size() const { return size; }
   // Pages that lie in the file whole, of those that a page number can name.
   std::uint32_t WholePages() const;

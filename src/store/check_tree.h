@@ -65,4 +65,7 @@ class TreeCheck {
   bool rangeTold = false;
 };
 
+// All that CheckStore finds, in a file that is open and that nobody changes.
+StoreReport ExamineStore(ExaminedFile& file);
+
 }  // namespace store

@@ -26,6 +26,9 @@ class SystemHost : public Host {
                                     : platform::OpenFile(path, mode, sharing, error);
   }
   int Remove(const std::string& path) override { return platform::RemoveFile(path); }
+  int Replace(const std::string& from, const std::string& to) override {
+    return platform::ReplaceFile(from, to);
+  }
   std::string Absolute(const std::string& path) override {
     std::error_code failed;
     const std::u8string name(path.begin(), path.end());

@@ -20,6 +20,8 @@ class Host {
   virtual std::unique_ptr<VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                             platform::Sharing sharing, int& error) = 0;
   virtual int Remove(const std::string& path) = 0;  // 0 or an errno value
+  // Puts the file `from` in the place of `to`; see platform::ReplaceFile.
+  virtual int Replace(const std::string& from, const std::string& to) = 0;
   // The path by which any process finds the file, whatever its current folder.
   virtual std::string Absolute(const std::string& path) { return path; }
 

@@ -199,6 +199,14 @@ int MemoryHost::Remove(const std::string& path) {
   return f == Fault::None ? 0 : EIO;
 }
 
+int MemoryHost::Replace(const std::string& from, const std::string& to) {
+  const Fault f = Call("replace");
+  if (f != Fault::None && f != Fault::CrashBehind) return EIO;
+  Rename(from, to);
+  if (f == Fault::CrashBehind) TakePicture();
+  return f == Fault::None ? 0 : EIO;
+}
+
 bool MemoryHost::Lock() {
   if (Call("lock") != Fault::None || refuseLock) return false;
   ++locks;

@@ -36,6 +36,7 @@ class MemoryHost : public store::Host {
   std::unique_ptr<store::VirtualFile> Open(const std::string& path, platform::OpenMode mode,
                                            platform::Sharing sharing, int& error) override;
   int Remove(const std::string& path) override;
+  int Replace(const std::string& from, const std::string& to) override;
   bool Lock() override;
   void Unlock() override;
   std::byte* LockedMemory(unsigned area, std::size_t bytes) override;

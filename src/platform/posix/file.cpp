@@ -188,6 +188,19 @@ int RemoveFile(const std::string& path) {
   return errno == EISDIR ? EACCES : errno;
 }
 
+int ReplaceFile(const std::string& from, const std::string& to) {
+  struct stat wanted = {};
+  struct stat made = {};
+  const Descriptor fd = OpenAtOnce(from, O_RDWR);
+  if (!fd || stat(to.c_str(), &wanted) != 0 || fstat(fd.Get(), &made) != 0) return errno;
+  const bool sameOwner = wanted.st_uid == made.st_uid && wanted.st_gid == made.st_gid;
+  // The mode last: a change of the owner may take bits of it.
+  if (!sameOwner && fchown(fd.Get(), wanted.st_uid, wanted.st_gid) != 0) return errno;
+  if (fchmod(fd.Get(), wanted.st_mode & 07777) != 0) return errno;
+  if (Uninterrupted([&] { return fsync(fd.Get()); }) != 0) return errno;
+  return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
 bool FileExists(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0;
