@@ -38,6 +38,8 @@ class Compaction {
     report.failure = words;
     return false;
   }
+  template <typename Question>
+  bool WithUndo(VirtualFile& file, Question question);
   bool OpenAlone();
   bool Examined();
   bool Build();
@@ -56,6 +58,19 @@ class Compaction {
   std::vector<std::uint8_t> record;
 };
 
+// Asks the undo log about the file, under the lock.
+template <typename Question>
+bool Compaction::WithUndo(VirtualFile& file, Question question) {
+  try {
+    UndoLog& undo = TheEngine().work.Undo();
+    const Guard guard(undo);
+    platform::FileIdentity identity;
+    return (file.Identity(identity) && question(undo, identity)) || Fail(WordsOf(UDB_SYSTEM_ERROR));
+  } catch (const StoreFailure& failure) {
+    return Fail(WordsOf(failure.code));
+  }
+}
+
 // Whoever else has the file open, or opens it from now on, is refused. What a process that died has
 // left half done is put back while nobody looks.
 bool Compaction::OpenAlone() {
@@ -66,16 +81,10 @@ bool Compaction::OpenAlone() {
     return Fail("somebody has the file open, or it may not be written");
   }
   if (file == nullptr) return Fail(FailureWords(error));
-  try {
-    UndoLog& undo = TheEngine().work.Undo();
-    const Guard guard(undo);
-    platform::FileIdentity identity;
-    if (!file->Identity(identity) || !undo.Mend(identity, file.get(), target)) {
-      return Fail(WordsOf(UDB_SYSTEM_ERROR));
-    }
-  } catch (const StoreFailure& failure) {
-    return Fail(WordsOf(failure.code));
-  }
+  const auto mend = [&](UndoLog& undo, const platform::FileIdentity& identity) {
+    return undo.Mend(identity, file.get(), target);
+  };
+  if (!WithUndo(*file, mend)) return false;
   source = ExaminedFile::Of(std::move(file), report.failure);
   return source != nullptr;
 }
@@ -130,10 +139,14 @@ bool Compaction::WriteBeside() {
     if (file != nullptr || error != EEXIST) break;
   }
   if (file == nullptr) return Fail(FailureWords(error));
-  if (WritePages(*file)) return true;
+  const auto forget = [](UndoLog& undo, const platform::FileIdentity& identity) {
+    undo.Forget(identity);
+    return true;
+  };
+  if (WithUndo(*file, forget) && WritePages(*file)) return true;
   file.reset();
   CurrentHost().Remove(part);
-  return Fail(WordsOf(UDB_SYSTEM_ERROR));
+  return report.failure.empty() ? Fail(WordsOf(UDB_SYSTEM_ERROR)) : false;
 }
 
 bool Compaction::WritePages(VirtualFile& file) {
