@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 
 #include "codepages.h"
 #include "commands.h"
@@ -112,6 +113,18 @@ int Show(Session& session, const XmlOptions& options) {
                      [&](const InputFile& file) { return ShowOne(session, options, file); });
 }
 
+void Save(XMLDoc& document, const std::string& path, const XmlOptions& options) {
+  const std::string about = options.output.empty() ? "temporary file" : options.output;
+  try {
+    if (document.SaveFile(Wide(path))) return;
+  } catch (const Except&) {
+    throw Failure("", options.cp + ": documents are not written in it");
+  } catch (const std::runtime_error& failure) {
+    throw Failure(about, failure.what());
+  }
+  throw Failure(about, OneLine(document.GetLastError().GetEMessage()));
+}
+
 int Convert(Session& session, const XmlOptions& options) {
   const InputFile file(options.files.front());
   const int codePage = CodePageFrom(options.cp);
@@ -123,8 +136,7 @@ int Convert(Session& session, const XmlOptions& options) {
   Target target(session.out, options.output, options.replace);
   document.SetCP(codePage);
   document.SetCallback(&root, XMLDoc::DC_WRITE);
-  if (!document.SaveFile(Wide(target.Path())))
-    throw Failure(options.output, OneLine(document.GetLastError().GetEMessage()));
+  Save(document, target.Path(), options);
   target.Finish();
   if (session.json && !options.output.empty()) {
     session.out << Json("file", file.Name())("from", from)("to", codePage).Text() << '\n';
