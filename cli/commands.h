@@ -20,7 +20,7 @@ void AddFileCommands(CLI::App& store, Session& session);    // create, stat, cle
 void AddRecordCommands(CLI::App& store, Session& session);  // get, list, del
 void AddLoadCommand(CLI::App& store, Session& session);     // load
 void AddBatchCommand(CLI::App& store, Session& session);    // batch
-void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage
+void AddRescueCommands(CLI::App& store, Session& session);  // check, salvage, compact
 
 void AddBaseCommands(CLI::App& app, Session& session);  // kb
 void AddTermCommands(CLI::App& app, Session& session);  // term

@@ -87,14 +87,16 @@ void LineReader::ReadAll() {
   in = &text;
 }
 
-bool LineReader::Next(std::string& line, Output& out) {
+bool LineReader::Stalls() const {
+  return in == &std::cin && in->rdbuf()->in_avail() <= 0 && !InputComesSoon();
+}
+
+bool LineReader::Next(std::string& line, Output& out, bool workPending) {
   const bool mayWait = in->rdbuf()->in_avail() <= 0;
-  if (mayWait) {
-    out.Flush();
-    InterruptScope::Waiting(true);
-  }
+  if (mayWait) out.Flush();
+  InterruptScope::Waiting(mayWait && !workPending);
   std::getline(*in, line);
-  if (mayWait) InterruptScope::Waiting(false);
+  InterruptScope::Waiting(false);
   if (in->bad()) throw Failure(name, "cannot be read");
   if (in->fail()) return false;  // nothing before the end
   if (!line.empty() && line.back() == '\r') line.pop_back();

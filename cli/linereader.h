@@ -22,8 +22,11 @@ class LineReader {
   explicit LineReader(const std::string& name, Content content = Content::Lines);
 
   // The next line without its end ("\n" or "\r\n"); false at the end of the input. A byte order
-  // mark in front of the first line is dropped. Before it has to wait, `out` is flushed.
-  bool Next(std::string& line, Output& out);
+  // mark in front of the first line is dropped. Before it has to wait, `out` is flushed. An
+  // interrupt ends the tool while it waits, unless work is pending.
+  bool Next(std::string& line, Output& out, bool workPending = false);
+  // Whether a second was spent in vain waiting for more of standard input, or an interrupt came.
+  bool Stalls() const;
 
   // What the input is called in messages.
   const std::string& Name() const { return name; }

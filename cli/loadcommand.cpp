@@ -1,4 +1,5 @@
-// kvor store load: lines of text become records.
+// kvor store load: lines of text become records. As long as they come in the order of their keys
+// and the file was empty, they are collected and stored at once; see SortedLoad.
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -7,6 +8,7 @@
 #include "commands.h"
 #include "json.h"
 #include "keyedfile.h"
+#include "kvorlib/storetools.h"
 #include "linereader.h"
 #include "terminal.h"
 
@@ -49,21 +51,92 @@ bool RecordOf(const TextForm& form, const std::string& line, bool hex, std::stri
   return false;
 }
 
-void StoreLine(KeyedFile& file, const TextForm& form, const LoadOptions& options,
-               const LineReader& input, const std::string& line, Counts& counts,
-               Progress& progress) {
-  std::string record;
-  std::string reason;
-  auto answer = KeyedFile::Answer::Refused;
-  if (RecordOf(form, line, options.hex, record, reason)) {
-    answer = file.Put(record, options.replace, reason);
+class Loader {
+ public:
+  Loader(const LoadOptions& theOptions, const LineReader& theInput)
+      : options(theOptions), input(theInput), file(OpenOrCreate(theOptions)), form(file->Form()) {
+    // What a pipe by name holds back for long would be held back from the file as well.
+    std::error_code ignored;
+    if (options.input == "-" || std::filesystem::is_regular_file(options.input, ignored)) {
+      sorted = std::make_unique<SortedLoad>(options.file);
+    }
   }
-  if (answer == KeyedFile::Answer::Yes) ++counts.stored;
-  if (answer == KeyedFile::Answer::No) ++counts.present;
-  if (answer != KeyedFile::Answer::Refused) return;
+
+  // Throws Failure when the file is at fault.
+  void Load(const std::string& line);
+  bool Collects() const { return sorted && sorted->Taken() != 0; }
+  // Stores what was collected so far. From then on each record is stored by itself.
+  void Store();
+
+  const Counts& Told() const { return counts; }
+  void ClearProgress() { progress.Clear(); }
+
+ private:
+  // False: it is to be stored by itself.
+  bool Collect(const std::string& record);
+  void Refuse(const std::string& reason);
+
+  const LoadOptions& options;
+  const LineReader& input;
+  std::unique_ptr<KeyedFile> file;
+  TextForm form;
+  std::unique_ptr<SortedLoad> sorted;
+  Counts counts;
+  Progress progress{"lines"};
+};
+
+void Loader::Refuse(const std::string& reason) {
   ++counts.refused;
   progress.Clear();
   Complain(input.Name() + ":" + std::to_string(input.Number()), reason);
+}
+
+void Loader::Store() {
+  if (!sorted) return;
+  const LoadReport report = sorted->Finish();
+  sorted.reset();
+  counts.stored += report.stored;
+  counts.present += report.present;
+  if (!report.done) throw Failure(options.file, report.failure);
+}
+
+bool Loader::Collect(const std::string& record) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(record.data());
+  switch (sorted->Add({bytes, record.size()})) {
+    case SortedLoad::Answer::Taken:
+      return true;
+    case SortedLoad::Answer::Present:
+      // The later record of a key replaces the former one where that lies.
+      if (options.replace) break;
+      ++counts.present;
+      return true;
+    case SortedLoad::Answer::Refused:
+      return false;  // with the words that the empty file has for it
+    case SortedLoad::Answer::Declined:
+      break;
+  }
+  Store();
+  return false;
+}
+
+void Loader::Load(const std::string& line) {
+  progress.Show(input.Number());
+  std::string record;
+  std::string reason;
+  if (!RecordOf(form, line, options.hex, record, reason)) return Refuse(reason);
+  const DataTransfer data(record.data(), static_cast<int>(record.size()));
+  DataTransfer key;
+  if (sorted && file->Index().ExtractKey(data, key) && Collect(record)) return;
+  switch (file->Put(record, options.replace, reason)) {
+    case KeyedFile::Answer::Yes:
+      ++counts.stored;
+      break;
+    case KeyedFile::Answer::No:
+      ++counts.present;
+      break;
+    default:
+      Refuse(reason);
+  }
 }
 
 void PrintCounts(Session& session, const LoadOptions& options, const Counts& counts) {
@@ -82,26 +155,35 @@ void PrintCounts(Session& session, const LoadOptions& options, const Counts& cou
 
 int Load(Session& session, const LoadOptions& options) {
   LineReader input(options.input);
-  const auto file = OpenOrCreate(options);
-  const TextForm form = file->Form();
+  Loader loader(options, input);
   const InterruptScope calm;
-  Progress progress("lines");
-  Counts counts;
+  const auto finish = [&] {
+    loader.ClearProgress();
+    PrintCounts(session, options, loader.Told());
+  };
   std::string line;
   try {
-    while (!InterruptScope::Requested() && input.Next(line, session.out)) {
-      StoreLine(*file, form, options, input, line, counts, progress);
-      progress.Show(input.Number());
+    try {
+      while (!InterruptScope::Requested()) {
+        if (loader.Collects() && input.Stalls()) {
+          loader.Store();
+          continue;
+        }
+        if (!input.Next(line, session.out, loader.Collects())) break;
+        loader.Load(line);
+      }
+    } catch (...) {
+      loader.Store();
+      throw;
     }
+    loader.Store();
   } catch (const Failure&) {
-    progress.Clear();
-    PrintCounts(session, options, counts);
+    finish();
     throw;
   }
-  progress.Clear();
-  PrintCounts(session, options, counts);
+  finish();
   if (InterruptScope::Requested()) throw Failure(options.file, "interrupted; what is stored stays");
-  return counts.present + counts.refused == 0 ? Fine : Negative;
+  return loader.Told().present + loader.Told().refused == 0 ? Fine : Negative;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// kvor store check, salvage: looking at files that may be damaged.
+// kvor store check, salvage: looking at files that may be damaged; compact: writing a sound one
+// anew.
 #include <memory>
 
 #include "commands.h"
@@ -15,6 +16,7 @@ struct RescueOptions {
   std::string target;
   int layout = IndexFile::KD_STORED;
   bool skipFree = false;
+  unsigned fill = 100;
 };
 
 const char* KindText(FindingKind kind) {
@@ -117,6 +119,28 @@ int Salvage(Session& session, const RescueOptions& options) {
   return report.givenUp == 0 && !missing ? Fine : Negative;
 }
 
+// ---- compact ---------------------------------------------------------------------------------
+
+int Compact(Session& session, const RescueOptions& options) {
+  const CompactReport report = CompactStore(options.file, options.fill);
+  if (!report.done) {
+    const bool damaged = report.state == StoreState::Damaged;
+    throw Failure(options.file, report.failure + (damaged ? " (`kvor store salvage` makes a new "
+                                                            "file of what is whole)"
+                                                          : ""));
+  }
+  if (session.json) {
+    session.out << Json("file", options.file)("records", report.records)(
+                       "bytesBefore", report.bytesBefore)("bytesAfter", report.bytesAfter)
+                       .Text()
+                << '\n';
+  } else {
+    session.out << Counted(report.records, "record") << ", " << report.bytesBefore
+                << " bytes before, " << report.bytesAfter << " after\n";
+  }
+  return Fine;
+}
+
 }  // namespace
 
 void AddRescueCommands(CLI::App& store, Session& session) {
@@ -147,6 +171,21 @@ void AddRescueCommands(CLI::App& store, Session& session) {
                     "Leave out pages that count as free, and with them deleted records");
   salvage->callback([&session, options] {
     session.run = [&session, options] { return Salvage(session, *options); };
+  });
+
+  CLI::App* compact = AddCommand(
+      store, session, "compact", "Write a file anew with full pages",
+      "  kvor store compact words.kv\n"
+      "  kvor store compact words.kv --fill 85\n"
+      "\n"
+      "The new file takes the place of the old one when it is whole. It is of version 24.\n");
+  compact->add_option("FILE", options->file, "The store file, which nobody else has open")
+      ->required();
+  compact
+      ->add_option("--fill", options->fill, "How full leaves get, of 100; less is room to insert")
+      ->check(CLI::Range(50, 100));
+  compact->callback([&session, options] {
+    session.run = [&session, options] { return Compact(session, *options); };
   });
 }
 

@@ -6,6 +6,10 @@ namespace kvor {
 bool StderrIsTerminal();
 bool StdoutIsTerminal();
 
+// Whether standard input has something to read, its end among it, within a second. False, too, when
+// an interrupt came.
+bool InputComesSoon();
+
 // Lets a write to a pipe without a reader fail instead of ending the process.
 void LetClosedPipesFail();
 

@@ -1,6 +1,7 @@
 // Terminals and signals on POSIX systems.
 #include "../terminal.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -31,6 +32,11 @@ void OnSignal(int number) {
 
 bool StderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 bool StdoutIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+bool InputComesSoon() {
+  pollfd input{STDIN_FILENO, POLLIN, 0};
+  return poll(&input, 1, 1000) > 0;
+}
 
 void LetClosedPipesFail() { Set(SIGPIPE, SIG_IGN); }
 

@@ -158,8 +158,9 @@ struct LoadReport {
 //   while (next(record) && load.Add(record) != SortedLoad::Answer::Declined) continue;
 //   LoadReport report = load.Finish();
 //
-// The file is held open meanwhile. If it was not empty, or is not any more at Finish, nothing is
-// lost: the records are inserted one by one.
+// The file is held open meanwhile. If it is not empty any more at Finish, or cannot take them at
+// once, nothing is lost: the records are inserted one by one, and those whose key is there by then
+// are counted as present.
 class KVORLIB_API SortedLoad {
  public:
   explicit SortedLoad(std::string const& path);

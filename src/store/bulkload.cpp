@@ -86,10 +86,8 @@ SortedLoad::Answer SortedLoad::State::Add(Bytes record) {
     case BulkBuilder::Answer::Taken:
       return Answer::Taken;
     case BulkBuilder::Answer::Present:
-      ++report.present;
       return Answer::Present;
     case BulkBuilder::Answer::Unfit:
-      ++report.refused;
       return Answer::Refused;
     default:
       return Answer::Declined;
@@ -136,7 +134,12 @@ LoadReport LoadStore(const std::string& path, const RecordSource& next) {
   SortedLoad::State state(path);
   LoadReport& report = state.report;
   auto record = next();
-  while (record && state.Add(*record) != SortedLoad::Answer::Declined) record = next();
+  for (; record; record = next()) {
+    const SortedLoad::Answer answer = state.Add(*record);
+    if (answer == SortedLoad::Answer::Declined) break;
+    if (answer == SortedLoad::Answer::Present) ++report.present;
+    if (answer == SortedLoad::Answer::Refused) ++report.refused;
+  }
   state.Store();
   std::string unfit;
   udbCodeText(UDB_WRONG_KEY, unfit);
