@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "bulk.h"
 #include "engine.h"
 #include "phases.h"
 #include "promises.h"
@@ -73,6 +74,7 @@ void Measure(const Workload& work, const Options& options, std::vector<Result>& 
   }
   PrintCosts(work, results);
   PrintRatios(results);
+  CompareFills(work, options.dir + "/round", options.rounds);
   std::fflush(stdout);
 }
 

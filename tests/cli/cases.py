@@ -138,6 +138,58 @@ def case_load_reports_what_it_leaves_out():
     run('load', 'w', '--key', '7', stdin='5 x\n', code=2, err='kvor: w: Keydescr error\n')
 
 
+def case_load_in_the_order_of_keys_differs_in_nothing_but_speed():
+    for replace, out, left in ([], '2 records stored, 2 left alone: the key is there, 1 line refused\n', \
+                        'a 1\nb 1\n'), (['--replace'], '4 records stored, 1 line refused\n', 'a 3\nb 1\n'):
+        name = f'f{len(replace)}'
+        run('load', name, '--key', '3', *replace, stdin='a 1\nnoblank\na 2\nb 1\na 3\n', code=1,
+            err='kvor: standard input:2: Record contains a wrong key\n',
+            out=out)
+        run('list', name, out=left)
+    run('create', 'w', '--key', '3')
+    with subprocess.Popen([KVOR, 'store', 'load', 'w'], **PIPES) as loader:
+        loader.stdin.write(WORDS.encode())
+        loader.stdin.flush()
+        for _ in range(100):  # what waits for more input is not held back for long
+            if run('list', 'w') == LISTED:
+                break
+            time.sleep(0.1)
+        assert run('list', 'w') == LISTED
+        loader.kill()
+
+
+def case_compact_makes_a_file_small_or_leaves_it():
+    lines = [f'k{n:05} {"x" * (n % 90)}\n' for n in range(4000)]
+    run('load', 'w', '--key', '3', stdin=''.join(lines[::-1]))
+    os.chmod('w', 0o640)
+    os.symlink('w', 'link')
+    before = content('w')
+    with subprocess.Popen([KVOR, 'store', 'batch', 'w'], **PIPES) as holder:
+        holder.stdin.write(b'count\n')
+        holder.stdin.flush()
+        assert holder.stdout.readline() == b'ok 4000\n'
+        run('compact', 'w', code=2, err='kvor: w: somebody has the file open')
+        holder.communicate()
+
+    def limit(size=40 * PAGE):
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+    run('compact', 'w', code=2, err='kvor: w: SYSTEM ERROR', preexec_fn=limit)
+    assert content('w') == before and sorted(os.listdir()) == ['link', 'w']
+    told = rows('compact', 'link')[0]
+    assert told['bytesBefore'] == len(before) and told['records'] == 4000, told
+    assert told['bytesAfter'] == os.stat('w').st_size < len(before) * 6 // 10, told
+    assert os.path.islink('link') and os.stat('w').st_mode & 0o777 == 0o640
+    run('list', 'w', out=''.join(lines))
+    run('check', 'w', out='w: sound, 4000 records\n')
+    if os.getuid() == 0:
+        os.chown('w', 65534, 65534)
+        run('compact', 'w', '--fill', '70')
+        assert (os.stat('w').st_uid, os.stat('w').st_gid) == (65534, 65534)
+    patch('w', 3 * PAGE + 100, b'\xff\xff')
+    run('compact', 'w', code=2, err='FILE CORRUPTED (`kvor store salvage`')
+
+
 def case_batch_answers_each_line_before_it_waits():
     words()
     script = ('put ant small\nput ant again\nreplace ant big\nget ant\nget bee\n\n# a remark\ncount\n'
