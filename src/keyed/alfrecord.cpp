@@ -1,5 +1,7 @@
 // AlfFile: how an article is written as a record and read again, and how its two widths are turned
 // into each other.
+#include <utf8.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
@@ -16,12 +18,12 @@ using keyed::utf8Page;
 
 namespace {
 
-constexpr char const* emptyField = "#";
+constexpr std::string_view emptyField = "#";
 constexpr char const* noTerm = "UNKNOWN";
 
 void AppendField(std::string& record, std::string const& text) {
   record += ' ';
-  record += text.empty() ? emptyField : text;
+  record += text.empty() ? emptyField : std::string_view(text);
 }
 
 std::string TermField(std::uint16_t code) {
@@ -29,32 +31,38 @@ std::string TermField(std::uint16_t code) {
   return name == noTerm ? std::string() : name;
 }
 
-// The words of a record, up to its first zero. They are parted by ASCII white space in the wide
-// text: a byte of a UTF-8 letter may look like a blank to some locale. The text is converted as a
-// whole, not by pieces that may cut a character in two.
+// The words of a record, up to its first zero. They are parted by ASCII white space alone: a byte
+// of a UTF-8 letter may look like a blank to some locale. What is no UTF-8 is made good first, in
+// the text as a whole, for it may lie across a word's end.
 class Words {
  public:
   explicit Words(std::string const& record)
-      : text(u8_w(record.data(), record.data() + std::min(record.find('\0'), record.size()))) {}
+      : text(std::string_view(record).substr(0, record.find('\0'))) {
+    if (utf8::is_valid(text.begin(), text.end())) return;
+    std::u16string const wide = u8_w(text.data(), text.data() + text.size());
+    text = repaired = w_u8(wide.data(), wide.data() + wide.size());
+  }
+  Words(Words const&) = delete;
+  Words& operator=(Words const&) = delete;
 
   // The next word, empty for "#" and behind the last one.
-  std::string Next() {
-    constexpr std::u16string_view whiteSpace = u" \t\n\v\f\r";
-    std::size_t const first = std::min(text.find_first_not_of(whiteSpace, at), text.size());
-    at = std::min(text.find_first_of(whiteSpace, first), text.size());
-    std::string word = w_u8(text.data() + first, text.data() + at);
-    if (word == emptyField) word.clear();
-    return word;
+  std::string_view Next() {
+    auto const isWhite = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    auto const first = std::find_if_not(text.begin(), text.end(), isWhite);
+    auto const last = std::find_if(first, text.end(), isWhite);
+    std::string_view const word(first, last);
+    text.remove_prefix(static_cast<std::size_t>(last - text.begin()));
+    return word == emptyField ? std::string_view() : word;
   }
 
  private:
-  std::u16string text;
-  std::size_t at = 0;
+  std::string repaired;
+  std::string_view text;  // not handed out so far
 };
 
 // The leading decimal number; one that is too large counts as the largest.
-std::int32_t LeadingNumber(std::string const& word) {
-  long const number = std::strtol(word.c_str(), nullptr, 10);
+std::int32_t LeadingNumber(std::string_view word) {
+  long const number = std::strtol(std::string(word).c_str(), nullptr, 10);
   return static_cast<std::int32_t>(std::clamp<long>(
       number, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
 }
@@ -72,25 +80,28 @@ bool AlfFile::FillBuf(BASIC_ALFSTAT<char> const& article, std::string& record) {
 }
 
 // The fields behind an unknown letter are read, those behind N are not: so a record that was made
-// by somebody else's rules is not impoverished by being rewritten.
+// by somebody else's rules is not impoverished by being rewritten. The article is changed when
+// nothing more can be thrown for want of terms; its texts keep their blocks.
 bool AlfFile::FillStruct(BASIC_ALFSTAT<char>& article, std::string const& record) {
   Words words(record);
-  BASIC_ALFSTAT<char> read;
-  read.Name = words.Next();
-  if (read.Name.empty()) {
+  std::string_view const name = words.Next();
+  if (name.empty()) {
     article.Name.clear();
     return false;
   }
-  read.Number = LeadingNumber(words.Next());
-  std::string const type = words.Next();
-  if (type.size() == 1 && type != "N") {
-    if (type == "K" || type == "M" || type == "B") read.Type = type[0];
-    read.Pos = TermCode(words.Next());
-    read.KPos = TermCode(words.Next());
-    read.KText = words.Next();
-    read.MText = words.Next();
-  }
-  article = std::move(read);
+  std::int32_t const number = LeadingNumber(words.Next());
+  std::string_view const type = words.Next();
+  bool const hasFields = type.size() == 1 && type != "N";
+  bool const isKnown = type == "K" || type == "M" || type == "B";
+  std::uint16_t const pos = hasFields ? TermCode(std::string(words.Next())) : std::uint16_t{0};
+  std::uint16_t const kPos = hasFields ? TermCode(std::string(words.Next())) : std::uint16_t{0};
+  article.Name = name;
+  article.Number = number;
+  article.Type = isKnown ? type[0] : 'N';
+  article.Pos = pos;
+  article.KPos = kPos;
+  article.KText = hasFields ? words.Next() : std::string_view();
+  article.MText = hasFields ? words.Next() : std::string_view();
   return true;
 }
 

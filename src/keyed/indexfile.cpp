@@ -83,7 +83,9 @@ void IndexFile::TakeMap(PersistentMap* taken) {
 
 bool IndexFile::HoldsMap() const { return map != nullptr && maps::MapNumber(map) == mapNumber; }
 
-bool IndexFile::check_map() const { return HoldsMap() && maps::IsOpenMap(map) && map->is_usable(); }
+bool IndexFile::check_map() const {
+  return mapNumber != 0 && maps::OpenMapNumber(map) == mapNumber && map->is_usable();
+}
 
 bool IndexFile::Open(char const* uri, bool readOnly, KDTYPE t) {
   KEYDESCR kd = GetKDForType(t);

@@ -1,6 +1,7 @@
 // IndexFile: keys made of texts and integers, keys taken out of records, records as texts.
 #include <algorithm>
-#include <span>
+#include <array>
+#include <string_view>
 
 #include "keyed/utf8.h"
 #include "kvorlib/errors.h"
@@ -15,6 +16,18 @@ namespace {
 
 bool FixedText(KEYDESCR const& kd) { return kd.type == 1 || kd.type == 3; }
 bool HoldsText(KEYDESCR const& kd) { return kd.type == 3 || kd.type == 4; }
+
+// A key on its way to the map. Most are short, and no lookup need allocate for them.
+class PassingKey : public DataTransfer {
+ public:
+  // For a key of at most so many bytes.
+  explicit PassingKey(std::size_t longest) {
+    if (longest < room.size()) SetExternBuf(room.data(), static_cast<int>(room.size()));
+  }
+
+ private:
+  std::array<unsigned char, 256> room;
+};
 
 // With its terminating zero, and whole even if zeros stand inside.
 DataTransfer Terminated(std::string const& text) {
@@ -43,7 +56,13 @@ std::string IndexFile::FillKey(std::string const& text) const {
 
 bool IndexFile::FormKey(std::string const& text, DataTransfer& key) const {
   if (keyDefined && keyDescr.type == 0) return Fail("Wrong record format");
-  std::string const filled = FillKey(text);
+  std::string padded;
+  std::string_view filled = text;
+  if (keyDefined && FixedText(keyDescr)) {
+    filled = padded = FillKey(text);
+  } else if (keyDefined && keyDescr.IsText()) {
+    filled = filled.substr(0, filled.find(static_cast<char>(keyDescr.len)));
+  }
   if (filled.empty()) return Fail("Empty key");
   key.SetData(static_cast<void const*>(filled.data()), static_cast<int>(filled.size()));
   return true;
@@ -56,31 +75,31 @@ bool IndexFile::FormKey(int n, DataTransfer& key) const {
 }
 
 bool IndexFile::Find(std::string const& key) const {
-  DataTransfer formed;
+  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
   return FormKey(key, formed) && Find(formed);
 }
 
 bool IndexFile::Find(std::u16string const& key) const { return Find(Narrow(key)); }
 
 bool IndexFile::Find(int key) const {
-  DataTransfer formed;
+  PassingKey formed(sizeof key);
   return FormKey(key, formed) && Find(formed);
 }
 
 bool IndexFile::Erase(std::string const& key) {
-  DataTransfer formed;
+  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
   return FormKey(key, formed) && Erase(formed);
 }
 
 bool IndexFile::Erase(std::u16string const& key) { return Erase(Narrow(key)); }
 
 bool IndexFile::Erase(int key) {
-  DataTransfer formed;
+  PassingKey formed(sizeof key);
   return FormKey(key, formed) && Erase(formed);
 }
 
 bool IndexFile::Get(std::string const& key, DataTransfer& record) const {
-  DataTransfer formed;
+  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
   return FormKey(key, formed) && Get(formed, record);
 }
 
@@ -89,7 +108,7 @@ bool IndexFile::Get(std::u16string const& key, DataTransfer& record) const {
 }
 
 bool IndexFile::Get(int key, DataTransfer& record) const {
-  DataTransfer formed;
+  PassingKey formed(sizeof key);
   return FormKey(key, formed) && Get(formed, record);
 }
 

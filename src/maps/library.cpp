@@ -95,6 +95,10 @@ bool IsOpenMap(PersistentMap const* map) { return TheLibrary().list.IsListed(map
 
 std::uint64_t MapNumber(PersistentMap const* map) { return TheLibrary().list.Number(map); }
 
+std::uint64_t OpenMapNumber(PersistentMap const* map) {
+  return TheLibrary().list.ListedNumber(map);
+}
+
 bool RunSystemCommand(int cmd, void* arg, char const* prefix) {
   bool obeyed = true;
   for (auto* factory = StaticMapFactory::get_first(); factory != nullptr;

@@ -29,6 +29,11 @@ std::uint64_t MapList::Number(PersistentMap const* map) const {
   return at != held.end() ? at->number : 0;
 }
 
+std::uint64_t MapList::ListedNumber(PersistentMap const* map) const {
+  auto const at = Find(map);
+  return at != held.end() && at->listed ? at->number : 0;
+}
+
 bool MapList::Close(PersistentMap const* map) {
   auto const at = Find(map);
   if (at == held.end()) return false;

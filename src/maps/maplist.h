@@ -22,6 +22,7 @@ class MapList {
   bool IsListed(PersistentMap const* map) const;
   // 0 for a map that is not held.
   std::uint64_t Number(PersistentMap const* map) const;
+  std::uint64_t ListedNumber(PersistentMap const* map) const;  // 0 also for one that is not listed
   // One holder lets go. The answer is whether the map was listed.
   bool Close(PersistentMap const* map);
 

@@ -32,6 +32,8 @@ bool CloseMap(PersistentMap* map);
 bool IsOpenMap(PersistentMap const* map);
 // The number of the map among all that were ever made, 0 if it is not there any more.
 std::uint64_t MapNumber(PersistentMap const* map);
+// The same, 0 also if the map does not count as open.
+std::uint64_t OpenMapNumber(PersistentMap const* map);
 
 // Makes `target` hold the records of `source`: clears it, or creates it if it cannot be opened.
 // The target, held by the caller, at level 2 if not all was copied; null if there is none. Both
