@@ -54,6 +54,9 @@ class File {
   // the file or the disk fails, they look like zeros, and Sound() is false from then on. What was
   // made of them meanwhile is nothing, and no View is given, until Renew.
   virtual const std::byte* View(std::uint64_t /*offset*/, std::size_t /*n*/) { return nullptr; }
+  // Of how many bytes from the start a View would be had as things are known, without asking how
+  // long the file is by now.
+  virtual std::uint64_t Viewable() const { return 0; }
   virtual bool Sound() const { return true; }
   virtual void Renew() {}
 

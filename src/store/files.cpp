@@ -45,7 +45,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
 
 void ResetEntry(UdbFile& entry) {
   entry.cursorPage = entry.cursorOffset = 0;
-  entry.cursorSet = {};
+  entry.missedSize = 0;
   entry.matchMode = UDB_EXACT;
   entry.maxRead = udbMaxRecord;
 }
@@ -169,25 +169,25 @@ int udbClear(int file) {
 }
 
 int udbGetKeyDescr(int file, KEYDESCR& kd) {
-  if (!Select(file)) return -1;
+  if (!SeeHeader(file)) return -1;
   kd = udbEntry(file).header.key;
   return 0;
 }
 
 int udbGetFileName(int file, std::string& name) {
-  if (!Select(file)) return -1;
+  if (!SeeHeader(file)) return -1;
   name = udbEntry(file).name;
   return 0;
 }
 
 int udbGetCount(int file, std::uint32_t& count) {
-  if (!Select(file)) return -1;
+  if (!SeeHeader(file)) return -1;
   count = udbEntry(file).header.recordCount;
   return 0;
 }
 
 int udbSetMatchMode(int file, int mode) {
-  if (!Select(file)) return -1;
+  if (!SeeHeader(file)) return -1;
   udbEntry(file).matchMode = mode;
   return 0;
 }

@@ -47,10 +47,17 @@ void OpenFiles::Free(UdbFile& entry) {
   entry.fd.reset();
   entry.journalFd.reset();
   entry.lost = false;
+  entry.seen.directories.Clear();
+  entry.seen.Forget();
+  entry.seen.pages = nullptr;
 }
 
 void OpenFiles::FreeAll() {
-  for (UdbFile& entry : entries) entry = UdbFile();
+  for (UdbFile& entry : entries) {
+    Free(entry);
+    entry = UdbFile();
+    entry.seen.directories.KeepIn(directoryMemory);
+  }
 }
 
 }  // namespace store

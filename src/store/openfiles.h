@@ -8,8 +8,8 @@
 
 #include "store/host.h"
 #include "store/page.h"
+#include "store/seen.h"
 #include "store/udb.h"
-#include "store/undo.h"
 
 struct UdbFile {
   std::unique_ptr<store::VirtualFile> fd;  // none: the entry is free, or lost
@@ -20,11 +20,15 @@ struct UdbFile {
   std::string path;  // as opened, from the root of the file system
   std::uint16_t cursorPage = 0;  // 0: before the first record
   std::uint16_t cursorOffset = 0;
-  store::UndoLog::Stamp cursorSet;  // while it is the same, an entry begins at the cursor
+  // Not 0: the latest search found nothing. Where in the cursor's page the key would stand is found
+  // by this key when somebody asks.
+  std::uint8_t missedSize = 0;
+  std::array<std::uint8_t, store::MaxKey> missed;
   store::Header header;  // what the last selection or operation saw; stays when the file is closed
   std::uint16_t lastError = UDB_SUCCESS;
   std::unique_ptr<store::VirtualFile> journalFd;
   platform::FileIdentity identity;
+  store::Seen seen;
   // Its file could not be made anew after clearing. The number is still its holder's, who closes
   // it; until then nobody else is given it.
   bool lost = false;
@@ -37,6 +41,7 @@ namespace store {
 
 class OpenFiles {
  public:
+  OpenFiles() { FreeAll(); }
   UdbFile* Find(int file);  // an entry with an open file, or null
   UdbFile& At(int file) { return entries[static_cast<std::size_t>(file)]; }
   // The lowest free number, or -1.
@@ -46,7 +51,10 @@ class OpenFiles {
   // Closes what the entry holds and makes it free. Its copy of the header stays.
   static void Free(UdbFile& entry);
 
+  DirectoryMemory& Directories() { return directoryMemory; }
+
  private:
+  DirectoryMemory directoryMemory;
   std::array<UdbFile, udbMaxFiles> entries;
 };
 

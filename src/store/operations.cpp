@@ -27,7 +27,22 @@ bool Select(int file) {
   return answer == 0;
 }
 
+bool SeeHeader(int file) {
+  Engine& engine = TheEngine();
+  UdbFile* const entry = engine.files.Find(file);
+  return entry != nullptr && (engine.quick.KnowsHeader(*entry) || Select(file));
+}
+
 namespace {
+
+// A quick answer as the operation's; false if there is none.
+bool IsSettled(UdbFile& entry, int answer) {
+  if (answer == QuickReads::Unknown) return false;
+  entry.lastError = answer == QuickReads::Lost ? UDB_SYSTEM_ERROR : UDB_SUCCESS;
+  return true;
+}
+
+int AsAnswer(int answer) { return answer == QuickReads::Lost ? -1 : answer; }
 
 // A whole key out of what a caller handed in, for the tree never to measure again.
 Bytes WholeKey(UdbKey key) {
@@ -117,6 +132,17 @@ int Erase(UdbKey key) {
   return 0;
 }
 
+// False if it cannot be found out where the cursor stands.
+bool PlaceCursor(int file) {
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr) return false;
+  if (entry->missedSize == 0) return true;
+  const std::uint16_t before = entry->lastError;
+  const int answer = AttemptRead(*entry, [] { return TheEngine().tree.PlaceCursor(), 0; });
+  entry->lastError = before;
+  return answer == 0;
+}
+
 // By the record's key: erased in place, a leaf's last record would take the whole tree with it.
 int EraseAtCursor() {
   Tree& tree = TheEngine().tree;
@@ -148,12 +174,16 @@ int udbUpdateHook(UdbFile& file, UdbKey /*bytes*/, UdbUpdate /*operation*/, int 
 int udbFind(int file, UdbKey key) {
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
+  const int quick = TheEngine().quick.Get(*entry, key, nullptr);
+  if (IsSettled(*entry, quick)) return AsAnswer(quick);
   return AttemptRead(*entry, [&] { return Seek(key); });
 }
 
 int udbGet(int file, UdbKey key, DataTransfer& record) {
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
+  const int quick = TheEngine().quick.Get(*entry, key, &record);
+  if (IsSettled(*entry, quick)) return AsAnswer(quick);
   return AttemptRead(*entry, [&] {
     const int answer = Seek(key);
     if (answer == 0) TheEngine().records.Read(TheEngine().tree.Current(), record);
@@ -164,6 +194,8 @@ int udbGet(int file, UdbKey key, DataTransfer& record) {
 int udbGetNext(int file, DataTransfer& record) {
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
+  const int quick = TheEngine().quick.Next(*entry, record);
+  if (IsSettled(*entry, quick)) return AsAnswer(quick);
   if (entry->header.recordCount == 0) {
     if (!Select(file)) return -1;
     if (entry->header.recordCount == 0) return Attempt(*entry, [] { return 1; });
@@ -177,9 +209,10 @@ int udbGetNext(int file, DataTransfer& record) {
 }
 
 int udbRewind(int file) {
-  if (!Select(file)) return -1;
+  if (!SeeHeader(file)) return -1;
   UdbFile& entry = udbEntry(file);
   entry.cursorPage = entry.cursorOffset = 0;
+  entry.missedSize = 0;
   return Attempt(entry, [] { return 0; });
 }
 
@@ -215,8 +248,13 @@ int udbEraseCurrent(int file) {
 }
 
 int udbGetPosition(int file, UdbPosition& position, std::string& key) {
-  if (!Select(file)) return -1;
+  if (!PlaceCursor(file)) return -1;
   UdbFile& entry = udbEntry(file);
+  if (TheEngine().quick.KeyAtCursor(entry, key) == QuickReads::Found) {
+    position = {entry.cursorPage, entry.cursorOffset};
+    return 0;
+  }
+  if (!Select(file)) return -1;
   position = {entry.cursorPage, entry.cursorOffset};
   key.clear();
   const auto found = TheEngine().tree.Probe(position.page, position.offset);
@@ -228,17 +266,22 @@ int udbGetPosition(int file, UdbPosition& position, std::string& key) {
 }
 
 int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
+  Engine& engine = TheEngine();
+  UdbFile* const found = engine.files.Find(file);
+  if (found == nullptr) return -1;
+  UdbFile& entry = *found;
+  if (engine.quick.GoTo(entry, position, key) == QuickReads::Found) return 0;
   if (!Select(file)) return -1;
-  UdbFile& entry = udbEntry(file);
   const KEYDESCR& kd = TheEngine().work.KeyDescr();
-  const auto found = TheEngine().tree.Probe(position.page, position.offset);
+  const auto probed = TheEngine().tree.Probe(position.page, position.offset);
   // A page that was freed keeps its bytes; the record that they show is gone, or somewhere else.
-  const bool inTree = found && TheEngine().work.WasInUse(position.page);
-  const auto there = inTree ? found->Key(kd) : std::nullopt;
+  const bool inTree = probed && TheEngine().work.WasInUse(position.page);
+  const auto there = inTree ? probed->Key(kd) : std::nullopt;
   const auto wanted = KeyAtStart(kd, key);
   if (!there || !wanted || CompareKeys(kd, *there, *wanted) != 0) return udbFind(file, key);
   entry.cursorPage = position.page;
   entry.cursorOffset = position.offset;
-  entry.cursorSet = {};  // seen without the lock
+  entry.missedSize = 0;
+  entry.seen.cursor = Seen::Never;  // seen without the lock
   return 0;
 }

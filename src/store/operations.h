@@ -6,6 +6,7 @@
 
 #include "store/guard.h"
 #include "store/openfiles.h"
+#include "store/quickreads.h"
 #include "store/records.h"
 #include "store/tree.h"
 #include "store/workfile.h"
@@ -28,6 +29,7 @@ struct Engine {
   WorkFile work;
   Records records{work};
   Tree tree{work, records};
+  QuickReads quick;
 };
 
 Engine& TheEngine();
@@ -37,6 +39,8 @@ Engine& TheEngine();
 // header that the entry still has from before tells only whether it is worth a look. False: there
 // is no such file, or its page 0 cannot be read; then the entry's lastError tells why.
 bool Select(int file);
+// The same, where nothing but the entry's copy of the header is wanted.
+bool SeeHeader(int file);
 
 // Runs the body, which answers 0, 1 or -1, and keeps the code of what it raised in the entry.
 template <typename Body>
@@ -64,13 +68,15 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
     work.Attach(entry);
     work.Mend();
     work.LoadHeader();
+    work.Learn();
     try {
       const int answer = body();
       work.CheckSound();
       work.Commit();
+      work.LearnOwnChanges();
       return answer;
     } catch (...) {
-      entry.cursorSet = {};  // it may stand in what is now taken back
+      entry.seen.Forget();  // the cursor, too, may stand in what is now taken back
       // What cannot be put back stays kept, for whoever takes the lock next to try again.
       if (!work.TakeBack()) throw StoreFailure{UDB_SYSTEM_ERROR};
       afterFailure();

@@ -22,7 +22,8 @@ std::optional<Entry> EntryBeginningAt(const TreePage& page, std::size_t offset) 
 void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
   work.File().cursorPage = page;
   work.File().cursorOffset = static_cast<std::uint16_t>(offset);
-  work.File().cursorSet = work.Undo().Now();
+  work.File().missedSize = 0;
+  work.File().seen.cursor = work.File().seen.header;
 }
 
 Bytes Tree::KeyOf(const Entry& entry) {
@@ -51,6 +52,21 @@ std::size_t Tree::Scan(const TreePage& page, Bytes key) {
   return at;
 }
 
+// By the page's directory, if there is one. One is made only for internal pages: a leaf that is to
+// be changed loses it at once.
+std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) {
+  const KEYDESCR& kd = work.KeyDescr();
+  const PageDirectory* const directory = work.DirectoryOf(slot, page);
+  if (directory == nullptr) return Scan(page, key);
+  const SoughtKey sought(kd, key);
+  if (page.IsLeaf()) {
+    const auto found = directory->Find(sought, kd, page.Entries());
+    if (found) return static_cast<std::size_t>(found->Whole().data() - page.Entries().data());
+  }
+  const auto at = directory->FirstNotLess(sought, kd, page.Entries());
+  return at ? at->offset : Scan(page, key);
+}
+
 void Tree::Push(Step step) {
   if (pathLength == path.size()) work.Raise(UDB_INDEX_DEPTH_OVERFLOW);
   path[pathLength++] = step;
@@ -69,7 +85,7 @@ bool Tree::Descend(Bytes key, Match match) {
   PageSlot* slot = &work.Fetch(page, work.slotA);
   for (;;) {
     const TreePage view = work.ViewOf(*slot);
-    const std::size_t at = Scan(view, key);
+    const std::size_t at = Search(*slot, view, key);
     const bool found = at < view.Used();
     const bool goesOn = !found && match == Match::AtOrAfter && view.Next() != 0;
     if (view.IsLeaf() && !goesOn) {
@@ -89,14 +105,25 @@ Entry Tree::Current() {
   return work.EntryAt(work.ViewOf(slot), Cursor().offset);
 }
 
+void Tree::PlaceCursor() {
+  UdbFile& file = work.File();
+  if (file.missedSize == 0) return;
+  const std::array<std::uint8_t, MaxKey> key = file.missed;
+  const std::size_t size = file.missedSize;
+  file.missedSize = 0;
+  Descend(Bytes(key).first(size), Match::Exact);
+}
+
 bool Tree::Advance() {
+  PlaceCursor();
   const Step from = Cursor();
   const bool fromStart = from.page == 0;
   PageSlot* slot = &FetchLeaf(fromStart ? work.Head().firstLeaf : from.page, work.slotA);
   const TreePage view = work.ViewOf(*slot);
   // Other operations may have moved entries since the cursor was set: entries are stepped over from
   // the page's start then, so that the cursor never lands inside one.
-  const bool asItWas = !fromStart && work.Undo().IsNow(work.File().cursorSet);
+  const Seen& seen = work.File().seen;
+  const bool asItWas = !fromStart && seen.header != Seen::Never && seen.cursor == seen.header;
   std::size_t at = asItWas ? from.offset : 0;
   while (at < view.Used() && !fromStart && at <= from.offset) at += work.EntryAt(view, at).Size();
   if (at >= view.Used()) {
@@ -143,6 +170,7 @@ std::optional<Entry> Tree::Probe(std::uint16_t page, std::uint16_t offset) {
 }
 
 std::optional<Entry> Tree::AtCursor() {
+  PlaceCursor();
   if (Cursor().page == 0) return std::nullopt;
   const TreePage view = work.ViewOf(FetchLeaf(Cursor().page, work.slotB));
   return EntryBeginningAt(view, Cursor().offset);

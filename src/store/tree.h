@@ -36,6 +36,8 @@ class Tree {
   std::optional<Entry> AtCursor();
   // The entry at a place, if there is a sound one of a leaf; reading errors count as none.
   std::optional<Entry> Probe(std::uint16_t page, std::uint16_t offset);
+  // Looks up where the key would stand that was last searched for and not found.
+  void PlaceCursor();
   // The entry's key with its stop symbol.
   Bytes KeyOf(const Entry& entry);
 
@@ -59,6 +61,7 @@ class Tree {
   void SetCursor(std::uint16_t page, std::size_t offset);
   PageSlot& FetchLeaf(std::uint16_t page, PageSlot& preferred);
   std::size_t Scan(const TreePage& page, Bytes key);
+  std::size_t Search(const PageSlot& slot, const TreePage& page, Bytes key);
   void Push(Step step);
   void CheckNotOnPath(std::uint16_t page);
   PageSlot* NextLeaf(PageSlot& leaf);

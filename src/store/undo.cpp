@@ -31,12 +31,10 @@ bool TakeBackIn(const UndoRecord& broken, VirtualFile& file) {
 void UndoLog::Attach(Host& current) {
   if (host != &current) board = nullptr;
   host = &current;
-  boardIsShared = false;
   if (board != nullptr && inOwnMemory && (board->active != 0 || board->aside != 0)) return;
   if (std::byte* const shared = host->LockedMemory(0, sizeof(Board)); shared != nullptr) {
     board = reinterpret_cast<Board*>(shared);
     inOwnMemory = false;
-    boardIsShared = true;
   } else if (board == nullptr) {
     inOwnMemory = true;
     board = reinterpret_cast<Board*>(Memory(0, sizeof(Board)));

@@ -30,17 +30,6 @@ class UndoLog {
   // Takes the memory in hand. To be called with each taking of the lock, before anything is kept.
   void Attach(Host& host);
 
-  // Stays the same as long as nobody begins an update of any file. For comparing only: one that has
-  // no place is no stamp, because what other processes begin is not counted here.
-  struct Stamp {
-    const void* place = nullptr;  // a new board may count to the same number again
-    std::uint64_t order = 0;
-  };
-  Stamp Now() const { return boardIsShared ? Stamp{board, board->order} : Stamp{}; }
-  bool IsNow(const Stamp& stamp) const {
-    return boardIsShared && stamp.place == board && stamp.order == board->order;
-  }
-
   // Whether an update goes on here, which has been neither taken back nor completed.
   bool Active() const { return board != nullptr && board->active != 0; }
 
@@ -117,7 +106,6 @@ class UndoLog {
   Board* board = nullptr;
   UndoRecord* record = nullptr;  // of the update that goes on
   bool inOwnMemory = false;
-  bool boardIsShared = false;  // by all who take the lock, as far as known at the latest taking
   std::array<std::vector<std::byte>, Host::Areas> ownMemory;
 };
 

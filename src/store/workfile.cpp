@@ -30,6 +30,10 @@ void WorkFile::Attach(UdbFile& file) {
   slotA.filled = slotB.filled = slotH.filled = false;
   dirty = owned = foundDamage = false;
   figureToGiveBack = 0;
+  if (!file.fd->Sound()) {
+    file.seen.Forget();
+    file.seen.pages = nullptr;
+  }
   file.fd->Renew();
 }
 
@@ -55,6 +59,33 @@ void WorkFile::LoadHeader() {
   entry->header = headerBefore = Header::Load(slotH.Bytes());
   CheckSound();
   slotH.filled = true;
+}
+
+void WorkFile::Learn() {
+  Seen& seen = entry->seen;
+  const bool isKnown = entry->identity != platform::FileIdentity{};
+  ChangeCount* const count = isKnown ? undo.CountOf(entry->identity) : nullptr;
+  const std::uint64_t now = count != nullptr ? count->Now() : Seen::Never;
+  if (count != seen.count || now != seen.header) seen.Forget();
+  seen.count = count;
+  seen.header = ChangeCount::IsStable(now) ? now : Seen::Never;
+  const bool inPlace = slotH.IsInPlace() && seen.header != Seen::Never;
+  seen.pages = inPlace ? slotH.Bytes().data() : nullptr;
+}
+
+void WorkFile::LearnOwnChanges() {
+  Seen& seen = entry->seen;
+  if (seen.header == Seen::Never) return;
+  seen.header = seen.count->Now();
+  if (!ChangeCount::IsStable(seen.header)) seen.Forget();
+}
+
+const PageDirectory* WorkFile::DirectoryOf(const PageSlot& slot, const TreePage& view) {
+  Seen& seen = entry->seen;
+  if (seen.pages == nullptr || !slot.IsInPlace() || !SoughtKey::Serves(KeyDescr())) return nullptr;
+  const PageDirectory* const found = seen.directories.Find(slot.number);
+  if (found != nullptr || view.IsLeaf()) return found;
+  return seen.directories.Make(slot.number, view, KeyDescr());
 }
 
 void WorkFile::CheckSound() {
@@ -131,6 +162,10 @@ void WorkFile::NeedSize(std::uint64_t offset, std::size_t n) {
 
 void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   NeedSize(offset, bytes.size());
+  for (std::uint64_t page = offset / PageSize; page <= (offset + bytes.size() - 1) / PageSize;
+       ++page) {
+    entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
+  }
   if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
 }
 

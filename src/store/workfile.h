@@ -25,6 +25,7 @@ class PageSlot {
   bool kept = false;  // what it was before this operation is kept for taking it back
 
   bool Holds(std::uint16_t page) const { return filled && number == page; }
+  bool IsInPlace() const { return at != &copy; }
   const Page& Bytes() const { return *at; }
   // To be filled or changed. What it held is not in it.
   Page& Fresh() {
@@ -52,6 +53,12 @@ class WorkFile {
   void Mend();
   // Reads page 0 anew: the header in the file, not the table's copy, is the truth.
   void LoadHeader();
+  // What is known of the file from earlier is kept if nobody has changed it since, and what was
+  // just read counts as known from here on. REQUIRES: the lock is held, and was when page 0 was
+  // read.
+  void Learn();
+  // The same after this operation's own changes, which are whole now.
+  void LearnOwnChanges();
 
   UdbFile& File() { return *entry; }
   Header& Head() { return entry->header; }
@@ -86,6 +93,8 @@ class WorkFile {
   PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
   TreePage ViewOf(const PageSlot& slot);
   Entry EntryAt(TreePage page, std::size_t offset);
+  // Of the page in the slot, as it is; null if there is none. REQUIRES: as for Learn.
+  const PageDirectory* DirectoryOf(const PageSlot& slot, const TreePage& view);
   void WritePage(const PageSlot& slot);
   // A page number out of a link or an entry: none that a file can have raises FILE CORRUPTED.
   void CheckPageNumber(std::uint16_t page);

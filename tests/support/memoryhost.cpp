@@ -75,6 +75,9 @@ class MemoryFile : public store::VirtualFile {
     sound = owner.Call("view") == Fault::None;
     return reinterpret_cast<const std::byte*>(sound ? bytes.data() + offset : zeros.data());
   }
+  std::uint64_t Viewable() const override {
+    return owner.givesViews && sound ? contents->bytes.size() : 0;
+  }
   bool Sound() const override { return sound; }
   void Renew() override { sound = true; }
 

@@ -77,6 +77,10 @@ class MappedFile final : public PosixFile {
     return offset + n <= size ? mapping.Start() + offset : nullptr;
   }
 
+  std::uint64_t Viewable() const override {
+    return mapping.Start() == nullptr || mapping.Faulted() ? 0 : size;
+  }
+
   bool Sound() const override { return !mapping.Faulted(); }
 
   void Renew() override {

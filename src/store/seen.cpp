@@ -1,0 +1,43 @@
+// Keeping directories within their bound.
+#include "store/seen.h"
+
+#include <algorithm>
+
+namespace store {
+
+// All of them go: which ones are in use shows soon enough.
+void DirectoryMemory::MakeRoom() {
+  while (!holders.empty()) holders.back()->Clear();
+}
+
+const PageDirectory* PageDirectories::Make(std::uint16_t page, const TreePage& view,
+                                           const KEYDESCR& kd) {
+  if (memory->used >= memory->limit) memory->MakeRoom();
+  if (held == 0) memory->holders.push_back(this);
+  const std::size_t before = held;
+  if (page >= pages.size()) {
+    const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{page} * 2 + 16);
+    held += (more - pages.size()) * sizeof(pages[0]);
+    pages.resize(more);
+  }
+  PageDirectory::Pointer& place = pages[page];
+  if (place != nullptr) held -= place->Memory();
+  place = PageDirectory::Of(view, kd);
+  if (place != nullptr) {
+    held += place->Memory();
+    place->asOf = state;
+  }
+  memory->used += held - before;
+  return place.get();
+}
+
+void PageDirectories::Clear() {
+  ++state;
+  if (held == 0) return;
+  pages = std::vector<PageDirectory::Pointer>();
+  memory->used -= held;
+  held = 0;
+  std::erase(memory->holders, this);
+}
+
+}  // namespace store

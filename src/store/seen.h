@@ -1,0 +1,73 @@
+// What this process has seen of an open file, and in which state of it: as long as the file's count
+// of changes stands, all of it still holds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "store/changecount.h"
+#include "store/pagedirectory.h"
+
+namespace store {
+
+class PageDirectories;
+
+// Bounds what the directories of all open files take.
+class DirectoryMemory {
+ public:
+  static constexpr std::size_t DefaultLimit = 32U << 20;
+
+  std::size_t Used() const { return used; }
+  std::size_t limit = DefaultLimit;  // overstepped by less than the last directory made
+
+ private:
+  friend class PageDirectories;
+  void MakeRoom();
+  std::size_t used = 0;
+  std::vector<PageDirectories*> holders;
+};
+
+// The directories of one file, by pages.
+class PageDirectories {
+ public:
+  void KeepIn(DirectoryMemory& shared) { memory = &shared; }
+
+  const PageDirectory* Find(std::uint16_t page) const {
+    if (page >= pages.size()) return nullptr;
+    const PageDirectory* const found = pages[page].get();
+    return found != nullptr && found->asOf == state ? found : nullptr;
+  }
+  // Null: the page is not fit for one.
+  const PageDirectory* Make(std::uint16_t page, const TreePage& view, const KEYDESCR& kd);
+  void Drop(std::uint16_t page) {
+    if (page < pages.size() && pages[page] != nullptr) pages[page]->asOf = 0;
+  }
+  void DropAll() { ++state; }
+  // As DropAll, and gives the memory back.
+  void Clear();
+
+ private:
+  std::vector<PageDirectory::Pointer> pages;
+  std::uint64_t state = 1;
+  DirectoryMemory* memory = nullptr;
+  std::size_t held = 0;
+};
+
+struct Seen {
+  static constexpr std::uint64_t Never = 1;  // no state that could stand: odd
+
+  ChangeCount* count = nullptr;         // null: there is none in common
+  const std::uint8_t* pages = nullptr;  // the file, where it lies; null: it cannot be looked at
+  std::uint64_t header = Never;         // the copy of the header is that of this state
+  std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
+  PageDirectories directories;          // of the same state as the header
+
+  // All that was seen counts no more.
+  void Forget() {
+    header = cursor = Never;
+    directories.DropAll();
+  }
+};
+
+}  // namespace store
