@@ -35,6 +35,7 @@ void AddErrorCommands(CLI::App& app, Session& session);     // errors
 void AddDigestCommand(CLI::App& app, Session& session);     // md5
 void AddLanguageCommands(CLI::App& app, Session& session);  // translit, detranslit, lexem, lang
 void AddCondCommand(CLI::App& app, Session& session);       // cond
+void AddLogCommand(CLI::App& app, Session& session);        // log
 
 // A command under `store` or another group with its --json and a footer of examples.
 CLI::App* AddCommand(CLI::App& store, Session& session, const std::string& name,

@@ -83,6 +83,7 @@ void Build(CLI::App& app, Session& session) {
   AddDigestCommand(app, session);
   AddLanguageCommands(app, session);
   AddCondCommand(app, session);
+  AddLogCommand(app, session);
   for (const char* group : {"term", "dict", "text", "table", "xml"}) {
     CLI::App* const described = app.get_subcommand(group);
     described->footer(described->get_footer() + '\n' + ExitCodes);

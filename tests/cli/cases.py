@@ -15,6 +15,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from xml.etree import ElementTree
 
 KVOR = os.path.abspath(sys.argv[1])
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -68,6 +69,12 @@ def patch(name, offset, data):
     with open(name, 'r+b') as f:
         f.seek(offset)
         f.write(data)
+
+
+def limit_files(size):
+    """To be called in a process that is to meet a full disk."""
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 def content(name):
@@ -682,6 +689,31 @@ def case_conditions_hold_as_they_are_drawn():
         cond(bad, *['x=1'] * ('x' in bad), code=2, err=words)
 
 
+def case_demonstration_shows_what_it_did_and_what_it_lacked():
+    def demo(*args, **more):
+        return run('demo', *args, of='log', **more)
+    told = demo('a/b')
+    assert told.startswith('a/b/analysis.html: 3 errors shown\nОбщее время: '), told
+    assert int(told.split()[-1]) > 1000, 'conditions that were evaluated'
+    page = content('a/b/analysis.html').decode('utf-16')
+    for part in ('The <b>', 'He saw the bat &lt;&quot;&amp;&quot;&gt;.</h1>', 'bat: subject of saw\r\n', told[-9:-1],
+                 'The character 2 of «Кoт» is no letter of the language russian.', '/alts-3-analysis.html'):
+        assert (part in page) == ('<b>' not in part), part
+    drawn = ElementTree.parse('a/b/tree-100-analysis.svg').findall('.//*[@class="word"]')
+    assert [word.text for word in drawn] == 'The old bat saw a cat in the house'.split()
+    assert '[[[The] [old] bat] saw [[a] cat]' in content('a/b/alts-1-analysis.html').decode('utf-16')
+    dic('rename', 'a/b/words.dat', 'cat', 'kitten')
+    assert rows('demo', 'a/b', '--sections', '900', of='log')[0]['errors'] > 30
+    assert content('a/b/analysis.html').decode('utf-16').count('</h1>') >= 900
+    base('bare', terms=content(f'{HERE}/../../data/Data/Config/term.xml').decode())
+    kb('add', 'bare.kb')
+    demo('c', '--kb', 'bare', code=1, err='header.html: missing; the log is plain text')
+    assert '\r\nThe old bat' in content('c/analysis.html').decode('utf-16')
+    demo('a/b/words.dat', code=2, err='a/b/words.dat: Not a directory')
+    demo('/proc/x', code=2, err='kvor: /proc/x: ')
+    demo('d', code=2, err='cannot be written', preexec_fn=lambda: limit_files(9000))
+
+
 # ---- the world around -----------------------------------------------------------------------
 
 
@@ -694,17 +726,14 @@ def case_full_disk():
         assert done.returncode == 2, (args, done)
         assert b'kvor: standard output: No space left' in done.stderr, (args, done)
 
-    def limit(size=40 * PAGE):
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
     lines = [f'k{n:04} {"x" * 400}\n' for n in range(1000)]
-    out = run('load', 'f', '--key', '3', stdin=''.join(lines), code=2, preexec_fn=limit,
+    out = run('load', 'f', '--key', '3', stdin=''.join(lines), code=2, preexec_fn=lambda: limit_files(40 * PAGE),
               err='kvor: f: SYSTEM ERROR')
     stored = int(out.split()[0])
     assert 100 < stored < 1000
     run('list', 'f', out=''.join(lines[:stored]))
     assert rows('check', 'f')[-1]['sound']
-    run('header', 'w', of='term', code=2, preexec_fn=lambda: limit(PAGE), err='w: cannot be written')
+    run('header', 'w', of='term', code=2, preexec_fn=lambda: limit_files(PAGE), err='w: cannot be written')
     run('list', 'w', out=LISTED)  # what was there under the name
 
 
