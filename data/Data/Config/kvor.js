@@ -113,7 +113,7 @@
       `:where(${holder} h1:not(.hlink)) + pre[id] { display: none !important; }
        :where(${holder}) h1[id] { background-image: url(plus.png); margin-bottom: var(--swallow); }`;
     dressed.forEach(tellState);
-    bar.level.value = level;
+    bar.level.value = level >= 1 && level <= 9 ? level : '';
     if (kept) outermostHidden(kept).scrollIntoView({block: 'nearest'});
     dressSoon();
   }
@@ -135,6 +135,51 @@
     const section = document.getElementById(id);
     if (section) setFolded(section, !isFolded(section));
   };
+
+  // ---- long rows of sections, put into groups while the page is read
+
+  // The browser leaves out what is off screen, but has to ask each child of what is on screen.
+  const GroupSize = 100;
+  const lastGroup = new WeakMap();
+
+  // A group may begin there: not between a heading and its section.
+  const beginsBlock = (node) => isHeading(node) || node.localName === 'div' ||
+    (isSection(node) && headingOf(node) === null);
+
+  // What is not followed by anything stays outside, since the page may still be growing there.
+  function group(holder) {
+    const last = lastGroup.get(holder);
+    if (!last && holder.childElementCount < 3 * GroupSize) return;
+    const range = document.createRange();
+    let start = last ? last.nextSibling : holder.firstChild;
+    let rows = 0;
+    for (let at = start; at; at = at.nextSibling) {
+      if (!(at instanceof Element) || !beginsBlock(at)) continue;
+      if (rows++ < GroupSize) continue;
+      range.setStartBefore(start);
+      range.setEndBefore(at);
+      const made = make('div', {className: 'group'});
+      made.style.setProperty('--rows', GroupSize);
+      made.append(range.extractContents());
+      at.before(made);
+      lastGroup.set(holder, made);
+      start = at;
+      rows = 1;
+    }
+  }
+
+  // The mark before the log's text would be a line of its own.
+  function dropMark() {
+    const first = log().firstChild;
+    if (first && first.nextSibling && first.data === '\uFEFF') first.remove();
+  }
+
+  // The sections that are open so far, from the outermost one.
+  function groupWhileReading() {
+    dropMark();
+    for (let at = log(); at; at = isSection(at.lastElementChild) && at.lastElementChild) group(at);
+    if (!loaded()) requestAnimationFrame(groupWhileReading);
+  }
 
   // ---- headings on screen: a button each, so that keys and screen readers reach them
 
@@ -169,15 +214,31 @@
     image.alt = image.alt || image.getAttribute('src');
   }
 
-  // What is seen at points of a grid that is finer than a line of text.
-  function* onScreen(selector) {
-    const frame = log().getBoundingClientRect();
-    for (let y = 0; y < window.innerHeight; y += 10) {
-      for (const share of [0.4, 0.75, 0.95]) {
-        const hit = document.elementFromPoint(frame.left + frame.width * share, y);
-        const found = hit && hit.closest(selector);
-        if (found) yield found;
-      }
+  // The first child that reaches below the top of the window. Children stand below one another; those
+  // that are folded away have no place, but each follows a heading that has one.
+  function firstInWindow(children) {
+    let low = 0;
+    let high = children.length;
+    while (low < high) {
+      const middle = (low + high) >> 1;
+      let at = middle;
+      while (at > low && children[at].getClientRects().length === 0) --at;
+      if (children[at].getBoundingClientRect().bottom > 0) high = at;
+      else low = middle + 1;
+    }
+    return low;
+  }
+
+  // The headings and images that are seen, from top to bottom. The browser would tell what is at a
+  // point, but takes its time on a large page.
+  function* onScreen(holder = log()) {
+    const {children} = holder;
+    for (let at = firstInWindow(children); at < children.length; ++at) {
+      const child = children[at];
+      const frame = child.getBoundingClientRect();
+      if (frame.top > window.innerHeight) return;
+      if (isHeading(child) || child.matches('img.tree')) yield child;
+      else if (child.matches('pre, .group') && frame.height > 0) yield* onScreen(child);
     }
   }
 
@@ -192,13 +253,13 @@
   }
 
   function dressVisible() {
-    const headings = [...new Set(onScreen('h1[id]'))].filter(isHeading);
-    headings.forEach(dress);
-    for (const image of new Set(onScreen('img.tree'))) dressImage(image);
+    const seen = [...onScreen()];
+    seen.filter((node) => !isHeading(node)).forEach(dressImage);
+    const headings = seen.filter(isHeading);
     if (headings.length === 0) return;
     // One more at each end, so that the Tab key leads on.
     const ends = [neighbour(headings[0], -1), neighbour(headings[headings.length - 1], 1)];
-    ends.filter(Boolean).forEach(dress);
+    headings.concat(ends.filter(Boolean)).forEach(dress);
   }
 
   let dressing = 0;
@@ -212,10 +273,11 @@
     }, 80);
   }
 
+  const focusedHeading = () => document.activeElement && document.activeElement.closest('h1[id]');
+
   function currentHeading() {
-    const focused = document.activeElement && document.activeElement.closest('h1[id]');
-    if (focused) return focused;
-    for (const heading of onScreen('h1[id]')) return heading;
+    if (focusedHeading()) return focusedHeading();
+    for (const node of onScreen()) if (isHeading(node)) return node;
     return null;
   }
 
@@ -226,9 +288,8 @@
   }
 
   function stepHeading(direction) {
-    const focused = document.activeElement && document.activeElement.closest('h1[id]');
-    const from = focused || currentHeading();
-    const to = focused ? neighbour(focused, direction) : from;
+    const focused = focusedHeading();
+    const to = focused ? neighbour(focused, direction) : currentHeading();
     if (to) focusHeading(to);
   }
 
@@ -425,9 +486,9 @@
   }
 
   function makeLevels() {
-    bar.level = make('select', {onchange: () => setLevel(Number(bar.level.value))});
+    const choose = () => bar.level.value && setLevel(Number(bar.level.value));
+    bar.level = make('select', {onchange: choose}, make('option', {value: ''}, '–'));
     for (let n = 1; n <= 9; ++n) bar.level.append(make('option', {value: n}, `${n}`));
-    bar.level.value = '';
     return make('label', {}, `${words.level} `, bar.level);
   }
 
@@ -450,7 +511,7 @@
 
   function makeErrors() {
     bar.errors = make('output', {value: '…'});
-    return make('span', {className: 'group'}, `${words.errors} `, bar.errors, ' ',
+    return make('span', {className: 'group-of-controls'}, `${words.errors} `, bar.errors, ' ',
       button('▲', () => stepError(-1), words.previousError),
       button('▼', () => stepError(1), words.nextError));
   }
@@ -469,7 +530,7 @@
     bar.theme.removeAttribute('aria-label');
     const made = make('nav', {id: 'bar'},
       button(words.foldAll, () => setLevel(0)), button(words.unfoldAll, () => setLevel(Infinity)),
-      makeLevels(), make('span', {className: 'group'}, ...makeSearch()), makeErrors(), bar.theme,
+      makeLevels(), make('span', {className: 'group-of-controls'}, ...makeSearch()), makeErrors(), bar.theme,
       button('?', () => bar.help.showModal(), words.help));
     made.setAttribute('aria-label', words.bar);
     document.body.prepend(made, makeHelp());
@@ -529,6 +590,7 @@
   }
 
   function start() {
+    for (const section of log().querySelectorAll('pre[id]')) group(section);
     easeUnclosed();
     tellErrors();
     dressVisible();
@@ -544,6 +606,7 @@
   document.addEventListener('scroll', dressSoon, {passive: true});
   window.addEventListener('resize', dressSoon);
   window.addEventListener('hashchange', followLink);
+  groupWhileReading();
   if (loaded()) start();
   else document.addEventListener('DOMContentLoaded', start);
 })();
