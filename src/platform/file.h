@@ -3,6 +3,7 @@
 // Failures are `errno` values (ENOENT, EMFILE, ENOSPC, EACCES, …) on every platform.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,6 +30,13 @@ struct FileIdentity {
   std::uint64_t index = 0;
   std::uint64_t born = 0;  // a moment; 0 where the file system does not keep it
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// Who else may use a file at the same time, by what its owner, its mode and its file system say.
+enum class Company {
+  Own,      // it is this user's, and nobody else may read it or write it
+  Readers,  // it is this user's, and others may read it
+  Writers,  // others may write it, or it is another user's, or other machines reach it
 };
 
 // An open file; closed when destroyed. Positions are absolute, there is no file pointer. Binary.
@@ -60,6 +68,18 @@ class File {
   virtual bool Sound() const { return true; }
   virtual void Renew() {}
 
+  // As it is when asked; it changes with the file's mode and owner.
+  virtual Company WhoElse() { return Company::Own; }
+
+  // Keeps out whoever else asks like this for the same file, through another object, be it in
+  // another process, of another user, or, where the file system carries locks, on another machine.
+  // Holders that want to look go together, one that wants to change is alone; that takes a file
+  // opened for writing. Not recursive. False: somebody else held it all the time. A file system
+  // without such locks answers true.
+  enum class Hold { Looking, Changing };
+  virtual bool Lock(Hold, std::chrono::milliseconds /*patience*/) { return true; }
+  virtual void Unlock() {}
+
   // The `errno` of this object's latest failure.
   virtual int LastError() const = 0;
 };
@@ -69,7 +89,8 @@ class File {
 std::unique_ptr<File> OpenFile(const std::string& path, OpenMode mode, Sharing sharing, int& error);
 
 // As OpenFile, with the file mapped into memory where that can be done: on a 64-bit system, on a
-// local file system known to show one file alike to readers, writers and mappings. Bytes that the
+// local file system known to show one file alike to readers, writers and mappings, and not if
+// WhoElse answers Writers. Bytes that the
 // file has are then changed in the mapping, and new ones still written, so that a full disk is a
 // failed Write. The mapping is made after some Views, so that a file opened for a moment costs no
 // more than a plain one.

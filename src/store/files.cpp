@@ -41,6 +41,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
   entry.writable = mode == platform::OpenMode::ReadOnly ? 0 : 1;
   entry.identity = {};
   entry.fd->Identity(entry.identity);
+  entry.company = entry.fd->WhoElse();
 }
 
 void ResetEntry(UdbFile& entry) {

@@ -29,6 +29,10 @@ struct UdbFile {
   std::unique_ptr<store::VirtualFile> journalFd;
   platform::FileIdentity identity;
   store::Seen seen;
+  platform::Company company = platform::Company::Own;  // when it was opened
+  // Whether all who may change the file share the mutex, its memory and the counts in it. If not,
+  // nothing seen of the file outlives an operation, and none goes without its lock.
+  bool OnlyOursToChange() const { return company != platform::Company::Writers; }
   // Its file could not be made anew after clearing. The number is still its holder's, who closes
   // it; until then nobody else is given it.
   bool lost = false;

@@ -16,26 +16,26 @@
 #include <utility>
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/filelocks.h"
 #include "platform/posix/posixfile.h"
 
 namespace platform {
 namespace {
 
-constexpr off_t SharingByte = off_t{1} << 62;
 constexpr int OpeningTries = 16;
 
 enum class Claim { Had, Refused, Unsupported };
 
 // `type`: F_RDLCK to hold the file with others, F_WRLCK to hold it alone.
 Claim ClaimSharing(int fd, short type) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = SharingByte;
-  lock.l_len = 1;
-  int answer = Uninterrupted([&] { return fcntl(fd, F_OFD_SETLK, &lock); });
+  int answer = LockByte(fd, SharingByte, type);
   if (answer != 0 && errno == EBADF) {
     // A descriptor that may not write cannot hold the byte alone; it can ask whether it could.
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = SharingByte;
+    lock.l_len = 1;
     answer = Uninterrupted([&] { return fcntl(fd, F_OFD_GETLK, &lock); });
     if (answer == 0 && lock.l_type != F_UNLCK) return Claim::Refused;
   }

@@ -128,6 +128,7 @@ std::unique_ptr<File> OpenMappedFile(const std::string& path, OpenMode mode, Sha
   }
   Descriptor fd = OpenDescriptor(path, mode, sharing, error);
   if (!fd) return nullptr;
+  if (WhoElseUses(fd.Get()) == Company::Writers) return std::make_unique<PosixFile>(std::move(fd));
   return std::make_unique<MappedFile>(std::move(fd), mode != OpenMode::ReadOnly);
 }
 

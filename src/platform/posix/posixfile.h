@@ -20,6 +20,9 @@ class PosixFile : public File {
   std::int64_t Size() override;
   bool Truncate(std::uint64_t size) override;
   bool Identity(FileIdentity& identity) override;
+  Company WhoElse() override;
+  bool Lock(Hold hold, std::chrono::milliseconds patience) override;
+  void Unlock() override;
   int LastError() const override { return lastError; }
 
  protected:
@@ -37,6 +40,8 @@ class PosixFile : public File {
   Descriptor descriptor;
   int lastError = 0;
 };
+
+Company WhoElseUses(int fd);
 
 // As OpenFile; the descriptor alone, none on failure.
 Descriptor OpenDescriptor(const std::string& path, OpenMode mode, Sharing sharing, int& error);
