@@ -8,9 +8,17 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(kvorlib_flags INTERFACE -Wno-restrict)
 endif()
 
-if(KVORLIB_SANITIZE)
+if(KVORLIB_SANITIZE_THREADS)
+  set(KVORLIB_SANITIZERS -fsanitize=thread -fno-omit-frame-pointer)
+  # It does not understand fences. Ours are there for other processes, of which it sees nothing.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    list(APPEND KVORLIB_SANITIZERS -Wno-tsan)
+  endif()
+elseif(KVORLIB_SANITIZE)
   set(KVORLIB_SANITIZERS -fsanitize=address,undefined -fno-sanitize-recover=all
                          -fno-omit-frame-pointer)
+endif()
+if(KVORLIB_SANITIZERS)
   target_compile_options(kvorlib_flags INTERFACE ${KVORLIB_SANITIZERS})
   target_link_options(kvorlib_flags INTERFACE ${KVORLIB_SANITIZERS})
 endif()
