@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "bulk.h"
+#include "crowd.h"
 #include "engine.h"
+#include "layers.h"
 #include "phases.h"
 #include "promises.h"
 #include "report.h"
@@ -24,6 +26,8 @@ struct Options {
   std::size_t limit = ~std::size_t{0} >> 1;
   std::string only;  // engines whose name contains this
 };
+
+constexpr std::size_t sizes[] = {10'000, 100'000, 1'000'000};  // of files of random words
 
 constexpr const char* usage =
     "usage: kvorlib_bench [--quick] [--rounds N] [--limit N] [--only TEXT] [--dir DIR]\n"
@@ -62,19 +66,31 @@ bool Parse(int argc, char** argv, Options& options) {
 
 // Round by round, and within a round engine by engine, each round beginning with another one: what
 // disturbs the machine for a while then touches one round of each rather than all of one.
-void Measure(const Workload& work, const Options& options, std::vector<Result>& results) {
+void Measure(const Workload& work, const Options& options, std::size_t rounds,
+             std::vector<Result>& results) {
   for (Result& result : results) result.rounds.clear();
-  for (std::size_t round = 0; round < options.rounds; ++round) {
+  for (std::size_t round = 0; round < rounds; ++round) {
     for (std::size_t i = 0; i < results.size(); ++i) {
       Result& result = results[(i + round) % results.size()];
-      std::fprintf(stderr, "%s, round %zu of %zu: %s\n", work.name.c_str(), round + 1,
-                   options.rounds, result.contender->name.c_str());
+      std::fprintf(stderr, "%s, round %zu of %zu: %s\n", work.name.c_str(), round + 1, rounds,
+                   result.contender->name.c_str());
       result.rounds.push_back(RunRound(*result.contender, work, options.dir + "/round"));
     }
   }
   PrintCosts(work, results);
   PrintRatios(results);
-  CompareFills(work, options.dir + "/round", options.rounds);
+  std::fflush(stdout);
+}
+
+void MeasureCrowds(const Workload& work, const Options& options, std::vector<Result>& results) {
+  const double seconds = work.items.size() < 100000 ? 0.2 : 1;
+  for (Result& result : results) {
+    std::fprintf(stderr, "%s, several processes: %s\n", work.name.c_str(),
+                 result.contender->name.c_str());
+    result.crowd =
+        TryCrowd(*result.contender, work, options.dir + "/round", result.promise.visible, seconds);
+  }
+  PrintCrowds(work, results);
   std::fflush(stdout);
 }
 
@@ -88,15 +104,25 @@ void Compare(const Options& options) {
     if (contender.name.find(options.only) == std::string::npos) continue;
     std::fprintf(stderr, "promises: %s\n", contender.name.c_str());
     results.push_back(
-        {&contender, TryPromise(contender, "/proc/self/exe", options.dir + "/promise"), {}});
+        {&contender, TryPromise(contender, "/proc/self/exe", options.dir + "/promise"), {}, {}});
   }
   if (results.empty()) throw Failure("no engine has such a name");
   PrintPromises(results);
 
   const std::string& dictd = options.dictionaries;
-  Measure(Headwords(dictd + "/freedict-deu-eng.index", options.limit), options, results);
-  Measure(Articles(dictd + "/mueller7.index", dictd + "/mueller7.dict.dz", options.limit), options,
-          results);
+  const std::string round = options.dir + "/round";
+  const Workload words = Headwords(dictd + "/freedict-deu-eng.index", options.limit);
+  Measure(words, options, options.rounds, results);
+  CompareFills(words, round, options.rounds);
+  MeasureCrowds(words, options, results);
+  const Workload articles =
+      Articles(dictd + "/mueller7.index", dictd + "/mueller7.dict.dz", options.limit);
+  Measure(articles, options, options.rounds, results);
+  CompareFills(articles, round, options.rounds);
+  CompareLayers(articles, round, options.rounds);
+  for (const std::size_t size : sizes) {
+    if (size <= options.limit) Measure(RandomWords(size), options, 1, results);
+  }
 }
 
 int RunAsOtherProcess(char** argv) {

@@ -2,6 +2,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -20,11 +21,20 @@ double SizeOf(const Result& result, std::size_t kind) {
   return kind == 0 ? result.SortedBytes() : result.ShuffledBytes();
 }
 
+// Memory of its own and all; lookups and updates beside one, two, four readers.
+double CrowdFigure(const Result& result, std::size_t which) {
+  const Crowd& crowd = result.crowd;
+  if (which < 2) return which == 0 ? crowd.ownBytes : crowd.allBytes;
+  const auto& costs = which < 2 + crowds.size() ? crowd.get : crowd.update;
+  return costs[(which - 2) % crowds.size()];
+}
+
 const Result* BestPeer(const std::vector<Result>& results, Measure measure, std::size_t which,
                        bool samePromise) {
   const Result* best = nullptr;
   for (const Result& peer : results) {
     if (peer.contender->ours || (samePromise && !peer.promise.KeptByStore())) continue;
+    if (std::isnan(measure(peer, which))) continue;
     if (best == nullptr || measure(peer, which) < measure(*best, which)) best = &peer;
   }
   return best;
@@ -41,7 +51,7 @@ void PrintRatioRow(const char* name, const std::vector<Result>& results, Measure
       if (best == nullptr) {
         std::printf("%7s", "-");
       } else {
-        std::printf("%7.2f", measure(ours, which) / measure(*best, which));
+        std::printf("%7.2f", measure(ours, which) / std::max(measure(*best, which), 1.0));
       }
     }
   }
@@ -49,9 +59,7 @@ void PrintRatioRow(const char* name, const std::vector<Result>& results, Measure
 }
 
 // The headings in two lines: "load sorted" over one narrow column.
-void PrintHeadings() {
-  std::vector<std::string> names(phaseNames.begin(), phaseNames.end());
-  names.insert(names.end(), {"MB sorted", "MB shuffled"});
+void PrintHeadings(const std::vector<std::string>& names) {
   std::string upper(nameWidth, ' ');
   std::string lower(nameWidth, ' ');
   for (const std::string& name : names) {
@@ -63,6 +71,25 @@ void PrintHeadings() {
     lower += std::string(cellWidth - below.size(), ' ') + below;
   }
   std::printf("%s\n%s\n", upper.c_str(), lower.c_str());
+}
+
+// False if there is nobody to be compared with.
+bool PrintRatioHeadings(const std::vector<Result>& results) {
+  const auto ours = [](const Result& result) { return result.contender->ours; };
+  if (std::all_of(results.begin(), results.end(), ours)) return false;
+  std::printf(
+      "\nOur cost as a multiple of the best peer's (below 1: we are faster, or smaller)\n\n");
+  std::printf("%-*s", nameWidth, "");
+  for (const char* group : {"same promise", "of all"}) {
+    std::printf("  %-*s", nameWidth, group);
+    for (const Result& result : results) {
+      if (!ours(result)) continue;
+      const std::string& name = result.contender->name;
+      std::printf("%7s", name.substr(name.rfind(' ') + 1).substr(0, 5).c_str());
+    }
+  }
+  std::printf("\n");
+  return true;
 }
 
 }  // namespace
@@ -97,7 +124,9 @@ void PrintCosts(const Workload& work, const std::vector<Result>& results) {
               static_cast<double>(work.bytes) / 1e6, work.what.c_str());
   std::printf("Nanoseconds an operation, median of %zu rounds; MB of the file after each load\n\n",
               results.front().rounds.size());
-  PrintHeadings();
+  std::vector<std::string> names(phaseNames.begin(), phaseNames.end());
+  names.insert(names.end(), {"MB sorted", "MB shuffled"});
+  PrintHeadings(names);
   for (const Result& result : results) {
     std::printf("%-*s", nameWidth, result.contender->name.c_str());
     for (std::size_t phase = 0; phase < phaseCount; ++phase) {
@@ -109,25 +138,42 @@ void PrintCosts(const Workload& work, const std::vector<Result>& results) {
 }
 
 void PrintRatios(const std::vector<Result>& results) {
-  const auto ours = [](const Result& result) { return result.contender->ours; };
-  if (std::all_of(results.begin(), results.end(), ours)) return;
-  std::printf(
-      "\nOur cost as a multiple of the best peer's (below 1: we are faster, or smaller)\n\n");
-  std::printf("%-*s", nameWidth, "");
-  for (const char* group : {"same promise", "of all"}) {
-    std::printf("  %-*s", nameWidth, group);
-    for (const Result& ours : results) {
-      if (ours.contender->ours) {
-        std::printf("%7s", ours.contender->name.ends_with("store") ? "store" : "file");
-      }
-    }
-  }
-  std::printf("\n");
+  if (!PrintRatioHeadings(results)) return;
   for (std::size_t phase = 0; phase < phaseCount; ++phase) {
     PrintRatioRow(phaseNames[phase], results, CostOf, phase);
   }
   PrintRatioRow("size, sorted", results, SizeOf, 0);
   PrintRatioRow("size, shuffled", results, SizeOf, 1);
+}
+
+void PrintCrowds(const Workload& work, const std::vector<Result>& results) {
+  std::vector<std::string> names = {"MB own", "MB all"};
+  for (const char* what : {"get", "update"}) {
+    for (const std::size_t readers : crowds) {
+      names.push_back(what + std::string(" ") + std::to_string(readers));
+    }
+  }
+  std::printf(
+      "\n%s: memory of a process that got all records; nanoseconds of a lookup, and of an\n"
+      "update, while one process updates and 1, 2, 4 others look up, each in turn\n\n",
+      work.name.c_str());
+  PrintHeadings(names);
+  for (const Result& result : results) {
+    std::printf("%-*s", nameWidth, result.contender->name.c_str());
+    for (std::size_t which = 0; which < names.size(); ++which) {
+      const double figure = CrowdFigure(result, which);
+      if (std::isnan(figure)) {
+        std::printf("%*s", cellWidth, "-");
+      } else {
+        std::printf("%*.*f", cellWidth, which < 2 ? 1 : 0, which < 2 ? figure / 1e6 : figure);
+      }
+    }
+    std::printf("\n");
+  }
+  if (!PrintRatioHeadings(results)) return;
+  for (std::size_t which = 1; which < names.size(); ++which) {
+    PrintRatioRow(names[which].c_str(), results, CrowdFigure, which);
+  }
 }
 
 }  // namespace bench

@@ -1,8 +1,10 @@
 // The tables that the benchmark prints.
 #pragma once
 
+#include <string>
 #include <vector>
 
+#include "crowd.h"
 #include "engine.h"
 #include "phases.h"
 #include "promises.h"
@@ -15,6 +17,7 @@ struct Result {
   const Contender* contender = nullptr;
   Promise promise;
   std::vector<Round> rounds;
+  Crowd crowd;
 
   double Cost(Phase phase) const;  // the median of the rounds
   double SortedBytes() const { return rounds.front().sortedBytes; }
@@ -26,5 +29,7 @@ void PrintCosts(const Workload& work, const std::vector<Result>& results);
 // How many times the cost of the best peer our engines take: of the best that keeps the same
 // promise, and of the best of all.
 void PrintRatios(const std::vector<Result>& results);
+// Memory, and readers beside a writer, with the same ratios.
+void PrintCrowds(const Workload& work, const std::vector<Result>& results);
 
 }  // namespace bench

@@ -57,4 +57,18 @@ Workload Articles(const std::string& index, const std::string& text, std::size_t
                   limit);
 }
 
+Workload RandomWords(std::size_t count) {
+  std::mt19937 random(7);
+  std::map<std::string, std::string> all;
+  while (all.size() < count) {
+    std::string word;
+    for (std::size_t length = 6 + random() % 8; length > 0; --length) {
+      word += static_cast<char>('a' + random() % 26);
+    }
+    all.emplace(std::move(word), std::to_string(random() % 10000000));
+  }
+  return Finished(std::to_string(count) + " words", "random letters with a number", std::move(all),
+                  count);
+}
+
 }  // namespace bench

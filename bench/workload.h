@@ -30,4 +30,8 @@ Workload Headwords(const std::string& index, std::size_t limit);
 // Fewer and longer ones, some beyond a page: each headword with its article.
 Workload Articles(const std::string& index, const std::string& text, std::size_t limit);
 
+// So many short records, of random words: what does not come from a dictionary is as many as one
+// likes.
+Workload RandomWords(std::size_t count);
+
 }  // namespace bench
