@@ -14,6 +14,7 @@ import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.join(HERE, '../../tests/browser'))
 from webdriver import Browser  # noqa: E402
 

@@ -442,6 +442,12 @@
     else location.href = address;
   };
 
+  function enlarge(image) {
+    const whole = image.classList.toggle('whole');
+    const section = holderOf(image);
+    if (section) section.classList.toggle('wide', whole);
+  }
+
   function replaceMissing(image) {
     if (image.classList.contains('missing')) return;
     image.alt = `${words.noImage}: ${image.getAttribute('src')}`;
@@ -563,7 +569,7 @@
   // Before the heading sees it: a click on its link does not fold.
   function onClick(event) {
     if (event.target.closest('a.anchor')) event.stopPropagation();
-    if (event.target.matches('img.tree')) event.target.classList.toggle('whole');
+    if (event.target.matches('img.tree')) enlarge(event.target);
   }
 
   function onError(event) {
