@@ -5,6 +5,7 @@
 #include "kvorlib/encoding.h"
 #include "kvorlib/loghtml.h"
 #include "kvorlib/messages.h"
+#include "platform/fdio.h"
 #include "platform/stdiofile.h"
 #include "util/wideformat.h"
 
@@ -18,7 +19,11 @@ std::u16string FormatLogText(const char16_t* format, va_list& args) {
 }
 
 struct FileLogWriter::Handles {
+  // Of what has reached the file; -1 if that cannot be told.
+  std::int64_t Size() const { return platform::SizeOf(platform::NumberOf(file.get())); }
+
   platform::Stream file;
+  std::int64_t size = 0;  // as far as it was written by whole texts
   std::vector<platform::Stream> former;
 };
 
@@ -27,11 +32,24 @@ FileLogWriter::~FileLogWriter() = default;
 
 bool FileLogWriter::IsOpen() const { return handles->file != nullptr; }
 
+// A disk that is full may have taken half of a character, and what is written later would be behind
+// that half.
 bool FileLogWriter::Put(const std::u16string& text) {
   std::FILE* const file = handles->file.get();
-  return file != nullptr &&
-         std::fwrite(text.data(), sizeof(char16_t), text.size(), file) == text.size() &&
-         std::fflush(file) == 0;
+  if (file == nullptr) return false;
+  const std::size_t n = text.size();
+  const bool written =
+      std::fwrite(text.data(), sizeof(char16_t), n, file) == n && std::fflush(file) == 0;
+  if (written) {
+    handles->size += static_cast<std::int64_t>(n * sizeof(char16_t));
+    return true;
+  }
+  const std::int64_t size = handles->Size();
+  const std::int64_t half = size > handles->size ? (size - handles->size) % 2 : 0;
+  if (half != 0 && platform::ChangeSize(platform::NumberOf(file), size - half))
+    static_cast<void>(std::fseek(file, 0, SEEK_END));
+  handles->size = size - half;
+  return false;
 }
 
 bool FileLogWriter::Write(const std::u16string& text) { return Put(text); }
@@ -46,6 +64,7 @@ bool FileLogWriter::OpenLog(const std::u16string& name, const std::u16string& mo
   handles->file = platform::OpenStream(w_u8(name.data(), name.data() + name.size()),
                                        w_u8(mode.data(), mode.data() + mode.size()));
   if (!IsOpen()) return false;
+  handles->size = handles->Size();
   Put(u"\uFEFF");
   return true;
 }

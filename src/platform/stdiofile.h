@@ -17,4 +17,7 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 // keeps line ends as they are written.
 Stream OpenStream(const std::string& path, const std::string& mode);
 
+// For the functions of fdio.h. The stream keeps it.
+int NumberOf(std::FILE* stream);
+
 }  // namespace platform

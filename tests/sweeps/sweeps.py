@@ -209,6 +209,8 @@ THOUGHT_DIFFERENTLY = {
     'any version number is taken here, as in older editions of XML': lambda data, ours, theirs: re.match(
         rb'(\xef\xbb\xbf)?<\?xml\s+version\s*=\s*["\'](?!1\.\d+["\'])[\w.:-]+["\']', data) and not ours,
     'UTF-08 and the like are guessed there': lambda data, ours, theirs: b'the encoding of' in ours,
+    'no blank is needed behind <!DOCTYPE there': lambda data, ours, theirs: re.search(
+        rb'<!DOCTYPE\S', data) and ours,
     'a name space that is wrong is told there and passed': lambda data, ours, theirs: b'namespace' in theirs}
 
 

@@ -45,20 +45,11 @@ TEST_F(FlatParserTest, TextsAreCutIntoTheseItems) {
   EXPECT_EQ(Items("xx!yyz"), "6:x 6:x 2:! 1:yy 3:z") << "the order of the classes";
 }
 
-TEST_F(FlatParserTest, LinesAreSkippedCountedAndGivenUpToTheCursor) {
-  SetText("ab\n\ncd");
-  // From a position: where a skip leads, the line ends passed, the line up to the position.
-  const std::tuple<int, int, int, const char*> rows[] = {
-      {1, 2, 0, "a"}, {2, 3, 1, "ab"}, {3, 4, 2, ""}, {5, 6, 2, "c"}, {6, 6, 2, "cd"}};
-  for (const auto& [position, skipped, passed, line] : rows) {
-    EXPECT_TRUE(SetParsPos(&parser, text.c_str() + position));
-    EXPECT_EQ(GetNumParsStro(&parser), passed) << position;
-    GetCurrLine(&parser, &item);
-    EXPECT_EQ(U8(item), line) << position;
-    SkipLine(&parser);
-    EXPECT_EQ(parser.position, skipped) << position;
-  }
-  EXPECT_FALSE(SetParsPos(&parser, text.c_str() + 7) || SetParsPos(&parser, text.c_str() - 1));
+TEST_F(FlatParserTest, ThePositionIsSetWithinTheTextAndAtItsEnd) {
+  SetText("ab\n");
+  EXPECT_TRUE(SetParsPos(&parser, text.c_str() + 3) && parser.position == 3);
+  EXPECT_FALSE(SetParsPos(&parser, text.c_str() + 4) || SetParsPos(&parser, text.c_str() - 1));
+  EXPECT_EQ(parser.position, 3);
 }
 
 TEST_F(FlatParserTest, TranslationMayOverlapItsTextAndMustBeShorterThanTheBuffer) {

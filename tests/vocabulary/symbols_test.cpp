@@ -3,10 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 
 #include "kvorlib/knowledgebase.h"
 #include "kvorlib/terms.h"
+#include "support/allwords.h"
 #include "support/tempfolder.h"
 #include "vocabulary/capturedlog.h"
 
@@ -24,6 +28,7 @@ struct SymbolsTest : testing::Test {
     SetCP(formerPage);
   }
   bool Load(const std::string& file) {
+    std::filesystem::remove(folder.Path("файл"));  // what is written over waits for the disk
     std::ofstream(folder.Path("файл"), std::ios::binary) << file;
     return symbols.Load(folder.Path("файл").c_str());
   }
@@ -79,6 +84,10 @@ TEST_F(SymbolsTest, EachMistakeIsReportedByLineUntilTheTextEnds) {
        true,
        {"Doubling language code russian russian"}},
       {"[SYMBOLS]\nrussian = \"", true, {"Wrong string russian = "}},
+      {"[TRANSLIT]\n\"b\" = c;\n\"b\"\n= \"c\"\n[SYMBOLS]",
+       true,
+       {"Wrong string \"b\" = c;", "Wrong string [SYMBOLS"}},
+      {"[TRANSLIT]\n\"b\" = c;", false, {"Wrong string \"b\" = c"}},
   };
   for (const auto& [file, loaded, reports] : cases) {
     log.text.clear();
@@ -93,6 +102,25 @@ TEST_F(SymbolsTest, EachMistakeIsReportedByLineUntilTheTextEnds) {
   EXPECT_FALSE(symbols.Load(folder.Path("нет").c_str()));
   EXPECT_EQ(log.text,
             "\n!!!   Cannot open letters definition file " + folder.Path("нет") + "   !!!\n");
+}
+
+// Whatever the mistakes, the reading ends; and they are reported, unless there are none.
+TEST_F(SymbolsTest, AllShortFilesAreReadToTheirEndAndReportedUnlessTheyAreRight) {
+  const std::map<char, const char*> tokens = {
+      {'r', "russian"},   {'=', "="},          {'"', "\"a\""}, {';', ";"},
+      {'S', "[SYMBOLS]"}, {'T', "[TRANSLIT]"}, {'\n', "\n"}};
+  ForEachWord("r=\";ST\n", 5, [&](const std::string& word) {
+    std::string file, items;
+    for (const char c : word) {
+      file += tokens.at(c) + std::string(" ");
+      if (c != '\n') items += c;
+    }
+    static const std::regex right("(S(r=\";)?|T(\"=\";)?)*");
+    log.text.clear();
+    const bool loaded = Load(file);
+    ASSERT_EQ(log.text.empty(), std::regex_match(items, right)) << file;
+    ASSERT_TRUE(loaded || !log.text.empty()) << file;
+  });
 }
 
 }  // namespace

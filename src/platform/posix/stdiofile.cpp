@@ -8,4 +8,6 @@ Stream OpenStream(const std::string& path, const std::string& mode) {
   return Stream(std::fopen(path.c_str(), (mode + 'e').c_str()));
 }
 
+int NumberOf(std::FILE* stream) { return fileno(stream); }
+
 }  // namespace platform
