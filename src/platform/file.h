@@ -67,6 +67,11 @@ class File {
   virtual std::uint64_t Viewable() const { return 0; }
   virtual bool Sound() const { return true; }
   virtual void Renew() {}
+  // Moves `n` bytes of the file from one place to another; the places may overlap. False where
+  // View would give null, and with LastError() when bytes could not be had after all.
+  virtual bool Move(std::uint64_t /*from*/, std::uint64_t /*to*/, std::size_t /*n*/) {
+    return false;
+  }
 
   // As it is when asked; it changes with the file's mode and owner.
   virtual Company WhoElse() { return Company::Own; }

@@ -5,11 +5,11 @@
 
 namespace store {
 
-void Tree::TakeOut() {
-  PageSlot& slot = work.FetchForChange(Cursor().page, work.slotB);
+std::size_t Tree::TakeOut() {
+  const PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
   const Entry entry = work.EntryAt(work.ViewOf(slot), Cursor().offset);
   if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
-  PageEditor(slot.Own()).Remove(Cursor().offset, entry.Size());
+  return entry.Size();
 }
 
 void Tree::Erase() {
@@ -24,8 +24,7 @@ void Tree::Erase() {
 
 // The leaf that lost the entry, or null if that was its last one and the leaf is freed.
 PageSlot* Tree::RemoveFromLeaf() {
-  FetchLeaf(Cursor().page, work.slotB);
-  PageSlot& slot = work.FetchForChange(Cursor().page, work.slotB);
+  PageSlot& slot = FetchLeaf(Cursor().page, work.slotB);
   const TreePage view = work.ViewOf(slot);
   const Entry entry = work.EntryAt(view, Cursor().offset);
   if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
@@ -34,27 +33,29 @@ PageSlot* Tree::RemoveFromLeaf() {
     FreePage(slot);
     return nullptr;
   }
-  PageEditor(slot.Own()).Remove(Cursor().offset, entry.Size());
-  work.WritePage(slot);
+  work.Splice(slot, Cursor().offset, entry.Size(), {});
   return &slot;
 }
 
 // Takes out of an internal page what led to the page just freed. Null if nothing is left in it.
 PageSlot* Tree::RemoveFromParent(Step at) {
-  PageSlot& slot = work.FetchForChange(at.page, work.slotB);
+  PageSlot& slot = work.Fetch(at.page, work.slotB);
   const TreePage view = work.ViewOf(slot);
-  PageEditor editor(slot.Own());
   if (at.offset < view.Used()) {
-    editor.Remove(at.offset, work.EntryAt(view, at.offset).Size());
-  } else if (view.Used() == 0) {
+    work.Splice(slot, at.offset, work.EntryAt(view, at.offset).Size(), {});
+    return &slot;
+  }
+  if (view.Used() == 0) {
     FreePage(slot);
     return nullptr;
-  } else {
-    std::size_t last = 0;
-    for (std::size_t i = 0; i < view.Used(); i += work.EntryAt(view, i).Size()) last = i;
-    editor.SetRightChild(work.EntryAt(view, last).Child());
-    editor.CutAt(last);
   }
+  std::size_t last = 0;
+  for (std::size_t i = 0; i < view.Used(); i += work.EntryAt(view, i).Size()) last = i;
+  const std::uint16_t child = work.EntryAt(view, last).Child();
+  work.FetchForChange(at.page, slot);
+  PageEditor editor(slot.Own());
+  editor.SetRightChild(child);
+  editor.CutAt(last);
   work.WritePage(slot);
   return &slot;
 }

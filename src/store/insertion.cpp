@@ -5,7 +5,7 @@
 
 namespace store {
 
-void Tree::Insert(StagedEntry& staged) {
+void Tree::Insert(StagedEntry& staged, std::size_t removed) {
   if (work.Head().root == 0) {
     StartTree(staged);
     return;
@@ -14,7 +14,7 @@ void Tree::Insert(StagedEntry& staged) {
   bool isCursor = true;
   // The count of levels in page 0 may be damaged; with one more, no descent would end in a leaf.
   const bool mayGrow = pathLength < path.size();
-  while (InsertInto(at, staged, isCursor)) {
+  while (InsertInto(at, staged, removed, isCursor)) {
     if (pathLength == 0) {
       if (!mayGrow) work.Raise(UDB_INDEX_DEPTH_OVERFLOW);
       GrowRoot(staged);
@@ -22,6 +22,7 @@ void Tree::Insert(StagedEntry& staged) {
     }
     at = path[--pathLength];
     isCursor = false;
+    removed = 0;
   }
 }
 
@@ -49,15 +50,16 @@ void Tree::GrowRoot(const StagedEntry& separator) {
 }
 
 // True if the page split: then `staged` has become the separator for the level above.
-bool Tree::InsertInto(Step& at, StagedEntry& staged, bool isCursor) {
-  PageSlot& slot = work.FetchForChange(at.page, work.slotB);
-  const TreePage view = work.ViewOf(slot);
-  if (at.offset > view.Used()) work.Raise(UDB_FILE_CORRUPTED);
-  if (view.Used() + staged.Size() < EntriesEnd) {
-    PageEditor(slot.Own()).Insert(at.offset, staged.Whole());
-    work.WritePage(slot);
+bool Tree::InsertInto(Step& at, StagedEntry& staged, std::size_t removed, bool isCursor) {
+  PageSlot& slot = work.Fetch(at.page, work.slotB);
+  const std::size_t used = work.ViewOf(slot).Used();
+  if (at.offset + removed > used) work.Raise(UDB_FILE_CORRUPTED);
+  if (used - removed + staged.Size() < EntriesEnd) {
+    work.Splice(slot, at.offset, removed, staged.Whole());
     return false;
   }
+  work.FetchForChange(at.page, slot);
+  PageEditor(slot.Own()).Remove(at.offset, removed);
   Split(slot, at, staged);
   if (isCursor) SetCursor(at.page, at.offset);
   return true;

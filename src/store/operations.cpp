@@ -232,9 +232,9 @@ int udbUpdate(int file, UdbKey key, const unsigned char* record, std::uint32_t l
     const Bytes whole = WholeKey(key);
     if (!SeekForUpdate(whole)) return 1;
     StagedEntry staged;
-    engine.tree.TakeOut();
+    const std::size_t old = engine.tree.TakeOut();
     engine.records.Stage(bytes, whole, staged);
-    engine.tree.Insert(staged);
+    engine.tree.Insert(staged, old);
     return 0;
   });
 }

@@ -46,10 +46,10 @@ std::optional<std::uint32_t> VersionOf(const Page& page) {
 void SetVersion(Page& page, std::uint32_t version) { Store32(page.data(), version); }
 
 std::span<std::uint8_t, BitmapBytes> BitmapOf(Page& page) {
-  return std::span(page).subspan<PageSize - BitmapBytes, BitmapBytes>();
+  return std::span(page).subspan<HeaderEnd, BitmapBytes>();
 }
 std::span<const std::uint8_t, BitmapBytes> BitmapOf(const Page& page) {
-  return std::span(page).subspan<PageSize - BitmapBytes, BitmapBytes>();
+  return std::span(page).subspan<HeaderEnd, BitmapBytes>();
 }
 
 std::optional<Bytes> Entry::Key(const KEYDESCR& kd) const {

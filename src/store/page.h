@@ -43,6 +43,8 @@ inline void Store32(std::uint8_t* p, std::uint32_t v) {
 inline constexpr std::uint32_t OldVersion = 23;
 inline constexpr std::uint32_t CurrentVersion = 24;
 
+inline constexpr std::size_t HeaderEnd = PageSize - BitmapBytes;  // 25; then the bitmap
+
 // Bytes 4 to 24 of page 0.
 struct Header {
   KEYDESCR key;
@@ -119,7 +121,8 @@ class Entry {
 
 inline constexpr std::uint16_t LeafType = 98;
 inline constexpr std::uint16_t InternalType = 114;
-inline constexpr std::size_t EntriesAt = 12;     // offset of the entries in a page
+inline constexpr std::size_t UsedAt = 2;         // offset of `used` in a page
+inline constexpr std::size_t EntriesAt = 12;     // and of the entries
 inline constexpr std::size_t EntriesEnd = 4084;  // `used` stays below this
 
 // A view of a leaf or an internal page. It does not own the bytes, and is not to be used any more

@@ -5,17 +5,14 @@
 
 namespace store {
 
-void PageEditor::Insert(std::size_t offset, Bytes entry) {
+void PageEditor::Splice(std::size_t offset, std::size_t removed, Bytes entry) {
+  const std::size_t used = Used();
+  const std::size_t now = used - removed + entry.size();
   std::uint8_t* const at = bytes + EntriesAt + offset;
-  std::memmove(at + entry.size(), at, Used() - offset);
-  std::memcpy(at, entry.data(), entry.size());
-  SetUsed(Used() + entry.size());
-}
-
-void PageEditor::Remove(std::size_t offset, std::size_t size) {
-  std::uint8_t* const at = bytes + EntriesAt + offset;
-  std::memmove(at, at + size, Used() - offset - size);
-  CutAt(Used() - size);
+  std::memmove(at + entry.size(), at + removed, used - offset - removed);
+  if (!entry.empty()) std::memcpy(at, entry.data(), entry.size());
+  if (now < used) std::memset(bytes + EntriesAt + now, 0, used - now);
+  SetUsed(now);
 }
 
 void PageEditor::CutAt(std::size_t used) {

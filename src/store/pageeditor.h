@@ -19,11 +19,11 @@ class PageEditor {
   void SetPrev(std::uint16_t page) { Store16(bytes + 6, page); }
   void SetRightChild(std::uint16_t page) { Store16(bytes + 8, page); }
 
-  // Opens a gap at `offset` and puts the entry there.
-  // REQUIRES: offset <= used, and used + entry.size() < EntriesEnd.
-  void Insert(std::size_t offset, Bytes entry);
-  // REQUIRES: offset + size <= used.
-  void Remove(std::size_t offset, std::size_t size);
+  // Puts the entry, or nothing, in the place of `removed` bytes of entries.
+  // REQUIRES: offset + removed <= used, and used - removed + entry.size() < EntriesEnd.
+  void Splice(std::size_t offset, std::size_t removed, Bytes entry);
+  void Insert(std::size_t offset, Bytes entry) { Splice(offset, 0, entry); }
+  void Remove(std::size_t offset, std::size_t size) { Splice(offset, size, {}); }
   // Drops the entries from `used` on.
   void CutAt(std::size_t used);
 

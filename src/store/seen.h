@@ -62,11 +62,13 @@ struct Seen {
   std::uint64_t header = Never;         // the copy of the header is that of this state
   std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
   PageDirectories directories;          // of the same state as the header
+  std::size_t page0Length = 0;          // behind them page 0 has zeros; 0: it was not looked at
 
   // All that was seen counts no more.
   void Forget() {
     header = cursor = Never;
     directories.DropAll();
+    page0Length = 0;
   }
 };
 

@@ -46,9 +46,10 @@ class Tree {
 
   // ---- Changing; each at the place where a descent has just ended ----
 
-  void Insert(StagedEntry& staged);
-  // Takes the entry out of the page in memory alone, for Insert to put another in its place.
-  void TakeOut();
+  // In the place of `removed` bytes of entries.
+  void Insert(StagedEntry& staged, std::size_t removed = 0);
+  // Gives back what the entry leads to, for Insert to put another in the place of it. Its size.
+  std::size_t TakeOut();
   void Erase();
 
  private:
@@ -69,7 +70,7 @@ class Tree {
 
   void StartTree(const StagedEntry& staged);
   void GrowRoot(const StagedEntry& separator);
-  bool InsertInto(Step& at, StagedEntry& staged, bool isCursor);
+  bool InsertInto(Step& at, StagedEntry& staged, std::size_t removed, bool isCursor);
   void Split(PageSlot& old, Step& at, StagedEntry& staged);
   void RaiseSeparator(PageSlot& left, StagedEntry& separator);
 

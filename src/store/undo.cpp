@@ -11,7 +11,7 @@ namespace {
 
 // In which layout the memory is: it outlives the program that wrote to it, and what another build
 // left there is not to be understood.
-constexpr std::uint32_t Layout = 0x756E6403;
+constexpr std::uint32_t Layout = 0x756E6404;
 
 constexpr std::size_t KeptBacked = 256U << 10;   // more than an update of tree pages ever needs
 constexpr std::size_t AsideLimit = 48U << 20;    // bytes of all records set aside
@@ -58,13 +58,13 @@ UndoRecord* UndoLog::RecordIn(unsigned area) {
   return reinterpret_cast<UndoRecord*>(Memory(area, head->Size()));
 }
 
-bool UndoLog::Begin(const Subject& subject, const Page& page0) {
+bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
   const auto area = static_cast<unsigned>(std::countr_one(board->aside | 1U));
   std::byte* block = Memory(area, KeptBacked);
   while (block == nullptr && ForgetOldest()) block = Memory(area, KeptBacked);
   if (block == nullptr) return false;
   record = reinterpret_cast<UndoRecord*>(block);
-  record->Begin(page0, subject.path);
+  record->Begin(startOfPage0, subject.path);
   board->held[area] = {subject.identity, ++board->order, 0};
   Publish(board->active, std::uint32_t{area});
   BeginChange(subject.identity);
@@ -117,11 +117,12 @@ bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, std::size_t length) 
   return true;
 }
 
-bool UndoLog::Keep(std::uint64_t offset, Bytes bytes) {
+bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, Bytes bytes) {
   if (offset >= record->fileSize) return true;
   std::byte* const at = BeginStretch(offset, bytes.size());
   if (at == nullptr) return false;
   std::memcpy(at, bytes.data(), bytes.size());
+  if (!file.Sound()) return false;
   record->EndStretch(bytes.size());
   return true;
 }

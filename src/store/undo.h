@@ -38,19 +38,20 @@ class UndoLog {
     platform::FileIdentity identity;
   };
   // Begins to keep. REQUIRES: not Active().
-  // `page0` is the file's as it is. False: there is not memory enough.
-  bool Begin(const Subject& subject, const Page& page0);
+  // The file's page 0 is `startOfPage0` and zeros. False: there is not memory enough.
+  bool Begin(const Subject& subject, Bytes startOfPage0);
   // The size of the file before the update, to be told before it grows.
   void SetSize(std::uint64_t size) { Publish(record->fileSize, size); }
   bool KnowsSize() const { return record->fileSize != UndoRecord::NotGrown; }
-  // Page 0 is about to become this. REQUIRES: Active(), and page 0 is as it was at Begin.
-  void Announce(const Page& page) { record->Announce(page); }
+  // The first bytes of page 0 are about to become these.
+  // REQUIRES: Active(), and page 0 is as it was at Begin.
+  void Announce(Bytes start) { record->Announce(start); }
   // Keeps the bytes of a stretch as they are, so far as they lie within the file of Begin; to be
   // called before they are overwritten. False, with nothing kept, if they could not be read or
   // there is no memory for them.
   bool Keep(VirtualFile& file, std::uint64_t offset, std::size_t length);
-  // The same for bytes at hand.
-  bool Keep(std::uint64_t offset, Bytes bytes);
+  // The same for bytes at hand, which may lie in the file.
+  bool Keep(VirtualFile& file, std::uint64_t offset, Bytes bytes);
   // Puts all that was kept back and the file to its former size. False if that failed; then it all
   // stays kept. It may be done again.
   bool PutBack(VirtualFile& file) { return record->PutBack(file); }

@@ -1,7 +1,6 @@
 // Keeping of stretches, and putting them back.
 #include "store/undorecord.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <vector>
@@ -21,19 +20,26 @@ std::size_t UndoRecord::SizeOf(std::uint64_t length) {
   return sizeof(Stretch) + ((static_cast<std::size_t>(length) + 7) & ~std::size_t{7});
 }
 
-void UndoRecord::Begin(const Page& page0, const std::string& where) {
+void UndoRecord::Begin(Bytes start, const std::string& where) {
   used = 0;
   fileSize = NotGrown;
   pathLength = where.size() <= PathLimit ? static_cast<std::uint32_t>(where.size()) : 0;
   std::memcpy(path, where.data(), pathLength);
   saving = 0;
-  std::copy(page0.begin(), page0.end(), pageBefore);
+  std::memcpy(pageBefore, start.data(), start.size());
+  beforeLength = static_cast<std::uint32_t>(start.size());
 }
 
-void UndoRecord::Announce(const Page& page) {
+// As much of page 0 as changes must be there to be put back, zeros too.
+void UndoRecord::Announce(Bytes start) {
+  const auto length = static_cast<std::uint32_t>(start.size());
   Publish(saving, std::uint32_t{0});
-  std::copy(page.begin(), page.end(), pageAfter);
-  Publish(saving, std::uint32_t{1});
+  if (length > beforeLength) {
+    std::memset(pageBefore + beforeLength, 0, length - beforeLength);
+    Publish(beforeLength, length);
+  }
+  std::memcpy(pageAfter, start.data(), length);
+  Publish(saving, length);
 }
 
 std::byte* UndoRecord::BeginStretch(std::uint64_t offset, std::uint64_t length) {
@@ -48,7 +54,8 @@ std::optional<bool> UndoRecord::HasPageZeroOf(VirtualFile& file) const {
   const auto wanted = static_cast<std::ptrdiff_t>(page.size());
   if (file.Read(0, page.data(), page.size()) != wanted) return std::nullopt;
   for (std::size_t i = 0; i < page.size(); ++i) {
-    if (page[i] != pageBefore[i] && (saving == 0 || page[i] != pageAfter[i])) return false;
+    const std::uint8_t before = i < beforeLength ? pageBefore[i] : 0;
+    if (page[i] != before && (i >= saving || page[i] != pageAfter[i])) return false;
   }
   return true;
 }
@@ -71,7 +78,7 @@ bool UndoRecord::PutBack(VirtualFile& file) const {
       return false;
     }
   }
-  if (saving != 0 && !file.Write(0, pageBefore, PageSize)) return false;
+  if (saving != 0 && !file.Write(0, pageBefore, saving)) return false;
   const std::int64_t size = file.Size();
   if (size < 0) return false;
   return static_cast<std::uint64_t>(size) <= fileSize || file.Truncate(fileSize);

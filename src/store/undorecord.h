@@ -32,7 +32,9 @@ struct UndoRecord {
   std::uint64_t used;      // bytes of stretches behind this head
   std::uint64_t fileSize;  // before the update
   std::uint32_t pathLength;
-  std::uint32_t saving;  // pageAfter is filled
+  std::uint32_t beforeLength;  // bytes of pageBefore; behind them page 0 was all zero
+  std::uint32_t saving;        // bytes of pageAfter; not 0: page 0 may begin with them by now
+  std::uint32_t reserved;
   std::uint8_t pageBefore[PageSize];
   std::uint8_t pageAfter[PageSize];
   char path[PathLimit];
@@ -43,19 +45,20 @@ struct UndoRecord {
   std::size_t Size() const { return sizeof(UndoRecord) + static_cast<std::size_t>(used); }
   std::string Path() const { return {path, pathLength}; }
 
-  // Empty, about a file of this page 0. `where` is its path; another may be there later.
-  void Begin(const Page& page0, const std::string& where);
-  // Page 0 is about to become this.
-  void Announce(const Page& page);
+  // Empty, about a file whose page 0 is `start` and zeros. `where` is its path; another may be
+  // there later.
+  void Begin(Bytes start, const std::string& where);
+  // The first bytes of page 0 are about to become these.
+  void Announce(Bytes start);
   // A stretch begins: where its bytes are to be copied to, behind the others. REQUIRES: there is
   // memory for them.
   std::byte* BeginStretch(std::uint64_t offset, std::uint64_t length);
   // They are there.
   void EndStretch(std::uint64_t length) { Publish(used, used + SizeOf(length)); }
 
-  // Whether page 0 of the file is as the update found it, as it was going to leave it, or on the
-  // way from the one to the other: a file that was written over in place keeps its identity, not
-  // this. Nothing if there is no whole page 0 to be read now.
+  // Whether page 0 of the file, each byte of it, is as the update found it or as it was going to
+  // leave it: a file that was written over in place keeps its identity, not this. Nothing if there
+  // is no whole page 0 to be read now.
   std::optional<bool> HasPageZeroOf(VirtualFile& file) const;
   // Puts all that was kept back and the file to its former size. It may be done again.
   bool PutBack(VirtualFile& file) const;

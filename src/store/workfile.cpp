@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "store/bitmap.h"
+#include "store/pageeditor.h"
 
 namespace store {
 
@@ -28,7 +30,9 @@ int CodeOfErrno(int error) {
 void WorkFile::Attach(UdbFile& file) {
   entry = &file;
   slotA.filled = slotB.filled = slotH.filled = false;
-  dirty = owned = foundDamage = false;
+  dirty = foundDamage = false;
+  ownedLength = 0;
+  changedLength = HeaderEnd;
   figureToGiveBack = 0;
   if (!file.fd->Sound()) {
     file.seen.Forget();
@@ -56,7 +60,8 @@ void WorkFile::LoadHeader() {
   FillFrom(0, slotH);
   if (!VersionOf(slotH.Bytes())) Raise(UDB_FILE_CORRUPTED);
   version = Load32(slotH.Bytes().data());
-  entry->header = headerBefore = Header::Load(slotH.Bytes());
+  headerBefore = Header::Load(slotH.Bytes());
+  entry->header = headerBefore;
   CheckSound();
   slotH.filled = true;
 }
@@ -132,11 +137,30 @@ void WorkFile::FillFrom(std::uint16_t page, PageSlot& slot) {
 void WorkFile::BeginUndo() {
   if (entry->writable == 0) Raise(UDB_SYSTEM_ERROR);
   if (undo.Active()) return;
-  if (!undo.Begin({entry->path, Identity()}, owned ? pageBefore : slotH.Bytes()))
+  const Bytes page = slotH.Bytes();
+  if (!undo.Begin({entry->path, Identity()}, page.first(LengthOfPage0()))) Raise(UDB_SYSTEM_ERROR);
+  if (!entry->fd->Sound()) {
+    undo.Drop();
     Raise(UDB_SYSTEM_ERROR);
-  if (entry->fd->Sound()) return;
-  undo.Drop();
-  Raise(UDB_SYSTEM_ERROR);
+  }
+}
+
+// Behind these bytes page 0 has nothing but zeros.
+std::size_t WorkFile::LengthOfPage0() {
+  std::size_t& length = entry->seen.page0Length;
+  if (length != 0 && entry->seen.header != Seen::Never) return length;
+  const Bytes page = slotH.Bytes();
+  constexpr std::size_t Step = 64;
+  static constexpr std::array<std::uint8_t, Step> Zeros{};
+  length = PageSize;
+  while (length > Step && std::memcmp(&page[length - Step], Zeros.data(), Step) == 0) {
+    length -= Step;
+  }
+  return length;
+}
+
+void WorkFile::Keep(std::uint64_t offset, Bytes bytes) {
+  if (!undo.Keep(*entry->fd, offset, bytes)) Raise(UDB_SYSTEM_ERROR);
 }
 
 void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
@@ -193,7 +217,7 @@ PageSlot& WorkFile::FetchForChange(std::uint16_t page, PageSlot& preferred) {
   // Of a file that may not be written, the attempt to write is what fails.
   if (slot.kept || entry->writable == 0) return slot;
   BeginUndo();
-  if (!undo.Keep(OffsetOf(page), bytes)) Raise(UDB_SYSTEM_ERROR);
+  Keep(OffsetOf(page), bytes);
   slot.kept = true;
   return slot;
 }
@@ -208,6 +232,46 @@ Entry WorkFile::EntryAt(TreePage page, std::size_t offset) {
   const auto found = page.At(offset);
   if (!found) Raise(UDB_FILE_CORRUPTED);
   return *found;
+}
+
+void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, Bytes entry) {
+  const std::size_t used = ViewOf(slot).Used();
+  if (offset + removed > used) Raise(UDB_FILE_CORRUPTED);
+  const std::size_t now = used - removed + entry.size();
+  if (now >= EntriesEnd) Raise(UDB_FILE_CORRUPTED);
+  const std::uint64_t page = OffsetOf(slot.number);
+  const std::size_t touched = now == used ? removed : std::max(used, now) - offset;
+  BeginUndo();
+  const Bytes bytes = slot.Bytes();
+  Keep(page + EntriesAt + offset, bytes.subspan(EntriesAt + offset, touched));
+  if (now != used) Keep(page + UsedAt, bytes.subspan(UsedAt, 2));
+  File().seen.directories.Drop(slot.number);
+  if (slot.IsInPlace()) {
+    SpliceInPlace(page, {used, offset, removed}, entry);
+    return;
+  }
+  PageEditor(slot.Own()).Splice(offset, removed, entry);
+  Write(page, slot.Bytes(), UDB_FILE_ACCESS);
+}
+
+void WorkFile::SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry) {
+  static constexpr std::array<std::uint8_t, Rounded(MaxEntry)> Zeros{};
+  const auto [used, offset, removed] = gap;
+  const std::uint64_t at = page + EntriesAt + offset;
+  const std::size_t now = used - removed + entry.size();
+  const std::size_t tail = used - offset - removed;
+  if (now != used && tail != 0 && !File().fd->Move(at + removed, at + entry.size(), tail)) {
+    Raise(UDB_FILE_ACCESS);
+  }
+  const auto store = [&](std::uint64_t place, Bytes bytes) {
+    if (!File().fd->Write(place, bytes.data(), bytes.size())) Raise(UDB_FILE_ACCESS);
+  };
+  if (!entry.empty()) store(at, entry);
+  if (now == used) return;
+  if (now < used) store(page + EntriesAt + now, Bytes(Zeros).first(used - now));
+  std::array<std::uint8_t, 2> value;
+  Store16(value.data(), static_cast<std::uint16_t>(now));
+  store(page + UsedAt, value);
 }
 
 void WorkFile::WritePage(const PageSlot& slot) {
@@ -233,19 +297,20 @@ void WorkFile::PatchLink(std::uint16_t neighbour, Link link, const PageSlot& fro
   Store16(value.data(), to);
   BeginUndo();
   const std::uint64_t at = OffsetOf(neighbour) + place;
-  if (!undo.Keep(at, Bytes(head).subspan(place, value.size()))) Raise(UDB_SYSTEM_ERROR);
+  Keep(at, Bytes(head).subspan(place, value.size()));
   Write(at, value, UDB_SYSTEM_ERROR);
   for (PageSlot* slot : {&slotA, &slotB}) {
-    if (slot->Holds(neighbour)) Store16(slot->Own().data() + place, to);
+    if (slot->Holds(neighbour) && !slot->IsInPlace()) Store16(slot->Own().data() + place, to);
   }
 }
 
 void WorkFile::Mark(std::uint32_t first, std::uint32_t count, bool inUse) {
-  Page& page0 = OwnHeaderPage();
+  const Bitmap bitmap = BitmapOf(OwnStartOfPage0(PageSize));
+  changedLength = std::max<std::size_t>(changedLength, HeaderEnd + (first + count + 7) / 8);
   dirty = true;
   // freePages moves by the whole length once for each byte of the bitmap that the run touches: a
   // cautious figure for the test before an insertion, while the bitmap alone decides.
-  const std::uint32_t touched = MarkRun(BitmapOf(page0), first, count, inUse);
+  const std::uint32_t touched = MarkRun(bitmap, first, count, inUse);
   const auto moved = static_cast<std::uint16_t>(touched * count);
   std::uint16_t& figure = entry->header.freePages;
   figure = static_cast<std::uint16_t>(inUse ? figure - moved : figure + moved);
@@ -264,11 +329,11 @@ bool WorkFile::WereAllInUse(std::uint32_t first, std::uint32_t count) const {
 }
 
 bool WorkFile::WasInUse(std::uint32_t page) const {
-  return page >= MaxPages || InUse(owned ? pageBefore : slotH.Bytes(), page);
+  return page >= MaxPages || InUse(slotH.Bytes(), page);
 }
 
 std::uint16_t WorkFile::AllocateRun(std::uint32_t count) {
-  const std::uint32_t first = FindFreeRun(BitmapOf(slotH.Bytes()), count);
+  const std::uint32_t first = FindFreeRun(BitmapOf(Page0Now()), count);
   if (first == 0) Raise(UDB_CANNOT_ALLOCATE_RECORD);
   Mark(first, count, true);
   return static_cast<std::uint16_t>(first);
@@ -291,25 +356,33 @@ void WorkFile::AllocatePage(PageSlot& slot) {
 }
 
 Page& WorkFile::OwnHeaderPage() {
-  if (!owned) {
-    pageBefore = slotH.Bytes();
+  changedLength = PageSize;
+  return OwnStartOfPage0(PageSize);
+}
+
+Page& WorkFile::OwnStartOfPage0(std::size_t bytes) {
+  if (ownedLength < bytes) {
+    const Bytes rest = Bytes(slotH.Bytes()).first(bytes).subspan(ownedLength);
+    std::copy(rest.begin(), rest.end(), &page0[ownedLength]);
     CheckSound();
-    owned = true;
+    ownedLength = bytes;
   }
-  return slotH.Own();
+  return page0;
 }
 
 void WorkFile::SaveHeader() {
   if (!slotH.filled || (!dirty && entry->header.journal == 0)) return;
-  entry->header.Store(OwnHeaderPage());
+  entry->header.Store(OwnStartOfPage0(HeaderEnd));
   WriteHeaderPage();
 }
 
+// In one piece, up to the last byte that changed.
 void WorkFile::WriteHeaderPage() {
-  const Page& page = OwnHeaderPage();
+  const Bytes start = Bytes(OwnStartOfPage0(HeaderEnd)).first(changedLength);
   BeginUndo();
-  undo.Announce(page);
-  Write(0, page, UDB_FILE_ACCESS);
+  undo.Announce(start);
+  Write(0, start, UDB_FILE_ACCESS);
+  entry->seen.page0Length = std::max(entry->seen.page0Length, changedLength);
 }
 
 bool WorkFile::TakeBack() {
@@ -320,11 +393,11 @@ bool WorkFile::TakeBack() {
   header.firstLeaf = headerBefore.firstLeaf;
   header.depth = headerBefore.depth;
   header.recordCount = headerBefore.recordCount;
-  if (!owned) return true;
+  if (ownedLength < PageSize) return true;
   header.freePages = static_cast<std::uint16_t>(header.freePages + figureToGiveBack);
   figureToGiveBack = 0;
-  const auto before = BitmapOf(static_cast<const Page&>(pageBefore));
-  const auto now = BitmapOf(slotH.Own());
+  const auto before = BitmapOf(slotH.Bytes());
+  const auto now = BitmapOf(page0);
   std::transform(now.begin(), now.end(), before.begin(), now.begin(),
                  [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a | b); });
   return true;

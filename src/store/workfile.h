@@ -25,6 +25,7 @@ class PageSlot {
   bool kept = false;  // what it was before this operation is kept for taking it back
 
   bool Holds(std::uint16_t page) const { return filled && number == page; }
+  // Whether the bytes lie in the file, and change with it.
   bool IsInPlace() const { return at != &copy; }
   const Page& Bytes() const { return *at; }
   // To be filled or changed. What it held is not in it.
@@ -65,7 +66,7 @@ class WorkFile {
   const KEYDESCR& KeyDescr() const { return entry->header.key; }
   // Raises FILE CORRUPTED when only the first byte of the version is one of a store file.
   std::uint32_t Version();
-  // Page 0, for changing it.
+  // Page 0 as it is to become, for changing it.
   Page& OwnHeaderPage();
   UndoLog& Undo() { return undo; }
 
@@ -90,6 +91,11 @@ class WorkFile {
   PageSlot& Fetch(std::uint16_t page, PageSlot& preferred);
   // The same for changing it: the slot's own copy, of which what it was is kept for taking it back.
   PageSlot& FetchForChange(std::uint16_t page, PageSlot& preferred);
+  // Puts the entry, or nothing, in the place of `removed` bytes of entries: in the file at once,
+  // keeping no more than what changes. What the entries leave behind is zero.
+  // Raises FILE CORRUPTED if the page has not such bytes, or not so much room.
+  // REQUIRES: the slot has the file's bytes.
+  void Splice(PageSlot& slot, std::size_t offset, std::size_t removed, Bytes entry);
   PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
   TreePage ViewOf(const PageSlot& slot);
   Entry EntryAt(TreePage page, std::size_t offset);
@@ -138,16 +144,26 @@ class WorkFile {
   const platform::FileIdentity& Identity();
   void NeedSize(std::uint64_t offset, std::size_t n);
   void BeginUndo();
+  void Keep(std::uint64_t offset, Bytes bytes);
+  struct Gap {
+    std::size_t used;  // by the page's entries so far
+    std::size_t offset;
+    std::size_t removed;
+  };
+  void SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry);
+  std::size_t LengthOfPage0();
+  Page& OwnStartOfPage0(std::size_t bytes);
+  const Page& Page0Now() const { return ownedLength == PageSize ? page0 : slotH.Bytes(); }
 
   UdbFile* entry = nullptr;
   std::uint32_t version = CurrentVersion;
-  PageSlot slotH;
+  PageSlot slotH;  // page 0 as the file has it
   bool dirty = false;
   UndoLog undo;
-  // As they were when page 0 was loaded.
-  Header headerBefore;
-  Page pageBefore;     // valid once `owned`
-  bool owned = false;  // page 0 is a copy, and may differ from the file's
+  Header headerBefore;            // as it was when page 0 was loaded
+  Page page0;                     // as it is to become
+  std::size_t ownedLength = 0;    // so much of it is valid
+  std::size_t changedLength = 0;  // and so much of that may differ from the file's
   bool foundDamage = false;
   std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
 };

@@ -311,7 +311,7 @@ void StepsTest::StepThrough(const Change& change) {
     scene.PutBack(now);
   });
   EXPECT_EQ(last, 1);
-  EXPECT_GT(points, 30);
+  EXPECT_GT(points, 20);
   std::printf("%-45s %5d points", change.what, points);
   if (recoveries != 0) {
     std::printf(", and %d in %d recoveries", trials - trialsBefore - points, recoveries);

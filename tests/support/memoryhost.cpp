@@ -78,6 +78,16 @@ class MemoryFile : public store::VirtualFile {
   std::uint64_t Viewable() const override {
     return owner.givesViews && sound ? contents->bytes.size() : 0;
   }
+  bool Move(std::uint64_t from, std::uint64_t to, std::size_t n) override {
+    if (!writable) return Failed(EBADF);
+    const Fault f = owner.Call("move");
+    std::string moved = contents->bytes.substr(from, n);
+    if (f == Fault::Fail || f == Fault::Broken) moved.clear();
+    if (f == Fault::Short || f == Fault::Crash) moved.resize(n / 2);
+    std::memcpy(contents->bytes.data() + to, moved.data(), moved.size());
+    if (f >= Fault::Crash) owner.TakePicture();
+    return f == Fault::None || Failed();
+  }
   bool Sound() const override { return sound; }
   void Renew() override { sound = true; }
 

@@ -63,6 +63,13 @@ class MappedFile final : public PosixFile {
     return !mapping.Faulted() || Lost(false);
   }
 
+  bool Move(std::uint64_t from, std::uint64_t to, std::size_t n) override {
+    if (!writable || !IsMapped(std::max(from, to), n)) return Lost(false);
+    changed = true;
+    std::memmove(mapping.Start() + to, mapping.Start() + from, n);
+    return !mapping.Faulted() || Lost(false);
+  }
+
   bool Truncate(std::uint64_t length) override {
     size = std::min(size, length);
     return PosixFile::Truncate(length);
