@@ -5,8 +5,9 @@
 
 A log of 100 MB with 200,000 sections:  kvor log demo /tmp/large --sections 200000
 
-Each line is a step: how long until it could be seen, and the longest task meanwhile, which is how long
-the page did not answer. Both in seconds.
+Each line is a step, in seconds: how long until it could be seen; the longest task meanwhile, which is
+how long the page did not answer; and the processor time of the page's thread, which other work on the
+machine does not lengthen.
 """
 import os
 import sys
@@ -21,12 +22,8 @@ from webdriver import Browser  # noqa: E402
 # Tasks of 50 ms and more, from the first one on.
 OBSERVER = '''
 window.longest = 0;
-window.longSum = 0;
 new PerformanceObserver((list) => {
-  for (const task of list.getEntries()) {
-    longest = Math.max(longest, task.duration);
-    longSum += task.duration;
-  }
+  for (const task of list.getEntries()) longest = Math.max(longest, task.duration);
 }).observe({type: 'longtask', buffered: true});
 '''
 # The second frame from now on begins when the first one has been drawn.
@@ -64,8 +61,15 @@ def renderer_peak():
 
 def report(browser, name, seconds):
     longest = browser.js('Math.round(longest)') / 1000
-    print(f'{name:<28}{seconds:8.2f}{longest:8.2f}{renderer_peak():10.0f} MB', flush=True)
-    browser.js('(longest = 0, longSum = 0)')
+    metrics = browser.cdp('Performance.getMetrics')['metrics']
+    work = next(metric['value'] for metric in metrics if metric['name'] == 'TaskDuration')
+    print(f'{name:<32}{seconds:8.2f}{longest:8.2f}{work - report.before:8.2f}{renderer_peak():9.0f} MB',
+          flush=True)
+    report.before = work
+    browser.js('(longest = 0)')
+
+
+report.before = 0
 
 
 def step(browser, name, action, until='true'):
@@ -80,13 +84,14 @@ def main():
     page, word = os.path.abspath(sys.argv[1]), (sys.argv + ['нетопырь'])[2]
     with tempfile.TemporaryDirectory() as folder, Browser(folder) as browser:
         browser.cdp('Page.addScriptToEvaluateOnNewDocument', source=OBSERVER)
-        print(f'{"":<28}{"seen":>8}{"frozen":>8}{"peak memory":>13}')
+        browser.cdp('Performance.enable', timeDomain='threadTicks')
+        print(f'{"":<32}{"seen":>8}{"frozen":>8}{"work":>8}{"peak memory":>12}')
         start = time.monotonic()
         browser.open(page)
         drawn(browser)
         loaded = time.monotonic() - start
         paint = browser.js('performance.getEntriesByName("first-contentful-paint")[0].startTime')
-        print(f'{"first paint":<28}{paint / 1000:8.2f}')
+        print(f'{"first paint":<32}{paint / 1000:8.2f}')
         report(browser, 'all read, ready', loaded)
         key = browser.press
         step(browser, 'fold all', lambda: key('f'))
@@ -104,6 +109,9 @@ def main():
              '/(^|100000.)$|[0-9]$/.test(document.querySelector("#bar .group-of-controls output").value)')
         print('    ', browser.js('document.querySelector("#bar .group-of-controls output").value'))
         step(browser, 'the last match', lambda: key('Shift+Enter'))
+        browser.js('(window.all = document.querySelectorAll("pre[id]")).length')
+        step(browser, 'link to the middle',
+             lambda: browser.js('(location.hash = all[all.length >> 1].id)'))
         step(browser, 'other theme', lambda: key('Escape', 't'))
 
 

@@ -71,6 +71,7 @@ bool WriteLong(const Folder& folder) {
     for (int inner = 1; row == Rows / 2 && inner <= Rows / 2; ++inner)
       log.CloseDiv(log.OpenDiv(u"Inner", u"", u"header"), 0);
     log.CloseDiv(section, 0);
+    if (row == 7) log.Error(u"odd one");
     if (row % 10 == 0) LogMessage(MC_LOG, u"between %d\r\n", row);
   }
   log.CloseLog();

@@ -140,6 +140,7 @@
 
   // The browser leaves out what is off screen, but has to ask each child of what is on screen.
   const GroupSize = 100;
+  const LeastGrouped = 3 * GroupSize;
   const lastGroup = new WeakMap();
 
   // A group may begin there: not between a heading and its section.
@@ -149,7 +150,7 @@
   // What is not followed by anything stays outside, since the page may still be growing there.
   function group(holder) {
     const last = lastGroup.get(holder);
-    if (!last && holder.childElementCount < 3 * GroupSize) return;
+    if (!last && holder.childElementCount < LeastGrouped) return;
     const range = document.createRange();
     let start = last ? last.nextSibling : holder.firstChild;
     let rows = 0;
@@ -596,7 +597,8 @@
   }
 
   function start() {
-    for (const section of log().querySelectorAll('pre[id]')) group(section);
+    const late = log().querySelectorAll(`pre > :nth-child(${LeastGrouped})`);
+    for (const child of late) group(child.parentNode);
     easeUnclosed();
     tellErrors();
     dressVisible();
