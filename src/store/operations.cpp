@@ -196,16 +196,18 @@ int udbGetNext(int file, DataTransfer& record) {
   if (entry == nullptr) return -1;
   const int quick = TheEngine().quick.Next(*entry, record);
   if (IsSettled(*entry, quick)) return AsAnswer(quick);
-  if (entry->header.recordCount == 0) {
-    if (!Select(file)) return -1;
-    if (entry->header.recordCount == 0) return Attempt(*entry, [] { return 1; });
-  }
-  return AttemptRead(*entry, [&] {
+  if (entry->header.recordCount == 0 && !Select(file)) return -1;
+  const bool looksEmpty = entry->header.recordCount == 0;
+  const int answer = AttemptRead(*entry, [&] {
     Engine& engine = TheEngine();
     if (entry->header.recordCount == 0 || !engine.tree.Advance()) return 1;
     engine.records.Read(engine.tree.Current(), record);
     return 0;
   });
+  // The end of an empty file needs no lock. But while it can be had, what was seen without it might
+  // have been half an erasure.
+  const bool refused = answer == -1 && entry->lastError == UDB_TIMEOUT;
+  return refused && looksEmpty ? Attempt(*entry, [] { return 1; }) : answer;
 }
 
 int udbRewind(int file) {

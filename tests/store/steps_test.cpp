@@ -160,8 +160,8 @@ class StepsTest : public ::testing::TestWithParam<store::FileForm> {
   void Try(SteppedProcess& process, const std::function<void(int outcome)>& behindEach);
   int TryHere(pid_t dead);
   static constexpr int Fault = 9;
-  int LookAtAll(int file) const;
-  [[noreturn]] void Witness(bool warmFirst, bool goesOn);
+  int LookAtAll(int file, bool walkFirst = false) const;
+  [[noreturn]] void Witness(bool warmFirst, bool walkFirst, bool goesOn);
 
   struct Open {
     explicit Open(int number) : file(number) {}
@@ -181,14 +181,22 @@ class StepsTest : public ::testing::TestWithParam<store::FileForm> {
   int trials = 0;
 };
 
-// 0: as before; 1: as behind the update; anything else: a fault, which has been told.
-int StepsTest::LookAtAll(int file) const {
+// 0: as before; 1: as behind the update; anything else: a fault, which has been told. What it asks
+// first is what meets the broken update.
+int StepsTest::LookAtAll(int file, bool walkFirst) const {
   const auto fault = [&](const char* what) {
     std::fprintf(stderr, "%s: %s\n", what, ErrorText(file).c_str());
     return Fault;
   };
-  Contents found;
   Bytes record;
+  std::vector<Bytes> walked;
+  const auto walk = [&] {
+    int answer = udbRewind(file);
+    while (answer == 0 && (answer = GetNext(file, record)) == 0) walked.push_back(record);
+    return answer == 1;
+  };
+  if (walkFirst && !walk()) return fault("walk");
+  Contents found;
   for (const Contents* state : {&before, &after}) {
     for (const auto& [key, unused] : *state) {
       const int answer = Get(file, key, record);
@@ -196,18 +204,16 @@ int StepsTest::LookAtAll(int file) const {
       if (answer == 0) found[key] = record;
     }
   }
+  if (!walkFirst && !walk()) return fault("walk");
   if (found != before && found != after) return fault("neither state");
-  std::vector<Bytes> walked;
-  int answer = udbRewind(file);
-  while (answer == 0 && (answer = GetNext(file, record)) == 0) walked.push_back(record);
-  if (answer != 1 || walked != RecordsOf(found)) return fault("walk");
+  if (walked != RecordsOf(found)) return fault("not what a walk finds");
   return found == after ? 1 : 0;
 }
 
 // A process that was there before, and one that comes later, in one: each looks by its own handle.
-void StepsTest::Witness(bool warmFirst, bool goesOn) {
+void StepsTest::Witness(bool warmFirst, bool walkFirst, bool goesOn) {
   ::alarm(30);
-  const int early = warmFirst ? LookAtAll(warm) : 0;
+  const int early = warmFirst ? LookAtAll(warm, walkFirst) : 0;
   std::string failure;
   const int fresh = udbOpen(path.c_str(), 2, failure);
   const int outcome = fresh < 0 ? Fault : LookAtAll(fresh);
@@ -232,7 +238,7 @@ int StepsTest::TryHere(pid_t dead) {
   BuryHolder(dead);
   ++trials;
   const pid_t witness = ::fork();
-  if (witness == 0) Witness(trials % 2 == 0, trials % 16 == 0);
+  if (witness == 0) Witness(trials % 4 != 0, trials % 2 == 0, trials % 16 == 0);
   int status = 0;
   ::waitpid(witness, &status, 0);
   scene.PutBack(now);
