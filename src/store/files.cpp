@@ -181,9 +181,18 @@ int udbGetFileName(int file, std::string& name) {
   return 0;
 }
 
+// Behind the lock, so far as it can be had: without it the count may be one that is taken back.
 int udbGetCount(int file, std::uint32_t& count) {
-  if (!SeeHeader(file)) return -1;
-  count = udbEntry(file).header.recordCount;
+  Engine& engine = TheEngine();
+  UdbFile* const entry = engine.files.Find(file);
+  if (entry == nullptr) return -1;
+  if (!engine.quick.KnowsHeader(*entry)) {
+    const std::uint16_t before = entry->lastError;
+    const bool seen = AttemptRead(*entry, [] { return 0; }) == 0;
+    entry->lastError = before;
+    if (!seen && !Select(file)) return -1;
+  }
+  count = entry->header.recordCount;
   return 0;
 }
 

@@ -160,8 +160,9 @@ class StepsTest : public ::testing::TestWithParam<store::FileForm> {
   void Try(SteppedProcess& process, const std::function<void(int outcome)>& behindEach);
   int TryHere(pid_t dead);
   static constexpr int Fault = 9;
-  int LookAtAll(int file, bool walkFirst = false) const;
-  [[noreturn]] void Witness(bool warmFirst, bool walkFirst, bool goesOn);
+  enum class First { Get, Walk, Count };
+  int LookAtAll(int file, First first = First::Get) const;
+  [[noreturn]] void Witness(int trial);
 
   struct Open {
     explicit Open(int number) : file(number) {}
@@ -183,7 +184,7 @@ class StepsTest : public ::testing::TestWithParam<store::FileForm> {
 
 // 0: as before; 1: as behind the update; anything else: a fault, which has been told. What it asks
 // first is what meets the broken update.
-int StepsTest::LookAtAll(int file, bool walkFirst) const {
+int StepsTest::LookAtAll(int file, First first) const {
   const auto fault = [&](const char* what) {
     std::fprintf(stderr, "%s: %s\n", what, ErrorText(file).c_str());
     return Fault;
@@ -195,7 +196,8 @@ int StepsTest::LookAtAll(int file, bool walkFirst) const {
     while (answer == 0 && (answer = GetNext(file, record)) == 0) walked.push_back(record);
     return answer == 1;
   };
-  if (walkFirst && !walk()) return fault("walk");
+  const std::uint32_t count = first == First::Count ? Count(file) : 0;
+  if (first == First::Walk && !walk()) return fault("walk");
   Contents found;
   for (const Contents* state : {&before, &after}) {
     for (const auto& [key, unused] : *state) {
@@ -204,16 +206,19 @@ int StepsTest::LookAtAll(int file, bool walkFirst) const {
       if (answer == 0) found[key] = record;
     }
   }
-  if (!walkFirst && !walk()) return fault("walk");
+  if (first != First::Walk && !walk()) return fault("walk");
   if (found != before && found != after) return fault("neither state");
   if (walked != RecordsOf(found)) return fault("not what a walk finds");
+  if (first == First::Count && count != found.size()) return fault("count");
   return found == after ? 1 : 0;
 }
 
 // A process that was there before, and one that comes later, in one: each looks by its own handle.
-void StepsTest::Witness(bool warmFirst, bool walkFirst, bool goesOn) {
-  ::alarm(30);
-  const int early = warmFirst ? LookAtAll(warm, walkFirst) : 0;
+void StepsTest::Witness(int trial) {
+  ::alarm(60);
+  const bool warmFirst = trial % 4 != 0;
+  const bool goesOn = trial % 16 == 0;
+  const int early = warmFirst ? LookAtAll(warm, First{trial % 3}) : 0;
   std::string failure;
   const int fresh = udbOpen(path.c_str(), 2, failure);
   const int outcome = fresh < 0 ? Fault : LookAtAll(fresh);
@@ -238,7 +243,7 @@ int StepsTest::TryHere(pid_t dead) {
   BuryHolder(dead);
   ++trials;
   const pid_t witness = ::fork();
-  if (witness == 0) Witness(trials % 4 != 0, trials % 2 == 0, trials % 16 == 0);
+  if (witness == 0) Witness(trials);
   int status = 0;
   ::waitpid(witness, &status, 0);
   scene.PutBack(now);
