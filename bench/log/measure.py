@@ -82,6 +82,7 @@ def step(browser, name, action, until='true'):
 
 def main():
     page, word = os.path.abspath(sys.argv[1]), (sys.argv + ['нетопырь'])[2]
+    Browser.longest_call = 900
     with tempfile.TemporaryDirectory() as folder, Browser(folder) as browser:
         browser.cdp('Page.addScriptToEvaluateOnNewDocument', source=OBSERVER)
         browser.cdp('Performance.enable', timeDomain='threadTicks')

@@ -339,7 +339,7 @@ if missing():
 tool, writer, screenshots = map(os.path.abspath, sys.argv[1:4])
 os.makedirs(screenshots, exist_ok=True)
 for chosen in sys.argv[4:] or CASES:
-    with tempfile.TemporaryDirectory(dir=screenshots) as folder:
+    with tempfile.TemporaryDirectory(dir=screenshots, ignore_cleanup_errors=True) as folder:
         os.chdir(folder)
         os.environ.update(HOME=folder, USERPROFILE=folder, XDG_CONFIG_HOME='')
         subprocess.run([tool, 'log', 'demo', '.'], check=True, stdout=subprocess.DEVNULL)
