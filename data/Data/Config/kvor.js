@@ -215,23 +215,24 @@
     image.alt = image.alt || image.getAttribute('src');
   }
 
-  // The first child that reaches below the top of the window. Children stand below one another; those
+  // The first child that reaches below the bar. Children stand below one another; those
   // that are folded away have no place, but each follows a heading that has one.
   function firstInWindow(children) {
+    const top = bar.itself.getBoundingClientRect().bottom;
     let low = 0;
     let high = children.length;
     while (low < high) {
       const middle = (low + high) >> 1;
       let at = middle;
       while (at > low && children[at].getClientRects().length === 0) --at;
-      if (children[at].getBoundingClientRect().bottom > 0) high = at;
+      if (children[at].getBoundingClientRect().bottom > top) high = at;
       else low = middle + 1;
     }
     return low;
   }
 
-  // The headings and images that are seen, from top to bottom. The browser would tell what is at a
-  // point, but takes its time on a large page.
+  // The headings and images that are seen, from top to bottom. The browser can tell what is at a point,
+  // but takes a tenth of a second for each on a large page.
   function* onScreen(holder = log()) {
     const {children} = holder;
     for (let at = firstInWindow(children); at < children.length; ++at) {
@@ -535,12 +536,12 @@
   function makeBar() {
     bar.theme = button('', nextTheme);
     bar.theme.removeAttribute('aria-label');
-    const made = make('nav', {id: 'bar'},
+    bar.itself = make('nav', {id: 'bar'},
       button(words.foldAll, () => setLevel(0)), button(words.unfoldAll, () => setLevel(Infinity)),
       makeLevels(), make('span', {className: 'group-of-controls'}, ...makeSearch()), makeErrors(), bar.theme,
       button('?', () => bar.help.showModal(), words.help));
-    made.setAttribute('aria-label', words.bar);
-    document.body.prepend(made, makeHelp());
+    bar.itself.setAttribute('aria-label', words.bar);
+    document.body.prepend(bar.itself, makeHelp());
   }
 
   const actions = {
