@@ -88,8 +88,8 @@ std::u16string ConvertPieces(const std::string& text, int codePage) {
 }  // namespace
 
 std::u16string A2U(const std::string& text, int codePage, bool fixEol) {
-  return fixEol ? ConvertPieces(WithCarriageReturns(text), codePage)
-                : ConvertPieces(text, codePage);
+  return fixEol && text.find('\n') != text.npos ? ConvertPieces(WithCarriageReturns(text), codePage)
+                                                : ConvertPieces(text, codePage);
 }
 
 std::string U2A(const std::u16string& text, int codePage, bool fixEol) {

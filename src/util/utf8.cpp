@@ -18,15 +18,17 @@ bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 }  // namespace
 
 std::u16string u8_w(const char* first, const char* last) {
-  std::u16string result;
-  result.reserve(static_cast<std::size_t>(last - first));
+  // No byte makes more than one unit.
+  std::u16string result(static_cast<std::size_t>(last - first), u'\0');
+  char16_t* end = result.data();
   while (first != last) {
     const char* bad = utf8::find_invalid(first, last);
-    utf8::utf8to16(first, bad, std::back_inserter(result));
+    end = utf8::unchecked::utf8to16(first, bad, end);
     if (bad == last) break;
-    result += kReplacement;
+    *end++ = kReplacement;
     first = bad + 1;
   }
+  result.resize(static_cast<std::size_t>(end - result.data()));
   return result;
 }
 
