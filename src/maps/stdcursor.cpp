@@ -33,7 +33,7 @@ bool StdMapCursor::getnext(DataTransfer& nextKey, DataTransfer& nextRecord) {
 // walk goes on behind that place. Other processes are kept out, lest they move records in between.
 void StdMapCursor::ReadAhead() {
   StdPersistentMap& walked = Walked();
-  UdbHold const hold;
+  UdbHold const hold(walked.file);
   hasNext = Framed(walked, false, [&] {
     walked._set_position(position, keyText);
     return walked._getnext(key, record);

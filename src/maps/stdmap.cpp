@@ -195,7 +195,7 @@ MapCursor* StdPersistentMap::_create_cursor(DataTransfer const& key, int /*count
   return Framed(*this, static_cast<MapCursor*>(nullptr), [&]() -> MapCursor* {
     reset_state();
     auto cursor = std::make_unique<StdMapCursor>(this);
-    UdbHold const hold;  // else the file could change before the position is noted
+    UdbHold const hold(file);  // else the file could change before the position is noted
     cursor->hasNext =
         key.Size() > 0 ? ReadFrom(key, *cursor) : rewind() && getnext(cursor->key, cursor->record);
     if (cursor->hasNext) cursor->NotePosition();

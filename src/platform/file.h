@@ -39,6 +39,10 @@ enum class Company {
   Writers,  // others may write it, or it is another user's, or other machines reach it
 };
 
+// How the lock of a file is held: those who look go together, one who changes is alone. That takes
+// a file opened for writing.
+enum class Hold { Looking, Changing };
+
 // An open file; closed when destroyed. Positions are absolute, there is no file pointer. Binary.
 // A file that its owner created may be read and written by the owner alone (mode 0600).
 class File {
@@ -78,10 +82,8 @@ class File {
 
   // Keeps out whoever else asks like this for the same file, through another object, be it in
   // another process, of another user, or, where the file system carries locks, on another machine.
-  // Holders that want to look go together, one that wants to change is alone; that takes a file
-  // opened for writing. Not recursive. False: somebody else held it all the time. A file system
-  // without such locks answers true.
-  enum class Hold { Looking, Changing };
+  // Not recursive. False: somebody else held it all the time. A file system without such locks
+  // answers true.
   virtual bool Lock(Hold, std::chrono::milliseconds /*patience*/) { return true; }
   virtual void Unlock() {}
 

@@ -32,7 +32,7 @@ int StoreBuilt(int file, const BulkBuilder& built) {
   if (entry == nullptr) return -1;
   WorkFile& work = TheEngine().work;
   return AttemptGuarded(
-      *entry,
+      *entry, Hold::Changing,
       [&] {
         if (!MayTake(work, built)) return 1;
         const BuiltPages& pages = built.Pages();

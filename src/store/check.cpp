@@ -181,8 +181,9 @@ StoreReport CheckStore(const std::string& path) {
   const QuietStore quiet;
   const auto file = ExaminedFile::Open(path, report.failure);
   if (!file) return report;
+  const bool alone = file->KeepOthersOut() && quiet.Held();
   report = ExamineStore(*file);
-  if (!quiet.Held()) {
+  if (!alone) {
     Findings(report).Note(0, 0,
                           "another process kept the store busy: the file may have changed "
                           "while it was examined");

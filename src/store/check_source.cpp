@@ -50,6 +50,15 @@ std::unique_ptr<ExaminedFile> ExaminedFile::Of(std::unique_ptr<VirtualFile> open
       new ExaminedFile(std::move(opened), static_cast<std::uint64_t>(bytes)));
 }
 
+bool ExaminedFile::KeepOthersOut() {
+  constexpr std::chrono::milliseconds Patience(10'000);
+  if (file->WhoElse() != platform::Company::Writers) return true;
+  const bool had = file->Lock(platform::Hold::Looking, Patience);
+  const std::int64_t now = file->Size();
+  if (now >= 0) size = static_cast<std::uint64_t>(now);
+  return had;
+}
+
 std::uint32_t ExaminedFile::WholePages() const {
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(size / PageSize, 65536));
 }

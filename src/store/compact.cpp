@@ -7,6 +7,7 @@
 #include "store/check_source.h"
 #include "store/check_tree.h"
 #include "store/operations.h"
+#include "store/tailundo.h"
 #include "store/udb.h"
 
 namespace store {
@@ -85,6 +86,9 @@ bool Compaction::OpenAlone() {
     return undo.Mend(identity, file.get(), target);
   };
   if (!WithUndo(*file, mend)) return false;
+  if (TailUndo::IsIn(*file) && !TailUndo::TakeBackIn(*file)) {
+    return Fail(WordsOf(UDB_SYSTEM_ERROR));
+  }
   source = ExaminedFile::Of(std::move(file), report.failure);
   return source != nullptr;
 }

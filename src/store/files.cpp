@@ -5,6 +5,7 @@
 #include "store/bitmap.h"
 #include "store/journal.h"
 #include "store/operations.h"
+#include "store/tailundo.h"
 #include "store/udb.h"
 
 namespace store {
@@ -74,6 +75,23 @@ void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
   OpenJournal(entry);
 }
 
+// A file that has become this user's alone may still have what another one's death left in it.
+void MendAtOpening(UdbFile& entry) {
+  if (!entry.OnlyOursToChange() || !TailUndo::IsIn(*entry.fd)) return;
+  const Hold hold = entry.writable != 0 ? Hold::Changing : Hold::Looking;
+  FileLock lock(*entry.fd, hold);
+  if (!lock.Had()) throw StoreFailure{UDB_TIMEOUT};
+  if (!MendTail(entry, lock, hold)) throw StoreFailure{UDB_SYSTEM_ERROR};
+}
+
+void SeeFirst(UdbFile& entry) {
+  WorkFile& work = TheEngine().work;
+  work.Attach(entry);
+  work.Mend();
+  work.LoadHeader();
+  entry.lastError = UDB_SUCCESS;
+}
+
 // Runs a body that fills a free entry. On failure the entry is free again.
 template <typename Body>
 int Enter(const char* path, std::string& failure, Body body) {
@@ -81,19 +99,25 @@ int Enter(const char* path, std::string& failure, Body body) {
   UdbFile* entry = nullptr;
   int code = UDB_SUCCESS;
   try {
-    const Guard guard(engine.work.Undo());
-    const auto name = NameForTable(path);
-    if (!name) throw StoreFailure{UDB_LONG_NAME};
-    const int file = engine.files.FreeNumber();
-    if (file < 0) throw StoreFailure{UDB_FILE_LIMIT_OVERFLOW};
-    entry = &engine.files.At(file);
-    entry->name = *name;
-    entry->path = CurrentHost().Absolute(path);
-    body(*entry);
-    engine.work.Attach(*entry);
-    engine.work.Mend();
-    engine.work.LoadHeader();
-    entry->lastError = UDB_SUCCESS;
+    int file = -1;
+    {
+      const Guard guard(engine.work.Undo());
+      const auto name = NameForTable(path);
+      if (!name) throw StoreFailure{UDB_LONG_NAME};
+      file = engine.files.FreeNumber();
+      if (file < 0) throw StoreFailure{UDB_FILE_LIMIT_OVERFLOW};
+      entry = &engine.files.At(file);
+      entry->name = *name;
+      entry->path = CurrentHost().Absolute(path);
+      body(*entry);
+      MendAtOpening(*entry);
+      if (entry->OnlyOursToChange()) SeeFirst(*entry);
+    }
+    // Without the mutex: nobody waits for us while we wait for another user.
+    if (!entry->OnlyOursToChange()) {
+      const Guard guard(engine.work.Undo(), *entry, Hold::Looking);
+      SeeFirst(*entry);
+    }
     return file;
   } catch (const StoreFailure& raised) {
     code = raised.code;
@@ -142,6 +166,10 @@ int udbClose(int file) {
   if (entry == nullptr) return -1;
   // Nothing is written at a close, so that one which fails closes all the same; but whoever did not
   // have the lock may try again.
+  if (!entry->OnlyOursToChange()) {
+    OpenFiles::Free(*entry);  // nobody else's work is touched by that
+    return 0;
+  }
   const int answer = !Select(file) ? -1 : Attempt(*entry, [] {
     const Guard guard(TheEngine().work.Undo());
     return 0;
@@ -215,17 +243,34 @@ void udbCodeText(int code, std::string& text) {
 int udbUpgrade(int file) {
   if (!Select(file)) return -1;
   UdbFile& entry = udbEntry(file);
-  return AttemptRead(entry, [&] {
+  const auto upgrade = [&] {
     WorkFile& work = TheEngine().work;
     if (entry.header.corrupted != 0) return -1;  // with the words of success
     if (work.Version() == OldVersion) SetVersion(work.OwnHeaderPage(), CurrentVersion);
     work.WriteHeaderPage();
     return 0;
+  };
+  return AttemptGuarded(entry, Hold::Changing, upgrade, [&] {
+    if (TheEngine().work.FoundDamage()) udbSaveHeader(entry);
   });
 }
 
-UdbHold::UdbHold() : held(CurrentHost().Lock()) {}
+UdbHold::UdbHold(int file) {
+  entry = TheEngine().files.Find(file);
+  if (entry == nullptr || entry->OnlyOursToChange()) {
+    entry = nullptr;
+    held = CurrentHost().Lock();
+    return;
+  }
+  try {
+    guard = std::make_unique<Guard>(TheEngine().work.Undo(), *entry, Hold::Looking);
+    entry->isHeld = true;
+  } catch (const StoreFailure&) {
+    entry = nullptr;
+  }
+}
 
 UdbHold::~UdbHold() {
   if (held) CurrentHost().Unlock();
+  if (entry != nullptr) entry->isHeld = false;
 }

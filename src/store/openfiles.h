@@ -33,6 +33,7 @@ struct UdbFile {
   // Whether all who may change the file share the mutex, its memory and the counts in it. If not,
   // nothing seen of the file outlives an operation, and none goes without its lock.
   bool OnlyOursToChange() const { return company != platform::Company::Writers; }
+  bool isHeld = false;  // by a UdbHold, which locks it for looking
   // Its file could not be made anew after clearing. The number is still its holder's, who closes
   // it; until then nobody else is given it.
   bool lost = false;

@@ -18,10 +18,15 @@ bool Select(int file) {
   UdbFile* const entry = engine.files.Find(file);
   if (entry == nullptr) return false;
   const std::uint16_t before = entry->lastError;
-  const int answer = Attempt(*entry, [&] {
+  const auto see = [&] {
     engine.work.Attach(*entry);
     engine.work.LoadHeader();
     return 0;
+  };
+  const int answer = Attempt(*entry, [&] {
+    if (entry->OnlyOursToChange()) return see();
+    const Guard guard(engine.work.Undo(), *entry, Hold::Looking);
+    return see();
   });
   if (answer == 0) entry->lastError = before;
   return answer == 0;
@@ -80,7 +85,7 @@ bool SeekForUpdate(Bytes key) {
 template <typename Body>
 int AttemptUpdate(UdbFile& entry, UdbKey bytes, UdbUpdate operation, Body body) {
   return AttemptGuarded(
-      entry,
+      entry, Hold::Changing,
       [&] {
         const int answer = body();
         return answer == 0 ? udbUpdateHook(entry, bytes, operation, 0) : answer;

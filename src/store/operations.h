@@ -36,7 +36,8 @@ Engine& TheEngine();
 
 // Makes the file current and reads its header, ahead of the lock or without it. Operations that
 // take the lock see the header behind it and do without this; where an answer needs no lock, the
-// header that the entry still has from before tells only whether it is worth a look. False: there
+// header that the entry still has from before tells only whether it is worth a look. A file that
+// others change is always seen under its lock. False: there
 // is no such file, or its page 0 cannot be read; then the entry's lastError tells why.
 bool Select(int file);
 // The same, where nothing but the entry's copy of the header is wanted.
@@ -61,10 +62,10 @@ int Attempt(UdbFile& entry, Body body) {
 // As Attempt, under the lock and on the file as it is behind the lock. `afterFailure` runs when the
 // tree has been taken back and may raise in turn; the newer code then counts.
 template <typename Body, typename AfterFailure>
-int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
+int AttemptGuarded(UdbFile& entry, Hold hold, Body body, AfterFailure afterFailure) {
   return Attempt(entry, [&] {
     WorkFile& work = TheEngine().work;
-    const Guard guard(work.Undo());
+    const Guard guard(work.Undo(), entry, hold);
     work.Attach(entry);
     work.Mend();
     work.LoadHeader();
@@ -86,11 +87,12 @@ int AttemptGuarded(UdbFile& entry, Body body, AfterFailure afterFailure) {
   });
 }
 
-// A failed read has nothing to save but the mark of damage.
+// A failed read has nothing to save but the mark of damage; not in a file where others look
+// meanwhile.
 template <typename Body>
 int AttemptRead(UdbFile& entry, Body body) {
-  return AttemptGuarded(entry, body, [&] {
-    if (TheEngine().work.FoundDamage()) udbSaveHeader(entry);
+  return AttemptGuarded(entry, Hold::Looking, body, [&] {
+    if (TheEngine().work.FoundDamage() && entry.OnlyOursToChange()) udbSaveHeader(entry);
   });
 }
 

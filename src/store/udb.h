@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -85,15 +86,23 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key);
 // prefix and cannot be read any more.
 int udbUpgrade(int file);
 
-// Keeps other processes out of the store for several calls on end, so that they see the same file.
-// The calls inside take the mutex as ever. If it cannot be had they run without that promise.
+struct UdbFile;
+namespace store {
+class Guard;
+}
+
+// Keeps other processes from changing the file for several calls on end, so that these see the same
+// one; without an open file, this user's processes from changing any. If the lock cannot be had the
+// calls run without that promise. REQUIRES: the file stays open, and the calls inside only read.
 class UdbHold {
  public:
-  UdbHold();
+  explicit UdbHold(int file);
   ~UdbHold();
   UdbHold(const UdbHold&) = delete;
   UdbHold& operator=(const UdbHold&) = delete;
 
  private:
-  bool held;
+  bool held = false;  // the mutex, in which all of this user's processes take part
+  UdbFile* entry = nullptr;
+  std::unique_ptr<store::Guard> guard;  // of a file that others change
 };

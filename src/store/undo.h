@@ -37,6 +37,8 @@ class UndoLog {
     const std::string& path;  // absolute
     platform::FileIdentity identity;
   };
+  // What is kept so far. REQUIRES: Active().
+  const UndoRecord& InWork() const { return *record; }
   // Begins to keep. REQUIRES: not Active().
   // The file's page 0 is `startOfPage0` and zeros. False: there is not memory enough.
   bool Begin(const Subject& subject, Bytes startOfPage0);

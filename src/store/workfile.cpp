@@ -29,6 +29,7 @@ int CodeOfErrno(int error) {
 
 void WorkFile::Attach(UdbFile& file) {
   entry = &file;
+  tail.Forget();
   slotA.filled = slotB.filled = slotH.filled = false;
   dirty = foundDamage = false;
   ownedLength = 0;
@@ -143,6 +144,7 @@ void WorkFile::BeginUndo() {
     undo.Drop();
     Raise(UDB_SYSTEM_ERROR);
   }
+  BeginTail();
 }
 
 // Behind these bytes page 0 has nothing but zeros.
@@ -161,6 +163,22 @@ std::size_t WorkFile::LengthOfPage0() {
 
 void WorkFile::Keep(std::uint64_t offset, Bytes bytes) {
   if (!undo.Keep(*entry->fd, offset, bytes)) Raise(UDB_SYSTEM_ERROR);
+}
+
+void WorkFile::BeginTail() {
+  if (entry->OnlyOursToChange()) return;
+  const std::int64_t there = entry->fd->Size();
+  if (there < 0) {
+    undo.Drop();
+    Raise(UDB_SYSTEM_ERROR);
+  }
+  auto size = static_cast<std::uint64_t>(there);
+  // What goes on where tails lie and is none, be it the bare beginning of one, belongs to nothing.
+  for (std::uint32_t page = MaxPages; size > TailUndo::Place; --page) {
+    if (WasInUse(page - 1)) size = OffsetOf(page);
+  }
+  undo.SetSize(size);
+  tail.Begin(size);
 }
 
 void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
@@ -189,6 +207,10 @@ void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   for (std::uint64_t page = offset / PageSize; page <= (offset + bytes.size() - 1) / PageSize;
        ++page) {
     entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
+  }
+  const std::uint64_t end = offset + bytes.size();
+  if (!entry->OnlyOursToChange() && !tail.Keep(*entry->fd, undo.InWork(), end)) {
+    Raise(codeOfFailure);
   }
   if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
 }
@@ -385,9 +407,19 @@ void WorkFile::WriteHeaderPage() {
   entry->seen.page0Length = std::max(entry->seen.page0Length, changedLength);
 }
 
+void WorkFile::Commit() {
+  if (!tail.Drop(*entry->fd)) Raise(UDB_SYSTEM_ERROR);
+  undo.Drop();
+}
+
 bool WorkFile::TakeBack() {
   if (!slotH.filled) return true;
-  if (undo.Active() && !undo.PutBack(*entry->fd)) return false;
+  if (undo.Active() && !undo.PutBack(*entry->fd)) {
+    // What is kept in the file itself is found there.
+    if (!entry->OnlyOursToChange()) undo.Drop();
+    return false;
+  }
+  tail.WasCut();
   Header& header = entry->header;
   header.root = headerBefore.root;
   header.firstLeaf = headerBefore.firstLeaf;

@@ -9,6 +9,7 @@
 #include "store/failure.h"
 #include "store/openfiles.h"
 #include "store/page.h"
+#include "store/tailundo.h"
 #include "store/undo.h"
 
 namespace store {
@@ -127,7 +128,7 @@ class WorkFile {
   void SaveHeader();
   void MarkDirty() { dirty = true; }
   // The operation stands: what was kept for taking it back is dropped.
-  void Commit() { undo.Drop(); }
+  void Commit();
   // The operation failed: tree pages and counts become what they were. Pages that it had allocated
   // stay marked in use, so that nothing is given out twice; runs that it had freed are in use
   // again. False if the file could not be put back.
@@ -154,12 +155,14 @@ class WorkFile {
   std::size_t LengthOfPage0();
   Page& OwnStartOfPage0(std::size_t bytes);
   const Page& Page0Now() const { return ownedLength == PageSize ? page0 : slotH.Bytes(); }
+  void BeginTail();
 
   UdbFile* entry = nullptr;
   std::uint32_t version = CurrentVersion;
   PageSlot slotH;  // page 0 as the file has it
   bool dirty = false;
   UndoLog undo;
+  TailUndo tail;                  // of what `undo` has, for a file that others change
   Header headerBefore;            // as it was when page 0 was loaded
   Page page0;                     // as it is to become
   std::size_t ownedLength = 0;    // so much of it is valid

@@ -124,11 +124,14 @@ class FaultTest : public StoreTest {
   }
 };
 
-using Form = std::pair<Fault, bool>;  // in place?
+// Read and written; looked at in place; of several users, who have no memory in common.
+enum class Way { Plain, InPlace, Shared };
+using Form = std::pair<Fault, Way>;
 class EveryCall : public FaultTest, public ::testing::WithParamInterface<Form> {};
 
 TEST_P(EveryCall, GoesWrongOnceAndNothingAcknowledgedIsLost) {
-  host.givesViews = GetParam().second;
+  host.givesViews = GetParam().second == Way::InPlace;
+  if (GetParam().second == Way::Shared) host.company = platform::Company::Writers;
   int nth = 1;
   while (RunScript(nth, GetParam().first)) {
     ASSERT_FALSE(HasFailure()) << "call " << nth;
@@ -141,16 +144,20 @@ TEST_P(EveryCall, GoesWrongOnceAndNothingAcknowledgedIsLost) {
 std::string NameOf(const ::testing::TestParamInfo<Form>& test) {
   static const char* const names[] = {
       "", "Fails", "IsCutShort", "IsTheLastThatWorks", "Kills", "KillsBehindItself"};
-  return names[static_cast<int>(test.param.first)] +
-         std::string(test.param.second ? "InPlace" : "");
+  static const char* const ways[] = {"", "InPlace", "Shared"};
+  return std::string(names[static_cast<int>(test.param.first)]) +
+         ways[static_cast<int>(test.param.second)];
 }
 
-INSTANTIATE_TEST_SUITE_P(Store, EveryCall,
-                         ::testing::Values(Form{Fault::Fail, false}, Form{Fault::Short, false},
-                                           Form{Fault::Broken, false}, Form{Fault::Crash, false},
-                                           Form{Fault::CrashBehind, false}, Form{Fault::Fail, true},
-                                           Form{Fault::Crash, true}),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Store, EveryCall,
+    ::testing::Values(Form{Fault::Fail, Way::Plain}, Form{Fault::Short, Way::Plain},
+                      Form{Fault::Broken, Way::Plain}, Form{Fault::Crash, Way::Plain},
+                      Form{Fault::CrashBehind, Way::Plain}, Form{Fault::Fail, Way::InPlace},
+                      Form{Fault::Crash, Way::InPlace}, Form{Fault::Fail, Way::Shared},
+                      Form{Fault::Short, Way::Shared}, Form{Fault::Broken, Way::Shared},
+                      Form{Fault::Crash, Way::Shared}, Form{Fault::CrashBehind, Way::Shared}),
+    NameOf);
 
 // Two faults: the process dies in an update, and the one that is to take the update back meets a
 // fault of its own, at each of its calls. Nothing is lost as long as somebody comes in the end.

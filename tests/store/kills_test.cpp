@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,6 +32,7 @@ constexpr unsigned Keys = 240;
 constexpr unsigned MostWriters = 3;
 constexpr unsigned ReadsOnly = MostWriters;
 constexpr unsigned MendsToo = MostWriters + 1;
+constexpr uid_t Nobody = 65534;
 
 // A version's record; empty: the key is absent then.
 std::string StateOf(unsigned key, unsigned version) {
@@ -181,7 +183,7 @@ class Process {
   }
 
   void WalkWhileOthersWait() {
-    const UdbHold hold;
+    const UdbHold hold(file);
     Check(udbRewind(file) == 0, "rewind");
     unsigned next = 0;
     std::string record;
@@ -202,7 +204,7 @@ class Process {
     UdbPosition at;
     std::string keyText, record;
     for (unsigned next = 0;; ++next) {
-      const UdbHold hold;
+      const UdbHold hold(file);
       const auto* const text = reinterpret_cast<const unsigned char*>(keyText.data());
       Check(
           next == 0 ? udbRewind(file) == 0 : udbSetPosition(file, at, {text, keyText.size()}) >= 0,
@@ -228,7 +230,12 @@ class Process {
   unsigned seen[Keys] = {};
 };
 
-class KillsTest : public ::testing::TestWithParam<unsigned> {
+struct Crowd {
+  unsigned writers;
+  bool ofSeveralUsers;  // each process has its own mutex, and every other one is another user's
+};
+
+class KillsTest : public ::testing::TestWithParam<Crowd> {
  protected:
   ~KillsTest() override {
     for (const pid_t pid : pids) {
@@ -242,7 +249,8 @@ class KillsTest : public ::testing::TestWithParam<unsigned> {
     pids[id] = ::fork();
     ASSERT_GE(pids[id], 0);
     if (pids[id] != 0) return;
-    Process process(mutex, folder, id, seed);
+    if (ofSeveralUsers && id % 2 == 1 && ::getuid() == 0 && ::setuid(Nobody) != 0) ::_exit(1);
+    Process process(mutexes[ofSeveralUsers ? id : 0], folder, id, seed);
     id < MostWriters ? process.Write(writers) : process.Read();
   }
 
@@ -257,13 +265,14 @@ class KillsTest : public ::testing::TestWithParam<unsigned> {
   // Everybody is kept out meanwhile. Of the living writers' operations none goes on then, but one
   // may be done and not acknowledged yet.
   void FileIsSoundAndHoldsWhatWasAcknowledged(unsigned killed) {
-    const UdbHold hold;
-    std::string failure;
-    const int file = udbOpen(path.c_str(), 2, failure);
-    ASSERT_GE(file, 0) << failure;
+    const struct File {
+      ~File() { udbClose(number); }
+      const int number;
+    } file{udbOpen(path.c_str(), 2, failure)};
+    ASSERT_GE(file.number, 0) << failure;
+    const UdbHold hold(file.number);
     std::map<unsigned, std::string> found;
-    for (const std::string& record : Walk(file)) found[KeyIn(record)] = record;
-    ASSERT_EQ(udbClose(file), 0);
+    for (const std::string& record : Walk(file.number)) found[KeyIn(record)] = record;
     const StoreReport report = CheckStore(path);
     ASSERT_EQ(report.state, StoreState::Sound) << report.failure << Told(report.findings);
     ASSERT_EQ(report.leaks, 0U) << Told(report.findings);
@@ -282,8 +291,12 @@ class KillsTest : public ::testing::TestWithParam<unsigned> {
 
   const TempFolder folder;
   const std::string path = folder.Path("shared.udb");
-  PrivateMutex mutex;
-  const unsigned writers = GetParam();
+  std::array<PrivateMutex, MostWriters + 3> mutexes{PrivateMutex(),    PrivateMutex("b"),
+                                                    PrivateMutex("c"), PrivateMutex("d"),
+                                                    PrivateMutex("e"), PrivateMutex("f")};
+  const unsigned writers = GetParam().writers;
+  const bool ofSeveralUsers = GetParam().ofSeveralUsers;
+  std::string failure;
   std::mt19937 random{writers};
   pid_t pids[MostWriters + 2] = {};
   std::array<unsigned, Keys> counted{};  // the latest version in doubt that was counted
@@ -294,14 +307,17 @@ class KillsTest : public ::testing::TestWithParam<unsigned> {
 TEST_P(KillsTest, FileHoldsWhatWasAcknowledgedAndReadersNeverSeeHalfAnUpdate) {
   const char* const wanted = std::getenv("KVORLIB_KILLS");
   const unsigned kills = wanted != nullptr ? static_cast<unsigned>(std::atoi(wanted)) : 150;
-  const auto host = mutex.MakeHost(store::FileForm::Plain);
+  const auto host = mutexes[ofSeveralUsers ? MostWriters + 2 : 0].MakeHost(store::FileForm::Plain);
   store::SetHost(host.get());
   udbInit();
   Ledger& ledger = *new (&TheLedger()) Ledger{};
-  std::string failure;
   const int made = udbCreate(path.c_str(), Words, failure);
   ASSERT_GE(made, 0) << failure;
   ASSERT_EQ(udbClose(made), 0);
+  if (ofSeveralUsers) {
+    ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(folder.Path("").c_str(), 0755), 0);
+  }
 
   for (unsigned id = 0; id < writers; ++id) Start(id);
   Start(ReadsOnly);
@@ -337,6 +353,8 @@ TEST_P(KillsTest, FileHoldsWhatWasAcknowledgedAndReadersNeverSeeHalfAnUpdate) {
   EXPECT_GT(ledger.gets, kills);
 }
 
-INSTANTIATE_TEST_SUITE_P(Store, KillsTest, ::testing::Values(1U, 3U));
+INSTANTIATE_TEST_SUITE_P(Store, KillsTest,
+                         ::testing::Values(Crowd{1, false}, Crowd{3, false}, Crowd{1, true},
+                                           Crowd{3, true}));
 
 }  // namespace

@@ -123,7 +123,7 @@ class StepsTest : public ::testing::TestWithParam<store::FileForm> {
   }
   // The first word of the mutex' memory that names its holder.
   std::size_t WhereTheLockIs() {
-    const UdbHold hold;
+    const UdbHold hold(-1);
     for (std::size_t at = 0; at < 4096; at += 4) {
       if ((scene.Word(0, at) & FUTEX_TID_MASK) == static_cast<std::uint32_t>(getpid())) return at;
     }

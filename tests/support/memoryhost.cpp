@@ -26,7 +26,7 @@ class MemoryFile : public store::VirtualFile {
   std::ptrdiff_t Read(std::uint64_t offset, void* out, std::size_t n) override {
     const Fault f = owner.Call("read");
     if (f != Fault::None && f != Fault::Short) return Failed(), -1;
-    const std::string& bytes = contents->bytes;
+    const std::string& bytes = Part(offset);
     std::size_t there = offset < bytes.size() ? bytes.size() - offset : 0;
     if (there > n) there = n;
     if (f == Fault::Short) there /= 2;
@@ -41,8 +41,9 @@ class MemoryFile : public store::VirtualFile {
     if (f == Fault::Fail || f == Fault::Broken) done = 0;
     if (f == Fault::Short || f == Fault::Crash) done = n / 2;
     if (done != 0) {
-      if (contents->bytes.size() < offset + done) contents->bytes.resize(offset + done);
-      std::memcpy(contents->bytes.data() + offset, bytes, done);
+      std::string& part = Part(offset);
+      if (part.size() < offset + done) part.resize(offset + done);
+      std::memcpy(part.data() + offset, bytes, done);
     }
     if (f >= Fault::Crash) owner.TakePicture();
     return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
@@ -50,13 +51,17 @@ class MemoryFile : public store::VirtualFile {
 
   std::int64_t Size() override {
     if (owner.Call("size") != Fault::None) return Failed(), -1;
-    return static_cast<std::int64_t>(contents->bytes.size());
+    const std::size_t behind = contents->tail.size();
+    return static_cast<std::int64_t>(behind != 0 ? LongestFile + behind : contents->bytes.size());
   }
 
   bool Truncate(std::uint64_t size) override {
     if (!writable) return Failed(EBADF);
     const Fault f = owner.Call("truncate");
-    if (f == Fault::None || f == Fault::CrashBehind) contents->bytes.resize(size);
+    if (f == Fault::None || f == Fault::CrashBehind) {
+      contents->tail.clear();
+      contents->bytes.resize(size);
+    }
     if (f == Fault::CrashBehind) owner.TakePicture();
     return f == Fault::None || Failed();
   }
@@ -91,6 +96,8 @@ class MemoryFile : public store::VirtualFile {
   bool Sound() const override { return sound; }
   void Renew() override { sound = true; }
 
+  platform::Company WhoElse() override { return company; }
+
   int LastError() const override { return error; }
 
  private:
@@ -100,8 +107,17 @@ class MemoryFile : public store::VirtualFile {
     return false;
   }
 
+  static constexpr std::uint64_t LongestFile = std::uint64_t{32568} * 4096;
+  // The part of the file that the offset, which becomes one within it, lies in.
+  std::string& Part(std::uint64_t& offset) {
+    if (offset < LongestFile) return contents->bytes;
+    offset -= LongestFile;
+    return contents->tail;
+  }
+
   MemoryHost& owner;
   std::shared_ptr<MemoryHost::Contents> contents;
+  platform::Company company = owner.company;
   bool writable;
   bool sound = true;
   int error = 0;
@@ -137,7 +153,8 @@ MemoryHost::Fault MemoryHost::Call(const char* what) {
 void MemoryHost::TakePicture() {
   pictured = true;
   pictureOfFiles.clear();
-  for (const auto& [path, contents] : files) pictureOfFiles[path] = contents->bytes;
+  for (const auto& [path, contents] : files)
+    pictureOfFiles[path] = {contents->bytes, contents->tail};
   for (unsigned n = 0; n < Areas; ++n) {
     pictureOfMemory[n].assign(reinterpret_cast<const char*>(Area(n)), touched[n]);
   }
@@ -162,9 +179,10 @@ void MemoryHost::Restart() {
   if (!pictured) return;
   pictured = false;
   std::erase_if(files, [&](const auto& file) { return pictureOfFiles.count(file.first) == 0; });
-  for (const auto& [path, bytes] : pictureOfFiles) {
-    if (files.count(path) == 0) Put(path, bytes);
-    Bytes(path) = bytes;
+  for (const auto& [path, parts] : pictureOfFiles) {
+    if (files.count(path) == 0) Put(path, parts.first);
+    Bytes(path) = parts.first;
+    File(path).tail = parts.second;
   }
   ClearMemory();
   for (unsigned n = 0; n < Areas; ++n) {

@@ -29,6 +29,7 @@ class MemoryHost : public store::Host {
     int holders = 0;
     bool exclusive = false;
     bool readOnly = false;  // cannot be opened for writing
+    std::string tail{};     // what lies from the end of the longest file on; not all between
   };
 
   ~MemoryHost() override;
@@ -67,7 +68,8 @@ class MemoryHost : public store::Host {
   // shows zeros.
   bool givesViews = false;
   bool refuseLock = false;
-  int errorOfFault = EIO;  // of an opening
+  platform::Company company = platform::Company::Own;  // of files opened from now on
+  int errorOfFault = EIO;                              // of an opening
 
  private:
   friend class MemoryFile;
@@ -88,7 +90,7 @@ class MemoryHost : public store::Host {
   bool dead = false;
   bool pictured = false;
   std::string struck;
-  std::map<std::string, std::string> pictureOfFiles;
+  std::map<std::string, std::pair<std::string, std::string>> pictureOfFiles;
   std::array<std::string, Areas> pictureOfMemory;
   std::array<std::size_t, Areas> touched{};  // bytes of each area that were ever asked for
   std::string pictureOfOpenMemory;

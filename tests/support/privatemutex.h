@@ -13,7 +13,9 @@
 
 class PrivateMutex {
  public:
-  PrivateMutex() = default;
+  // With another `mark`, another one.
+  explicit PrivateMutex(const std::string& mark = {})
+      : name("test" + std::to_string(getpid()) + mark) {}
   ~PrivateMutex() {
     std::error_code ignored;
     std::filesystem::remove(File(), ignored);
@@ -34,5 +36,5 @@ class PrivateMutex {
   }
 
  private:
-  std::string name = "test" + std::to_string(getpid());
+  std::string name;
 };
