@@ -12,7 +12,7 @@ using LifetimesTest = KeyedFixture;
 
 TEST_F(LifetimesTest, LastOfTheCopiesClosesTheFile) {
   IndexFile first, third;
-  CreateWords(first, {"cat 1"});
+  CreateWords(first, "cat 1");
   IndexFile second(first);
   third = second;
   third = second;  // changes nothing
@@ -29,7 +29,7 @@ TEST_F(LifetimesTest, LastOfTheCopiesClosesTheFile) {
 
 TEST_F(LifetimesTest, ShutDownClosesAllFilesAndTheirHoldersNeverSeeALaterOne) {
   IndexFile first, later, third;
-  CreateWords(first, {"cat 1"});
+  CreateWords(first, "cat 1");
   IndexFile second(first);
   RecordPool pool, lost;
   EXPECT_TRUE(first.GetPool(pool));

@@ -26,21 +26,23 @@ class MemIndexFileTest : public KeyedFixture {
 
 TEST_F(MemIndexFileTest, WithoutMemoryModeRecordsAreReadThroughButNotFound) {
   MemIndexFile file(path.c_str(), IndexFile::KD_INT0);
-  EXPECT_FALSE(file.Find(4) || file.Find(KeyOf(4)) || file.Get(4) || file.GetNext());
+  EXPECT_FALSE(file.Find(4) || file.Find(KeyOf(4)) || file.Get(4));
   EXPECT_TRUE(file.Get(KeyOf(4), record));
   EXPECT_EQ(record, Record(4, "file"));
   EXPECT_FALSE(file.Put(Record(9, "x"))) << "opened for reading only";
-  EXPECT_TRUE(file.AddRecord(KeyOf(4), Record(4, "memory")));
+  for (char const* const text : {"early", "memory"})
+    EXPECT_TRUE(file.AddRecord(KeyOf(4), Record(4, text)));
   EXPECT_FALSE(file.AddRecord(BytesFrom("abc"), record) || file.MemFind(BytesFrom("abc")));
-  EXPECT_TRUE(file.Find(4) && file.Get(KeyOf(4), record));
-  EXPECT_EQ(record, Record(4, "memory"));
+  EXPECT_TRUE(file.Find(4) && file.SetExactMatch(false) && !file.Find(3) && !file.GetNext());
+  EXPECT_TRUE(file.Get(KeyOf(4), record) && record == Record(4, "memory"));
   EXPECT_TRUE(file.Reset() && file.GetMap().empty());
 }
 
 TEST_F(MemIndexFileTest, MemoryModeMirrorsTheFileUntilReset) {
   MemIndexFile file;
-  EXPECT_FALSE(file.SetMemMode(true) || file.GetNext());
-  ASSERT_TRUE(file.Open(path.c_str(), false, IndexFile::KD_INT0) && file.SetMemMode(true));
+  EXPECT_FALSE(file.SetMemMode(true));
+  ASSERT_TRUE(file.Open(path.c_str(), false, IndexFile::KD_INT0) && file.Get(KeyOf(4), record));
+  ASSERT_TRUE(file.SetMemMode(true));
   for (int const n : {-1, 4, 6, 0, 0}) EXPECT_EQ(NumberOf(file.GetNext()), n);
   EXPECT_TRUE(file.Rewind() && NumberOf(file.GetNext()) == -1);
   EXPECT_TRUE(file.Put(Record(5, "new")) && file.Erase(4));

@@ -2,9 +2,13 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <system_error>
+
+#include "kvorlib/encoding.h"
 
 class TempFolder {
  public:
@@ -24,6 +28,16 @@ class TempFolder {
   // The full path, in UTF-8, of `name` (UTF-8 as well) inside the folder.
   std::string Path(const std::string& name) const { return folder.string() + '/' + name; }
   std::string Path() const { return folder.string(); }
+  std::u16string Wide(const std::string& name) const { return A2U(Path(name), 65001); }
+
+  // A file of these bytes, in a folder that is there.
+  void Write(const std::string& name, const std::string& bytes = "") const {
+    std::ofstream(Path(name), std::ios::binary) << bytes;
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(Path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
 
  private:
   std::filesystem::path folder;
