@@ -1,5 +1,5 @@
-// Conversions of short texts, the current code page and the functions with static results;
-// case, unit by unit.
+// Conversions of texts in one piece and in several, the current code page and the functions with
+// static results; case, unit by unit.
 
 #include "kvorlib/encoding.h"
 
@@ -16,21 +16,17 @@ using namespace std::string_view_literals;
 using testing::StartsWith;
 
 TEST(Utf8, EachBadByteAndLoneSurrogateGivesOneReplacement) {
-  const std::pair<std::string_view, std::u16string_view> cases[] = {
-      {"", u""},
-      {"\xFF"
-       "a\x80z",
-       u"\uFFFDa\uFFFDz"},
-      {"\xC0\x80", u"\uFFFD\uFFFD"},  // overlong
-      {"\xF0\x82\x82\xAC", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"\xE2\x82z\xE2\x82", u"\uFFFD\uFFFDz\uFFFD\uFFFD"},  // cut
-      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},              // a surrogate
-      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},    // above 10FFFF
-      {"\xF4\x8F\xBF\xBF\xEF\xBF\xBE", u"\xDBFF\xDFFF\uFFFE"},
-      {"a\0b ёж 日 😀"sv, u"a\0b ёж 日 😀"sv}};
-  for (const auto& [bytes, text] : cases)
-    EXPECT_EQ(u8_w(bytes.data(), bytes.data() + bytes.size()), text)
-        << testing::PrintToString(bytes);
+  const auto wide = [](std::string_view text) {
+    return u8_w(text.data(), text.data() + text.size());
+  };
+  // Stray, overlong, cut, a surrogate, above 10FFFF.
+  for (const std::string bad : {"\xFF", "\x80", "\xC0\x80", "\xF0\x82\x82\xAC", "\xE2\x82",
+                                "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    const std::u16string marks(bad.size(), u'\uFFFD');
+    EXPECT_EQ(wide(bad + 'z' + bad), marks + u'z' + marks) << testing::PrintToString(bad);
+  }
+  EXPECT_EQ(wide("\xF4\x8F\xBF\xBF\xEF\xBF\xBE"), u"\xDBFF\xDFFF\uFFFE");
+  EXPECT_EQ(wide("a\0b ёж 日 😀"sv), u"a\0b ёж 日 😀"sv);
   const std::u16string lone{u'a', 0xD800, u'b', 0xDC00, 0xDC00, 0xD83D, 0xD83D, 0xDE00, 0xD800};
   EXPECT_EQ(w_u8(lone.data(), lone.data() + lone.size()),
             "a\uFFFDb\uFFFD\uFFFD\uFFFD\U0001F600\uFFFD");
@@ -71,6 +67,57 @@ TEST(Conversion, FixesLineEndsOnlyWhereTheyAreNotYetRight) {
   EXPECT_EQ(U2A(A2U(text, -1, false), -1, false), text);
 }
 
+// What shows at the end of 64,000 bytes or units.
+constexpr std::size_t kPiece = 64000;
+
+std::string Letters(std::size_t n) { return std::string(n, 'a'); }
+std::u16string Wide(std::size_t n) { return std::u16string(n, u'a'); }
+
+TEST(Pieces, JoinToTheWholeText) {
+  for (std::size_t n : {kPiece, kPiece + 1, 3 * kPiece}) {
+    const std::string text = std::string(n - 1, '\xB8') + 'z';
+    const std::u16string wide = std::u16string(n - 1, u'ё') + u'z';
+    EXPECT_TRUE(A2U(text, 1251) == wide && U2A(wide, 1251) == text) << n;
+  }
+  const std::string text = Letters(kPiece - 1) + "\naaa";
+  const std::u16string wide = A2U(text, 1251, true);
+  EXPECT_EQ(wide, Wide(kPiece - 1) + u"\r\naaa");
+  EXPECT_EQ(U2A(wide, 1251, true), text);
+}
+
+TEST(Pieces, OnlyTheArgumentOfUtf8KeepsACharacterWhole) {
+  const KeepCodePage keep;
+  SetCP(65001);
+  for (std::size_t before : {kPiece - 1, kPiece - 2, kPiece - 3}) {
+    const std::string text = Letters(before) + "日日b";
+    for (int utf8 : {65001, -1}) EXPECT_EQ(A2U(text, utf8), Wide(before) + u"日日b");
+    const std::u16string first = before == kPiece - 3 ? u"日" : u"\uFFFD\uFFFD\uFFFD";
+    EXPECT_EQ(A2U(text, 0), Wide(before) + first + u"日b");
+  }
+  // D0 7A is a pair of its own.
+  EXPECT_EQ(A2U(Letters(kPiece - 1) + "\xD6\xD0z", 936), Wide(kPiece - 1) + u"?衵");
+  EXPECT_EQ(U2A(Wide(kPiece - 1) + u"😀z", -1), Letters(kPiece - 1) + "\uFFFD\uFFFDz");
+}
+
+TEST(Pieces, ZeroEndsTheLastPieceAlone) {
+  for (int codePage : {1251, -1}) {
+    std::string text = Letters(kPiece + 5);
+    text[10] = text[kPiece + 2] = '\0';
+    const std::u16string wide(text.begin(), text.end());
+    EXPECT_EQ(A2U(text, codePage), wide.substr(0, kPiece + 2));
+    EXPECT_EQ(U2A(wide, codePage), text.substr(0, kPiece + 2));
+    // The last piece, though a full one.
+    EXPECT_EQ(A2U(text.substr(0, kPiece), codePage), Wide(10));
+    EXPECT_EQ(U2A(wide.substr(0, kPiece), codePage), Letters(10));
+  }
+}
+
+TEST(Pieces, DoubleByteRoomIsCountedPieceByPiece) {
+  EXPECT_THROW(U2A(Wide(kPiece) + u"語", 932), Except);
+  EXPECT_THROW(U2A(u"語" + Wide(kPiece), 932), Except);
+  EXPECT_EQ(U2A(Wide(kPiece + 1), 932), Letters(kPiece + 1));
+}
+
 TEST(StaticResults, LiveUntilTheNextCallOfTheSameFunction) {
   const KeepCodePage keep;
   SetCP(866);
@@ -87,7 +134,6 @@ TEST(StaticResults, LiveUntilTheNextCallOfTheSameFunction) {
 TEST(LetterCase, MapsUnitByUnit) {
   const std::u16string cases[][4] = {
       // text, lower, upper, title
-      {u"", u"", u"", u""},
       {u"привет МИР, Ёж", u"привет мир, ёж", u"ПРИВЕТ МИР, ЁЖ", u"Привет мир, ёж"},
       {u"straße", u"straße", u"STRAßE", u"Straße"},  // never two units for one
       {u"ÿ ΣΑΣ", u"ÿ σασ", u"Ÿ ΣΑΣ", u"Ÿ σασ"},

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 
 #include "support/tempfolder.h"
@@ -31,7 +30,7 @@ TEST(Md5, GivesTheDigestsOfTheStandardForTextsAndFiles) {
   const TempFolder folder;
   for (const auto& [text, digest] : cases) {
     EXPECT_EQ(Own(MD5String(text.c_str())), digest) << text;
-    std::ofstream(folder.Path("ф")) << text;
+    folder.Write("ф", text);
     EXPECT_EQ(Own(MD5File(folder.Path("ф").c_str())), digest) << text;
   }
   EXPECT_EQ(Own(MD5Wstring(u"Да\xD800")), u"f5818381caf73f7dd1977b3d3d4cef43");

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "support/tempfolder.h"
 
@@ -66,10 +64,8 @@ TEST(MemBuf, IsDumpedUpToSixteenBlocksInHexadecimalFromTheSecondOn) {
   const TempFolder folder;
   tagMemBuf* const buf = InitMembuf(32);
   for (int i = 0; i < 17; ++i) std::memcpy(Fill(GetMem(buf, 32), 32), "\x05\x80", 2);
-  DumpMem(buf, std::filesystem::path(folder.Path("d")).u16string());
-  std::ostringstream dump;
-  dump << std::ifstream(folder.Path("d")).rdbuf();
-  EXPECT_THAT(dump.str(),
+  DumpMem(buf, folder.Wide("d"));
+  EXPECT_THAT(folder.Read("d"),
               testing::MatchesRegex(
                   "Buf \xB9 0, size = 32, filled = 32, addr = [0-9a-f]+, link = [0-9a-f]+0x5\n"
                   "0xff80(0x78){28}0x78\n0x78\nBuf \xB9 1, size = 20, filled = 20, (.|\n)+"

@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "kvorlib/messages.h"
 #include "support/tempfolder.h"
 #include "util/textsupport.h"
@@ -25,27 +22,27 @@ struct TablesTest : testing::Test {
 
   // "[cell][cell];" for each row that is read, with '!' behind one that is refused.
   std::u16string Read(const std::string& bytes, int columns, const char16_t* separator = u"\t") {
-    std::ofstream(folder.Path("таблица"), std::ios::binary) << bytes;
+    folder.Write("таблица", bytes);
     TxtRdTable table(separator);
     EXPECT_TRUE(table.Open(name, columns));
     EXPECT_FALSE(table.Open(name, columns)) << "taken";
     std::u16string all;
     for (Row row;;) {
       const bool good = table.Read(row);
-      if (!good && told.empty()) return all;
+      if (!good && Told().empty()) return all;
       for (const auto& cell : row) all += u'[' + cell + u']';
       all += good ? u";" : u"!";
-      told.clear();
     }
   }
-  std::string Bytes() const {
-    std::ostringstream out;
-    out << std::ifstream(folder.Path("таблица"), std::ios::binary).rdbuf();
-    return out.str();
+  std::string Bytes() const { return folder.Read("таблица"); }
+  static std::string Utf16(const std::u16string& text) {
+    return {reinterpret_cast<const char*>(text.data()), 2 * text.size()};
   }
+  // What was told since the last time.
+  static std::u16string Told() { return std::exchange(told, u""); }
 
   const TempFolder folder;
-  const std::u16string name = A2U(folder.Path("таблица"), 65001);
+  const std::u16string name = folder.Wide("таблица");
   const KeepCodePage keep;
 };
 
@@ -71,11 +68,8 @@ TEST_F(TablesTest, LinesBecomeCellsAndWrongNumbersOfThemAreTold) {
 }
 
 TEST_F(TablesTest, EncodingsAreFoundOut) {
-  const auto utf16 = [](const std::u16string& text) {
-    return std::string(reinterpret_cast<const char*>(text.data()), 2 * text.size());
-  };
-  EXPECT_EQ(Read(utf16(u"\xFEFFкот\tcat\r\n"), 2), u"[кот][cat];");
-  EXPECT_EQ(Read(utf16(u"кот\tcat and dog\r\n"), 2), u"[кот][cat and dog];");
+  EXPECT_EQ(Read(Utf16(u"\xFEFFкот\tcat\r\n"), 2), u"[кот][cat];");
+  EXPECT_EQ(Read(Utf16(u"кот\tcat and dog\r\n"), 2), u"[кот][cat and dog];");
   SetCP(1251);
   EXPECT_EQ(Read("\xEA\xEE\xF2\tcat\r\n", 2), u"[кот][cat];");
   EXPECT_EQ(Read("\xEF\xBB\xBFкот", 1), u"[кот];");
@@ -83,7 +77,7 @@ TEST_F(TablesTest, EncodingsAreFoundOut) {
   EXPECT_EQ(Read("a\x82\nb\n", -1).substr(4), u";[b];") << "half a character before the line end";
   SetCP(12345);
   EXPECT_FALSE(TxtRdTable().Open(name, 1)) << "no such code page";
-  EXPECT_FALSE(TxtRdTable().Open(A2U(folder.Path(), 65001), 1)) << "a folder";
+  EXPECT_FALSE(TxtRdTable().Open(folder.Wide(""), 1)) << "a folder";
 }
 
 TEST_F(TablesTest, WriterFillsShortRowsUpAndCutsLongOnes) {
@@ -97,11 +91,7 @@ TEST_F(TablesTest, WriterFillsShortRowsUpAndCutsLongOnes) {
   EXPECT_FALSE(copy.Write({u"1", u"2", u"3", u"4"}));
   EXPECT_TRUE(copy.Close() && table.Close());
   EXPECT_FALSE(table.Write({u"x"}) || table.Create(name, 1)) << "taken for good";
-  const std::u16string expected =
-      u"\xFEFF"
-      u"a;;c\r\nд;;\r\n1;2;3\r\n";
-  EXPECT_EQ(Bytes(),
-            std::string(reinterpret_cast<const char*>(expected.data()), 2 * expected.size()));
+  EXPECT_EQ(Bytes(), Utf16(u"\uFEFFa;;c\r\nд;;\r\n1;2;3\r\n"));
 }
 
 struct Headed : TableBuf {
@@ -121,21 +111,19 @@ TEST_F(TablesTest, BufferWritesAllRowsAsWideAsTheWidest) {
   ASSERT_TRUE(copy.SaveTable(name));
   EXPECT_EQ(Read(Bytes(), 3), u"[h][][];[a][b][];[1][2][3];");
   EXPECT_FALSE(copy.SaveTable(name));
-  EXPECT_EQ(told, u"Create table error;");
+  EXPECT_EQ(Told(), u"Create table error;");
   EXPECT_TRUE(buffer.SaveTable(name)) << "has a file of its own";
   EXPECT_EQ(buffer.Size(), 2);
 
-  told.clear();
   TxtWrTable full, narrow;
   Headed lost(&full), wide(&narrow);
   lost.AddLine({u"a"});
   EXPECT_FALSE(lost.SaveTable(u"/dev/full"));
-  EXPECT_EQ(told, u"Table write error;");
-  told.clear();
+  EXPECT_EQ(Told(), u"Table write error;");
   wide.AddLine({u"a"});
   wide.heading = {u"too", u"wide"};
   EXPECT_FALSE(wide.SaveTable(name));
-  EXPECT_EQ(told, u"Table write error;") << "once for a heading";
+  EXPECT_EQ(Told(), u"Table write error;") << "once for a heading";
   EXPECT_FALSE(narrow.Write({u"x"})) << "closed";
 }
 
