@@ -7,9 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <future>
-#include <sstream>
 
 #include "kb/pathtext.h"
 #include "kvorlib/errors.h"
@@ -23,19 +21,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class FileHelpers : public testing::Test {
+class FileHelpers : public testing::Test, protected TempFolder {
  protected:
-  std::string Path(const std::string& name) const { return folder.Path(name); }
-  std::u16string Wide(const std::string& name) const { return kb::WidePath(Path(name)); }
-  void Write(const std::string& name, const std::string& bytes = "") const {
-    std::ofstream(Path(name), std::ios::binary) << bytes;
-  }
-  std::string Content(const std::string& name) const {
-    return (std::ostringstream() << std::ifstream(Path(name), std::ios::binary).rdbuf()).str();
-  }
   bool Exists(const std::string& name) const { return fs::exists(Path(name)); }
-
-  TempFolder folder;
 };
 
 struct Files : FileHelpers {
@@ -72,13 +60,13 @@ TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
 TEST_F(Files, AreSavedWithAMarkInUnicodeAloneAndKeptWhenTheTextCannotBeConverted) {
   const auto saved = [&](int codePage) {
     Write("t", "a longer text that was there before");
-    return SaveText(Wide("t"), u"Д\0a"s, codePage) ? Content("t") : "failed";
+    return SaveText(Wide("t"), u"Д\0a"s, codePage) ? Read("t") : "failed";
   };
   for (const int codePage : {1200, -1}) EXPECT_EQ(saved(codePage), "\xFF\xFE\x14\x04\0\0a\0"s);
   EXPECT_EQ(saved(65001), "\xEF\xBB\xBF\xD0\x94");
   EXPECT_EQ(saved(866), "\x84");
   EXPECT_THROW(SaveText(Wide("t"), u"b", 99999), Except);
-  EXPECT_EQ(Content("t"), "\x84");
+  EXPECT_EQ(Read("t"), "\x84");
   EXPECT_FALSE(SaveText(u"/dev/full", u"a", 0));
   std::u16string text = u"before";
   for (const char* none : {"t/x", "x", "."}) EXPECT_FALSE(GetText(Wide(none), text, 0)) << none;
@@ -100,7 +88,7 @@ TEST_F(Files, AreSavedWithRoomForTheWholePrefixAndFilledIntoABufferUpToALimit) {
   for (const auto& c : cases) {
     const bool fits = !c.content.empty();
     EXPECT_EQ(SaveBuf(file.Get(), "data", c.length, c.prefix, c.prefixLength), fits);
-    EXPECT_EQ(Content("t"), fits ? c.content : "p\0qdata"s);
+    EXPECT_EQ(Read("t"), fits ? c.content : "p\0qdata"s);
     const std::unique_ptr<const char[]> buffer(FillBuf(file.Get(), length, c.limit));
     ASSERT_EQ(buffer != nullptr, fits);
     const std::string text = c.content.substr(0, static_cast<std::size_t>(c.limit)) + "\0\0"s;
@@ -122,9 +110,9 @@ TEST_F(Files, AreReadTogetherAndNotTouchedWhileAnotherReads) {
   EXPECT_TRUE(GetText(Wide("t"), text, 0)) << "readers do not wait for one another";
   auto saved = std::async(std::launch::async, [&] { return SaveText(Wide("t"), u"n", 0); });
   EXPECT_EQ(saved.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
-  EXPECT_EQ(Content("t"), "old");
+  EXPECT_EQ(Read("t"), "old");
   EXPECT_TRUE(platform::UnlockStart(reader.Get(), 3) && saved.get());
-  EXPECT_EQ(Content("t"), "n");
+  EXPECT_EQ(Read("t"), "n");
 }
 
 struct Folders : FileHelpers {};
@@ -213,16 +201,12 @@ TEST_F(Folders, AreClearedOneLevelACallWithAnAnswerThatIsTrueOnlyForWhatWasNever
   EXPECT_TRUE(Exists("out/store") && !Exists("out/kept"));
 }
 
-TEST(ExecPath, IsTheRealFolderOfTheFileThatHoldsTheLibrary) {
-  EXPECT_EQ(GetExecPath(), fs::read_symlink("/proc/self/exe").parent_path().u16string());
-}
-
 class Processes : public FileHelpers {
  protected:
   // Runs a script with the folder as $1.
   bool Shell(const std::string& script, CRPROCMODE mode) const {
     std::u16string msg;
-    const std::string line = "sh -c \"" + script + "\" - \"" + folder.Path() + "\"";
+    const std::string line = "sh -c \"" + script + "\" - \"" + Path() + "\"";
     return CreateProc(kb::WidePath(line).c_str(), mode, msg) && msg.empty();
   }
   bool Appears(const std::string& name) const {
@@ -239,7 +223,7 @@ TEST_F(Processes, AreWaitedForInheritNoFilesAndKeepTheirExitCodeToThemselves) {
     Write("in");
     EXPECT_TRUE(
         Shell("sleep 0.1; test -e /proc/$$/fd/77 || readlink /proc/$$/fd/0 > $1/in; exit 3", mode));
-    EXPECT_EQ(Content("in"), (mode == CRPROC_HIDDEN ? "/dev/null" : Path("open")) + "\n");
+    EXPECT_EQ(Read("in"), (mode == CRPROC_HIDDEN ? "/dev/null" : Path("open")) + "\n");
   }
 }
 
@@ -259,7 +243,7 @@ TEST_F(Processes, OpenOnTheDesktopWhatIsThereOrIsAnAddressElseTheUserIsTold) {
   static int told = 0;
   SetUserCallback([](const std::u16string& text) { told += text == u"Shell open error"; });
   const std::string path = std::getenv("PATH");
-  setenv("PATH", folder.Path().c_str(), 1);
+  setenv("PATH", Path().c_str(), 1);
   EXPECT_FALSE(ShellOpen(u"http://a")) << "there is no desktop";
   Write("xdg-open", "#!/bin/sh\n/bin/mkdir \"$0 ${1##*/}\"");
   fs::permissions(Path("xdg-open"), fs::perms::owner_all);

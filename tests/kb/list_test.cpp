@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/knowledgebase.h"
@@ -16,8 +15,6 @@ using namespace KBEnv;
 
 namespace {
 
-std::u16string Wide(const std::string& text) { return A2U(text, 65001); }
-
 // What derived classes may call. The one list is used, since the terms ask that one for folders.
 struct Inner : KBMap {
   using KBMap::_Init;
@@ -25,31 +22,26 @@ struct Inner : KBMap {
   using KBMap::RemoveKB;
 };
 
-class KnowledgeBases : public testing::Test {
+class KnowledgeBases : public testing::Test, protected TempFolder {
  protected:
   KnowledgeBases() {
-    setenv("USERPROFILE", folder.Path("user").c_str(), 1);
-    EXPECT_TRUE((map.*&Inner::_Init)(Path(""), words));
+    setenv("USERPROFILE", Path("user").c_str(), 1);
+    EXPECT_TRUE((map.*&Inner::_Init)(Wide(""), words));
   }
   ~KnowledgeBases() override {
     map.ShutDown();
     SetTermMap(nullptr);
   }
 
-  std::u16string Path(const std::string& name) const { return Wide(folder.Path(name)); }
-  void Write(const std::string& name, const std::string& text) {
-    std::filesystem::create_directories(std::filesystem::path(folder.Path(name)).parent_path());
-    std::ofstream(folder.Path(name)) << text;
-  }
   // Lists a base with a root and a term of its own name.
   void Load(const std::string& name, const std::u16string& settings = {}) {
+    std::filesystem::create_directories(Path(name + "/Data/Config"));
     Write(name + "/Data/Config/term.xml", "<t><term name='" + name + "' code='77'/></t>");
-    map.LoadFromBuf(Wide(name), u"Root = \"" + Path(name) + u"\"\n" + settings, words);
+    map.LoadFromBuf(A2U(name), u"Root = \"" + Wide(name) + u"\"\n" + settings, words);
   }
   bool Default(const std::u16string& name) { return map.SetDefaultKB(name, words); }
   bool Remove(const std::u16string& name) { return (map.*&Inner::RemoveKB)(name, words); }
 
-  TempFolder folder;
   KBMap& map = *GetKBMap();
   std::u16string words;
 };
@@ -67,30 +59,30 @@ TEST_F(KnowledgeBases, FoldersAreMadeOnDemandUnlessRightBelowTheData) {
               {DIR_REGRESSION, "a/Data/test_systems/regression/"},
               {11, "."}};
   for (const auto& [code, path] : rows) {
-    std::string expected = *path == '\0' ? "" : folder.Path(path);
+    std::string expected = *path == '\0' ? "" : Path(path);
     if (*path == '.') expected = std::filesystem::current_path().string() + '/';
-    EXPECT_EQ(map.GetDir(static_cast<enDirCode>(code), u"a"), Wide(expected)) << code;
+    EXPECT_EQ(map.GetDir(static_cast<enDirCode>(code), u"a"), A2U(expected, 65001)) << code;
     EXPECT_TRUE(expected.empty() || std::filesystem::is_directory(expected));
   }
   EXPECT_EQ(map.GetDir(DIR_DATA, u""), u"") << "without terms the local base is no default";
 
   unsetenv("USERPROFILE");
-  map.LoadFromBuf(u"b", u"Root = \"" + Path("") + u"\\b\\кот\\\\\"", words);
-  EXPECT_EQ(map.GetDir(DIR_TEMP, u"b"), Path("b/кот/Temp/"));
+  map.LoadFromBuf(u"b", u"Root = \"" + Wide("") + u"\\b\\кот\\\\\"", words);
+  EXPECT_EQ(map.GetDir(DIR_TEMP, u"b"), Wide("b/кот/Temp/"));
 }
 
 TEST_F(KnowledgeBases, SettingsComeFromTheNamedBaseAndTheFolderFromTheDefault) {
   Load("a", u"rules = \"a\"");
   Load("b", u"rules = \"sub\\b.txt\"\nPlugin=\"?\"");
   ASSERT_TRUE(Default(u"a")) << U2A(words);
-  EXPECT_EQ(map.FormName(DIR_CONFIG, u"RULES", u"b"), Path("a/Data/Config/sub/b.txt"));
-  EXPECT_EQ(map.FormName(DIR_CONFIG, u"other", u"b"), Path("a/Data/Config/other"));
+  EXPECT_EQ(map.FormName(DIR_CONFIG, u"RULES", u"b"), Wide("a/Data/Config/sub/b.txt"));
+  EXPECT_EQ(map.FormName(DIR_CONFIG, u"other", u"b"), Wide("a/Data/Config/other"));
   EXPECT_EQ(map.GetIndexPref(u"b"), u"b://");
   EXPECT_EQ(map.GetIndexPref(u""), u"std://");
 
   std::u16string text = u"b://$STANDDIR\\f $STANDDIR\\";
   EXPECT_TRUE(map.ReplStdDir(text, DIR_CONFIG, u"a"));
-  EXPECT_EQ(text, u"b://" + Path("b/Data/Config/") + u"f $STANDDIR\\");
+  EXPECT_EQ(text, u"b://" + Wide("b/Data/Config/") + u"f $STANDDIR\\");
   text = u"c://$STANDDIR\\f";
   EXPECT_FALSE(map.ReplStdDir(text, DIR_CONFIG, u"a"));
 }
@@ -103,7 +95,7 @@ TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForce) {
   EXPECT_EQ(words, u"KB b: Term file open error");
   EXPECT_EQ((map.*&Inner::GetKB)(u"b")->Error, words);
   EXPECT_EQ(map.GetDefaultKB(), u"a");
-  EXPECT_EQ(map.GetDir(DIR_DATA, u""), Path("a/Data/"));
+  EXPECT_EQ(map.GetDir(DIR_DATA, u"") + map.GetDir(DIR_DATA, u"b"), Wide("a/Data/"));
   EXPECT_EQ(maps::TheLibrary().stdPrefix, "std://");
   EXPECT_EQ(TermName(0x77), "a");
   EXPECT_FALSE(Default(u"b"));
@@ -113,7 +105,8 @@ TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForce) {
 TEST_F(KnowledgeBases, DefaultThatGoesIsFollowedByTheFirstValidBase) {
   Load("c");
   Load("b");
-  ASSERT_TRUE(Default(u"c"));
+  map.LoadFromBuf(u"a", u"Root=\"none\"", words);
+  ASSERT_TRUE(!Default(u"a") && Default(u"c"));
   EXPECT_TRUE(Remove(u"<LOCAL>"));
   EXPECT_EQ(map.GetDefaultKB(), u"c");
   EXPECT_TRUE(Remove(u"c"));
@@ -130,7 +123,7 @@ TEST_F(KnowledgeBases, CopyHasADefaultOfItsOwn) {
   ASSERT_TRUE(Default(u"a"));
   const KBMap copy = map;
   map.ShutDown();
-  EXPECT_EQ(copy.GetDir(DIR_DATA, u""), Path("a/Data/"));
+  EXPECT_EQ(copy.GetDir(DIR_DATA, u""), Wide("a/Data/"));
   EXPECT_EQ(map.GetDir(DIR_DATA, u""), u"");
 }
 

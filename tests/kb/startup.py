@@ -23,8 +23,6 @@ ROWS = [
     # Which list, which default.
     ('start', 'good also', None, 'start true:', 'good 3 <LOCAL> also good|good also',
      {'': 'good', 'good': 'good', 'also': 'also'}),
-    ('start', 'good', {'': 'also', 'also': 'also'}, 'start true:', 'also 2 <LOCAL> also|good'),
-    ('start', None, None, 'start true:', '<LOCAL> 1 <LOCAL>|'),
     ('start', '', None, 'user: Default KB list from file /lib/stdkbnames.lst is empty', 'start true:',
      '<LOCAL> 1 <LOCAL>|'),
     ('start', '/', None, "user: Can't load default KB list from file /lib/stdkbnames.lst",
