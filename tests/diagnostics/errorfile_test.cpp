@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <stdexcept>
 
 #include "support/tempfolder.h"
@@ -25,8 +24,7 @@ std::u16string Entries(const PermanentErrProc& errors) {
   std::u16string all;
   for (unsigned i = 0; i < errors.GetENum(); ++i) {
     const ErrDescr& e = errors.GetError(static_cast<int>(i));
-    all += static_cast<char16_t>(u'0' + e.type);
-    all += u" " + e.message + u"; ";
+    all += Wide(std::to_string(e.type)) + u" " + e.message + u"; ";
   }
   return all;
 }
@@ -48,8 +46,11 @@ TEST(ErrorFile, SavesWhatIsKnownAndNothingElse) {
 
 TEST(ErrorFile, BringsEntriesBackUnmerged) {
   TempFolder folder;
-  const std::u16string path = Wide(folder.Path("ошибки.err"));
-  for (const std::u16string name : {u"doc", u""}) {
+  const std::u16string path = folder.Wide("ошибки.err");
+  const std::pair<std::u16string, std::u16string> cases[] = {
+      {u"doc", u"<errors fname=\"doc!\" mnum=\"7\" mtype=\"Fatal error\" throw=\"f"},
+      {u"", u"<errors fname=\"!\" throw=\"f"}};
+  for (const auto& [name, head] : cases) {
     PermanentErrProc errors(7);
     errors.SetThrowMode(false);
     errors.ProcError(ErrDescr({Fatal, u"один\r\n\\n"}, {1, 2, 3, u"д"}));
@@ -58,20 +59,14 @@ TEST(ErrorFile, BringsEntriesBackUnmerged) {
     errors.ProcError(ErrDescr({Error, u"a\tb\nc\rd\r\n\\n 😀"}, {9, 1, -1, u"\n"}));
     errors.ProcError(ErrDescr({Error, u"\x01\x1F\xFFFE\xDE00\xD83D"}, {10, 1, -1, u"e"}));
     errors.SetDocName(name);
-    EXPECT_TRUE(errors.SaveDataToDisk(path));
 
     PermanentErrProc back;
-    EXPECT_TRUE(back.ReadDataFromDisk(path));
+    EXPECT_TRUE(errors.SaveDataToDisk(path) && back.ReadDataFromDisk(path));
     ASSERT_EQ(back.GetENum(), 5U);
     for (int i = 0; i < 4; ++i) EXPECT_TRUE(back.GetError(i) == errors.GetError(i)) << i;
     EXPECT_EQ(back.GetError(4).GetEMessage(), std::u16string(5, u'\uFFFD')) << "no XML has them";
     back.SetDocName(back.GetDocName() + u"!");
-    const std::u16string rest = name.empty() ? u"" : u" mnum=\"7\" mtype=\"Fatal error\"";
-    EXPECT_TRUE(Saved(back).starts_with(std::u16string(u"<errors fname=\"")
-                                            .append(name)
-                                            .append(u"!\"")
-                                            .append(rest)
-                                            .append(u" throw=\"f")));
+    EXPECT_TRUE(Saved(back).starts_with(head));
   }
 }
 
@@ -96,8 +91,8 @@ TEST(ErrorFile, FailureIsAnEntryAndTheFileDecidesWhetherWrongDataIsOne) {
 
   // What is thrown by the load of a file is a failure, too.
   TempFolder folder;
-  std::ofstream(folder.Path("bad")) << "<?xml version='1.0' encoding='klingon'?><errors/>";
-  EXPECT_FALSE(errors.ReadDataFromDisk(Wide(folder.Path("bad"))));
+  folder.Write("bad", "<?xml version='1.0' encoding='klingon'?><errors/>");
+  EXPECT_FALSE(errors.ReadDataFromDisk(folder.Wide("bad")));
   EXPECT_EQ(Entries(errors), failed);
   EXPECT_FALSE(errors.SaveDataToDisk(u"/none/e.err"));
   EXPECT_EQ(Entries(errors), failed + u"3 Failed writing a file; ");
@@ -106,8 +101,7 @@ TEST(ErrorFile, FailureIsAnEntryAndTheFileDecidesWhetherWrongDataIsOne) {
 
 TEST(ErrorFile, CopiesShareOneDocumentAndOutliveEachOther) {
   auto first = std::make_unique<PermanentErrProc>();
-  PermanentErrProc copy = *first;
-  PermanentErrProc other;
+  PermanentErrProc copy = *first, other;
   other = copy;
   EXPECT_EQ(Saved(*first), u"<errors/>");
   first.reset();

@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <cstring>
 #include <string>
 
-#include "kvorlib/encoding.h"
 #include "support/tempfolder.h"
 #include "util/wideformat.h"
 
@@ -25,12 +24,21 @@ struct Recorder : LogWriter {
 };
 
 // Leaves no logger and no code page behind.
-struct MessLoggerTest : testing::Test {
+struct MessLoggerTest : testing::Test, protected TempFolder {
   ~MessLoggerTest() override {
     MessLogger::SetMessLogger(nullptr);
     SetLogCP(-1);
     SetCP(0);
   }
+  // The units of the log file; a byte too many shows as '!'.
+  std::u16string Logged() const {
+    const std::string bytes = Read("Журнал 🗒");
+    std::u16string units(bytes.size() / 2, u'\0');
+    std::memcpy(units.data(), bytes.data(), bytes.size() & ~std::size_t{1});
+    return bytes.size() % 2 == 0 ? units : units + u'!';
+  }
+
+  const std::u16string file = Wide("Журнал 🗒");
   Recorder sink;
 };
 
@@ -87,61 +95,42 @@ TEST_F(MessLoggerTest, NarrowTextsAreUtf8UntilToldOtherwiseAndBounded) {
   EXPECT_EQ(sink.said.size(), 12 + 8191U + 2);
 }
 
-// The units of a log file; a byte too many shows as '!'.
-std::u16string UnitsOf(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  std::u16string units;
-  for (char16_t unit = 0; stream.read(reinterpret_cast<char*>(&unit), 2);) units += unit;
-  return stream.gcount() == 0 ? units : units + u'!';
-}
-
 TEST_F(MessLoggerTest, FileTakesAMarkInEveryModeAndEverythingAtOnce) {
-  const TempFolder folder;
-  const std::string path = folder.Path("Журнал 🗒.txt");
-  const std::u16string name = A2U(path, 65001);
   FileLogWriter writer;
   MessLogger logger(&writer);
   EXPECT_EQ(writer.CloseLog(), u"");
-  EXPECT_FALSE(writer.Write(u"nowhere"));
-  EXPECT_FALSE(logger.LogMessage(MC_ALWAYS, u"%d", 1));
+  EXPECT_FALSE(writer.Write(u"nowhere") || logger.LogMessage(MC_ALWAYS, u"%d", 1));
 
-  ASSERT_TRUE(writer.OpenLog(name, u"wb"));
-  EXPECT_EQ(UnitsOf(path), u"\uFEFF");
-  EXPECT_TRUE(writer.Write(u"один\n"));
-  EXPECT_TRUE(logger.LogMessage(MC_ALWAYS, u"%s %d", u"🗒", 2));
-  EXPECT_EQ(UnitsOf(path), u"\uFEFFодин\n🗒 2");
-  EXPECT_EQ(writer.CloseLog(), name);
+  ASSERT_TRUE(writer.OpenLog(file, u"wb"));
+  EXPECT_EQ(Logged(), u"\uFEFF");
+  EXPECT_TRUE(writer.Write(u"один\n") && logger.LogMessage(MC_ALWAYS, u"%s %d", u"🗒", 2));
+  EXPECT_EQ(Logged(), u"\uFEFFодин\n🗒 2");
+  EXPECT_EQ(writer.CloseLog(), file);
   EXPECT_EQ(writer.CloseLog(), u"");
-  ASSERT_TRUE(writer.OpenLog(name, u"a+b"));
-  EXPECT_TRUE(writer.Write(u"."));
-  EXPECT_EQ(UnitsOf(path), u"\uFEFFодин\n🗒 2\uFEFF.");
+  EXPECT_TRUE(writer.OpenLog(file, u"a+b") && writer.Write(u"."));
+  EXPECT_EQ(Logged(), u"\uFEFFодин\n🗒 2\uFEFF.");
 
-  EXPECT_FALSE(writer.OpenLog(A2U(folder.Path("no/where"), 65001), u"wb"));
-  EXPECT_FALSE(writer.Write(u"lost"));
+  EXPECT_FALSE(writer.OpenLog(Wide("no/where"), u"wb") || writer.Write(u"lost"));
   ASSERT_TRUE(writer.OpenLog(u"/dev/full", u"wb"));
-  EXPECT_FALSE(writer.Write(u"x"));
-  EXPECT_FALSE(logger.LogMessage(MC_ALWAYS, u"%d", 1));
+  EXPECT_FALSE(writer.Write(u"x") || logger.LogMessage(MC_ALWAYS, u"%d", 1));
 }
 
 TEST_F(MessLoggerTest, SafeWriterEscapesPlainTextAlone) {
-  const TempFolder folder;
   const SafeModeGuard noLogger(true);
   SafeHtmlWriter writer;
-  EXPECT_TRUE(writer.Write(u"nowhere"));
-  ASSERT_TRUE(writer.OpenLog(A2U(folder.Path("log"), 65001), u"wb"));
+  ASSERT_TRUE(writer.Write(u"nowhere") && writer.OpenLog(file, u"wb"));
   MessLogger logger(&writer);
   MessLogger::SetMessLogger(&logger);
   LogStringMessage(MC_ALWAYS, u"<1>");
   {
     const SafeModeGuard safe(true);
-    LogStringMessage(MC_ALWAYS, u"\"2\"");
-    LogStringMessage(MC_ALWAYS, u"\"<3>\"&");
+    for (const char16_t* const text : {u"\"2\"", u"\"<3>\"&"}) LogStringMessage(MC_ALWAYS, text);
     LogMessage(MC_ALWAYS, u"<%s>", u"&");
     const SafeModeGuard markup(false);
     LogStringMessage(MC_ALWAYS, u"<4>");
   }
   LogStringMessage(MC_ALWAYS, u"<5>");
-  EXPECT_EQ(UnitsOf(folder.Path("log")), u"\uFEFF<1>\"2\"&quot;&lt;3&gt;&quot;&amp;<&><4><5>");
+  EXPECT_EQ(Logged(), u"\uFEFF<1>\"2\"&quot;&lt;3&gt;&quot;&amp;<&><4><5>");
 
   logger.SetLogWriter(&sink);
   const SafeModeGuard otherWriter(true);
@@ -168,8 +157,7 @@ TEST(UserCallbacks, ShowAndAskOnlyWhenInstalled) {
   SetUserCP(0);
   SetCP(before);
   progress.AddMessage(u"heard");
-  EXPECT_TRUE(UserQuestion(u"yes?"));
-  EXPECT_FALSE(UserQuestion(u"no?"));
+  EXPECT_TRUE(UserQuestion(u"yes?") && !UserQuestion(u"no?"));
   SetUserCallback(nullptr);
   SetUserQuestCallback(nullptr);
   EXPECT_EQ(shown, u"[wide\n][да\r\n][нет][heard\r\n]");
