@@ -61,8 +61,10 @@ class MemoryMap : public PersistentMap {
   bool _get(DataTransfer const&, DataTransfer&) override { return true; }
   bool _getnext(DataTransfer&, DataTransfer&) override { return true; }
   bool _rewind() override { return true; }
-  bool _put(DataTransfer const& key, DataTransfer const& record, bool) override {
-    errLevel = store->records.emplace(TextOf(key), TextOf(record)).second ? 0 : 1;
+  bool _put(DataTransfer const& key, DataTransfer const& record, bool overwrite) override {
+    auto const [at, isNew] = store->records.emplace(TextOf(key), TextOf(record));
+    if (overwrite) at->second = TextOf(record);
+    errLevel = isNew || overwrite ? 0 : 1;
     return errLevel == 0;
   }
   bool _update(DataTransfer const&, DataTransfer const&) override { return true; }
