@@ -115,7 +115,7 @@ TEST_F(IndexFileTest, CopyHoldsTheTargetOpenAndNeverCopiesAFileOntoItself) {
   EXPECT_STREQ(copied.ErrorMessage(), "Key must be defined for this record format");
 
   RecordPool pool;
-  EXPECT_TRUE(copied.Clear() && words.Open(source.c_str(), true));
+  EXPECT_TRUE(copied.Clear() && !copied.Copy(pool, nullptr) && words.Open(source.c_str(), true));
   EXPECT_TRUE(words.GetPool(pool, std::string("d"), -1) && copied.Copy(pool, nullptr));
   EXPECT_EQ(copied.Size(), 1);
   EXPECT_TRUE(words.GetPool(pool) && copied.Copy(pool, nullptr));  // one refusal: "dog" is there
