@@ -59,6 +59,17 @@ Change Erasing(const char* what, std::vector<Bytes> before, int n) {
   return {what, std::move(before), [=](int file) { return Erase(file, Name(n) + ' '); },
           [=](Contents& all) { all.erase(Name(n) + ' '); }};
 }
+// As one operation, into an empty file.
+Change LoadingAtOnce(const char* what, const std::vector<Bytes>& records) {
+  const auto load = [=](int file) {
+    SortedLoad sorted(udbEntry(file).path);
+    for (const Bytes& record : records) sorted.Add(AsKey(record));
+    return sorted.Finish().stored == records.size() ? 0 : -1;
+  };
+  return {what, {}, load, [=](Contents& all) {
+            for (const Bytes& record : records) all[KeyOf(record)] = record;
+          }};
+}
 Change WithRecovery(Change change) {
   change.recoveryToo = true;
   return change;
@@ -81,6 +92,7 @@ std::vector<Change> Changes() {
       WithRecovery(Inserting("insertion that splits a leaf amid others", tree, Sized(5, 1900))),
       // Found by the test: as many as the root takes.
       WithRecovery(Inserting("split up to a new root", Many(60, 1400), {})),
+      LoadingAtOnce("records loaded at once", Many(8, 1900) + Sized(90, 5000)),
       Erasing("erasure in place", leaf, 4),
       Erasing("erasure of the only record", {Sized(0, 300)}, 0),
       Erasing("erasure that frees a leaf amid others", Many(4, 1900) + Sized(10, 1900), 4),
