@@ -182,6 +182,7 @@ Analysis::Tree Analysis::BestTree(const std::vector<Word>& words, bool aside) {
 
 Analysis::Tree Analysis::TreeOf(const std::vector<Word>& words, std::size_t combination) {
   Tree tree;
+  tree.reading = combination + 1;
   std::vector<std::uint16_t> codes;
   for (const Word& word : words) {
     codes.push_back(word.readings[combination % word.readings.size()].KPos);
@@ -195,6 +196,7 @@ Analysis::Tree Analysis::TreeOf(const std::vector<Word>& words, std::size_t comb
 void Analysis::TellTree(const std::vector<Word>& words, const Tree& tree, bool aside) {
   const Section section(log, u"Tree");
   if (aside) Draw(words, tree);
+  Say(u"Reading: " + Number(tree.reading) + u"\r\n");
   for (std::size_t at = 0; at < words.size(); ++at) {
     const Link& link = tree.links[at];
     Say(words[at].text + u": " +

@@ -70,6 +70,7 @@ class Analysis {
   struct Tree {
     std::vector<std::u16string> notes;  // the part of speech of each word
     std::vector<Link> links;
+    std::size_t reading = 0;  // whose tree it is, from 1
   };
 
   void FillDictionary();

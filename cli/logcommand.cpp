@@ -92,7 +92,7 @@ int Run(Session& session, const DemoOptions& options) {
   const std::u16string report = KV::Timer::GetTimer()->Report();
   {
     const Section section(log, u"Times");
-    log.LogStringMessage(MC_LOG, report);
+    log.LogStringMessage(MC_LOG, u"Of the processor, in seconds:\r\n" + report);
   }
   const std::string page = Narrow(log.CloseLog());
   MessLogger::SetMessLogger(complaining);
@@ -102,8 +102,9 @@ int Run(Session& session, const DemoOptions& options) {
                        .Text()
                 << '\n';
   } else {
-    session.out << page << ": " << Counted(static_cast<std::uint64_t>(counts.errors), "error")
-                << " shown\n";
+    session.out << page << ": a log for a browser, with "
+                << Counted(static_cast<std::uint64_t>(counts.errors), "error")
+                << " of the sentences\nTimes of the processor, in seconds:\n";
     for (const char c : Narrow(report))
       if (c != '\r') session.out << c;
   }
