@@ -170,7 +170,9 @@ def case_odd_texts_are_shown_as_they_were_logged(b, shots):
 def case_search_counts_and_shows_what_is_folded(b, shots):
     show(b)
     whole = b.js('document.getElementById("log").textContent').lower()
-    b.press('f', '/')
+    b.press('f')
+    same(b.js('''document.body.dispatchEvent(new KeyboardEvent('keydown',
+      {key: '/', code: 'Digit7', shiftKey: true, bubbles: true})) && document.activeElement.type'''), 'search')
     for text in ('house', 'ОТБИВАТЬ', '<"&">', 'ß.*'):
         b.js('(document.querySelector("#bar input").value = "")')
         b.type('#bar input', text)

@@ -544,6 +544,11 @@
     document.body.prepend(bar.itself, makeHelp());
   }
 
+  const signs = {
+    '/': () => bar.search.focus(),
+    '?': () => bar.help.showModal(),
+  };
+
   const actions = {
     KeyF: () => setLevel(0),
     KeyU: () => setLevel(Infinity),
@@ -553,16 +558,18 @@
     KeyE: (direction) => stepError(direction),
     KeyL: () => linkHere(),
     KeyT: () => nextTheme(),
-    Slash: (direction) => (direction > 0 ? bar.search.focus() : bar.help.showModal()),
+    Slash: (direction) => signs[direction > 0 ? '/' : '?'](),
   };
 
-  // Keys go by their place, so that they work under a Cyrillic layout too.
+  // Keys go by their place, so that they work under a Cyrillic layout too; but what types a sign is
+  // that sign, which lies above a digit in some layouts.
   function onKey(event) {
     if (event.ctrlKey || event.altKey || event.metaKey || bar.help.open) return;
     if (event.target.closest('input, select')) return;
     if (event.key === 'Enter' && event.target.matches('img.tree')) event.target.click();
     const digit = /^Digit([1-9])$/.exec(event.code);
-    const action = digit ? () => setLevel(Number(digit[1])) : actions[event.code];
+    const action = signs[event.key] ||
+      (digit ? () => setLevel(Number(digit[1])) : actions[event.code]);
     if (!action) return;
     event.preventDefault();
     action(event.shiftKey ? -1 : 1);
