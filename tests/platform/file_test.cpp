@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <string>
+#include <thread>
 
 #include "platform/child.h"
 #include "support/tempfolder.h"
@@ -111,6 +112,44 @@ TEST(File, HoldersBearEachOtherOrNobodyAndKeepTheFileFromDeletion) {
   EXPECT_EQ(RemoveFile(path), 0);
   EXPECT_EQ(RemoveFile(path), ENOENT);
   EXPECT_EQ(RemoveFile(folder.Path()), EACCES);
+}
+
+TEST(File, OwnerAndModeTellWhoElseUsesIt) {
+  const TempFolder folder;
+  const std::string path = folder.Path("f");
+  const auto file = Open(path, OpenMode::CreateNew).file;
+  const auto with = [&](mode_t mode) {
+    EXPECT_EQ(chmod(path.c_str(), mode), 0);
+    return file->WhoElse();
+  };
+  EXPECT_EQ(with(0600), Company::Own);
+  EXPECT_EQ(with(0644), Company::Readers);
+  EXPECT_EQ(with(0640), Company::Readers);
+  EXPECT_EQ(with(0660), Company::Writers);
+  EXPECT_EQ(with(0602), Company::Writers);
+  if (geteuid() != 0 || chown(path.c_str(), 65534, 65534) != 0) return;
+  EXPECT_EQ(with(0600), Company::Writers);
+}
+
+TEST(File, ThoseWhoLookGoTogetherAndOneWhoChangesIsNotKeptWaitingByMoreOfThem) {
+  constexpr std::chrono::milliseconds none(0);
+  const TempFolder folder;
+  const auto one = Open(folder.Path("f"), OpenMode::CreateNew).file;
+  const auto two = Open(folder.Path("f"), OpenMode::ReadOnly).file;
+  const auto three = Open(folder.Path("f"), OpenMode::ReadWrite).file;
+  EXPECT_TRUE(one->Lock(Hold::Looking, none) && two->Lock(Hold::Looking, none));
+  EXPECT_FALSE(three->Lock(Hold::Changing, none));
+  one->Unlock();
+  std::thread changes([&] { EXPECT_TRUE(three->Lock(Hold::Changing, std::chrono::seconds(20))); });
+  while (one->Lock(Hold::Looking, none)) {
+    one->Unlock();
+    std::this_thread::yield();
+  }
+  two->Unlock();
+  changes.join();
+  EXPECT_FALSE(two->Lock(Hold::Looking, none));
+  three->Unlock();
+  EXPECT_TRUE(two->Lock(Hold::Looking, none));
 }
 
 // One process makes and deletes the file all the time; whoever opens it meanwhile either fails or

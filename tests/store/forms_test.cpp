@@ -1,10 +1,13 @@
 // Real files through the system's own host, in the plain form and in the mapped one.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <thread>
 
 #include "support/storecalls.h"
 #include "support/tempfolder.h"
@@ -39,13 +42,19 @@ class Formed {
 };
 
 // All answers of a random script on a new file at `path`, with its bytes now and then.
-std::vector<Bytes> RunScript(FileForm form, const std::string& path) {
+std::vector<Bytes> RunScript(FileForm form, const std::string& path, bool isShared = false) {
   const Formed formed(form);
   std::mt19937 random(7);
   std::vector<Bytes> answers;
   std::string failure;
   int file = udbCreate(path.c_str(), Words, failure);
   EXPECT_GE(file, 0) << failure;
+  if (isShared) {
+    EXPECT_EQ(udbClose(file), 0);
+    std::filesystem::permissions(path, std::filesystem::perms(0666));
+    file = udbOpen(path.c_str(), 2, failure);
+    EXPECT_FALSE(udbEntry(file).OnlyOursToChange());
+  }
   for (int step = 0; step < 6000; ++step) {
     const std::string key = std::to_string(random() % 900);
     const std::size_t length = random() % 30 == 0 ? random() % 20000 : random() % 600;
@@ -77,10 +86,40 @@ std::vector<Bytes> RunScript(FileForm form, const std::string& path) {
   return answers;
 }
 
-TEST(FormsTest, PlainAndMappedGiveTheSameAnswersAndTheSameBytes) {
+TEST(FormsTest, AllFormsGiveTheSameAnswersAndTheSameBytes) {
   const TempFolder folder;
-  EXPECT_TRUE(RunScript(FileForm::Plain, folder.Path("a")) ==
-              RunScript(FileForm::Mapped, folder.Path("b")));
+  const std::vector<Bytes> plain = RunScript(FileForm::Plain, folder.Path("a"));
+  EXPECT_TRUE(plain == RunScript(FileForm::Mapped, folder.Path("b")));
+  EXPECT_TRUE(plain == RunScript(FileForm::Mapped, folder.Path("c"), true));
+}
+
+// The owner maps the file and reads it without any lock, and changes it under the others' lock.
+TEST(FormsTest, OwnerWaitsForOthersWhoReadItsFileOnlyToChangeIt) {
+  const TempFolder folder;
+  const std::string path = folder.Path("read");
+  const Formed formed(FileForm::Mapped);
+  std::string failure;
+  ASSERT_EQ(udbClose(udbCreate(path.c_str(), Words, failure)), 0) << failure;
+  std::filesystem::permissions(path, std::filesystem::perms(0644));
+  const int file = udbOpen(path.c_str(), 2, failure);
+  ASSERT_EQ(Insert(file, "a 1"), 0);
+  int error = 0;
+  const auto other =
+      platform::OpenFile(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
+  ASSERT_TRUE(other->Lock(platform::Hold::Looking, std::chrono::seconds(1)));
+  std::atomic<bool> read = false;
+  std::thread leaves([&] {
+    while (!read) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    other->Unlock();
+  });
+  Bytes record;
+  EXPECT_EQ(Get(file, "a ", record), 0);
+  read = true;
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(Insert(file, "b 2"), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(50));
+  leaves.join();
 }
 
 // Somebody cuts the file while it is mapped: the first operation that meets it says so, the ones

@@ -28,7 +28,7 @@ enum class Claim { Had, Refused, Unsupported };
 
 // `type`: F_RDLCK to hold the file with others, F_WRLCK to hold it alone.
 Claim ClaimSharing(int fd, short type) {
-  int answer = LockByte(fd, SharingByte, type);
+  int answer = LockBytes(fd, SharingByte, 1, type);
   if (answer != 0 && errno == EBADF) {
     // A descriptor that may not write cannot hold the byte alone; it can ask whether it could.
     struct flock lock = {};

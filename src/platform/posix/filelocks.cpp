@@ -45,12 +45,12 @@ bool IsReachedFromElsewhere(int fd) {
 
 }  // namespace
 
-int LockByte(int fd, off_t byte, short type) {
+int LockBytes(int fd, off_t first, off_t count, short type) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  lock.l_start = byte;
-  lock.l_len = 1;
+  lock.l_start = first;
+  lock.l_len = count;
   return Uninterrupted([&] { return fcntl(fd, F_OFD_SETLK, &lock); });
 }
 
@@ -65,16 +65,16 @@ Company WhoElseUses(int fd) {
 
 Company PosixFile::WhoElse() { return WhoElseUses(descriptor.Get()); }
 
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
 // The system could wait for the lock, but not for so long and no longer.
-bool PosixFile::Lock(Hold hold, std::chrono::milliseconds patience) {
-  using Clock = std::chrono::steady_clock;
+bool Obtain(int fd, off_t first, off_t count, short type, Clock::time_point end) {
   constexpr std::chrono::microseconds Longest(2000);
   std::chrono::microseconds pause(20);
-  const short type = hold == Hold::Looking ? F_RDLCK : F_WRLCK;
-  Clock::time_point end{};
-  while (LockByte(descriptor.Get(), WorkingByte, type) != 0) {
+  while (LockBytes(fd, first, count, type) != 0) {
     if (errno != EAGAIN && errno != EACCES) return errno != EBADF;
-    if (end == Clock::time_point{}) end = Clock::now() + patience;
     if (Clock::now() >= end) return false;
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, Longest);
@@ -82,6 +82,24 @@ bool PosixFile::Lock(Hold hold, std::chrono::milliseconds patience) {
   return true;
 }
 
-void PosixFile::Unlock() { LockByte(descriptor.Get(), WorkingByte, F_UNLCK); }
+}  // namespace
+
+// Who wants to change keeps the gate shut, so that those who look do not follow each other for
+// ever; they leave it open behind them.
+bool PosixFile::Lock(Hold hold, std::chrono::milliseconds patience) {
+  const int fd = descriptor.Get();
+  const Clock::time_point end = Clock::now() + patience;
+  if (hold == Hold::Looking) {
+    if (!Obtain(fd, GateByte, 2, F_RDLCK, end)) return false;
+    LockBytes(fd, GateByte, 1, F_UNLCK);
+    return true;
+  }
+  if (!Obtain(fd, GateByte, 1, F_WRLCK, end)) return false;
+  if (Obtain(fd, WorkingByte, 1, F_WRLCK, end)) return true;
+  LockBytes(fd, GateByte, 1, F_UNLCK);
+  return false;
+}
+
+void PosixFile::Unlock() { LockBytes(descriptor.Get(), GateByte, 2, F_UNLCK); }
 
 }  // namespace platform
