@@ -93,7 +93,8 @@ class Guard;
 
 // Keeps other processes from changing the file for several calls on end, so that these see the same
 // one; without an open file, this user's processes from changing any. If the lock cannot be had the
-// calls run without that promise. REQUIRES: the file stays open, and the calls inside only read.
+// calls run without that promise. REQUIRES: the file stays open, and the calls inside only read; a
+// file that others change is not used under another number meanwhile.
 class UdbHold {
  public:
   explicit UdbHold(int file);
