@@ -76,6 +76,13 @@ class File {
   virtual bool Move(std::uint64_t /*from*/, std::uint64_t /*to*/, std::size_t /*n*/) {
     return false;
   }
+  // Makes the file as long as that, by zeros, so that Write will find room for what lies within: a
+  // full disk fails here. False where there is no View, and when it failed; the file may be longer
+  // by some of it then. A file that is as long already stays as it is.
+  virtual bool Extend(std::uint64_t /*size*/) { return false; }
+  // Somebody may have made the file shorter, but not where anybody looks or will look: how long it
+  // is has to be asked for anew.
+  virtual void Shrunk() {}
 
   // As it is when asked; it changes with the file's mode and owner.
   virtual Company WhoElse() { return Company::Own; }

@@ -2,8 +2,24 @@
 #include "store/bitmap.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace store {
+
+namespace {
+
+// From a byte whose pages are all in use: the last of such bytes in a row, or one of them.
+std::uint32_t LastOfFull(ConstBitmap bitmap, std::uint32_t byte) {
+  std::uint64_t eight = 0;
+  while (byte + 1 + sizeof eight <= bitmap.size()) {
+    std::memcpy(&eight, &bitmap[byte + 1], sizeof eight);
+    if (eight != ~std::uint64_t{0}) break;
+    byte += sizeof eight;
+  }
+  return byte;
+}
+
+}  // namespace
 
 std::uint32_t FindFreeRun(ConstBitmap bitmap, std::uint32_t count) {
   std::uint32_t start = 0;
@@ -11,6 +27,7 @@ std::uint32_t FindFreeRun(ConstBitmap bitmap, std::uint32_t count) {
   for (std::uint32_t byte = 0; byte < bitmap.size(); ++byte) {
     if (bitmap[byte] == 0xFF) {
       length = 0;
+      byte = LastOfFull(bitmap, byte);
       continue;
     }
     for (std::uint32_t bit = 0; bit < 8; ++bit) {

@@ -48,6 +48,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
 void ResetEntry(UdbFile& entry) {
   entry.cursorPage = entry.cursorOffset = 0;
   entry.missedSize = 0;
+  entry.needed = 0;
   entry.matchMode = UDB_EXACT;
   entry.maxRead = udbMaxRecord;
 }
@@ -164,14 +165,15 @@ int udbClose(int file) {
   if (file >= 0 && file < udbMaxFiles) udbEntry(file).lost = false;
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
-  // Nothing is written at a close, so that one which fails closes all the same; but whoever did not
-  // have the lock may try again.
+  // A close that fails closes all the same; but whoever did not have the lock may try again.
   if (!entry->OnlyOursToChange()) {
     OpenFiles::Free(*entry);  // nobody else's work is touched by that
     return 0;
   }
-  const int answer = !Select(file) ? -1 : Attempt(*entry, [] {
-    const Guard guard(TheEngine().work.Undo());
+  const int answer = !Select(file) ? -1 : Attempt(*entry, [&] {
+    WorkFile& work = TheEngine().work;
+    const Guard guard(work.Undo(), *entry, entry->needed != 0 ? Hold::Changing : Hold::Looking);
+    work.CutToNeed(*entry);
     return 0;
   });
   if (answer == 0 || entry->lastError != UDB_TIMEOUT) OpenFiles::Free(*entry);

@@ -29,6 +29,9 @@ struct UdbFile {
   std::unique_ptr<store::VirtualFile> journalFd;
   platform::FileIdentity identity;
   store::Seen seen;
+  // Not 0: the file was made longer than it needs. So far it is needed, as this process knows.
+  std::uint64_t needed = 0;
+  std::uint32_t cutsSeen = 0;
   platform::Company company = platform::Company::Own;  // when it was opened
   // Whether all who may change the file share the mutex, its memory and the counts in it. If not,
   // nothing seen of the file outlives an operation, and none goes without its lock.

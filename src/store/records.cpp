@@ -9,7 +9,8 @@ namespace store {
 
 void StagedEntry::Start(EntryForm form, std::size_t payload) {
   size = Rounded(EntryHead + payload);
-  std::fill_n(bytes.begin(), size, std::uint8_t{0});
+  Store16(bytes.data() + 5, 0);  // of no meaning in a key entry, and zero
+  std::fill(bytes.begin() + EntryHead + payload, bytes.begin() + size, std::uint8_t{0});
   bytes[0] = static_cast<std::uint8_t>(form);
   Store16(bytes.data() + 1, static_cast<std::uint16_t>(EntryHead + payload));
 }
@@ -92,22 +93,35 @@ void Records::Stage(Bytes record, Bytes key, StagedEntry& staged) {
   }
 }
 
+// The first bytes of the piece as they are, these behind them, then zeros to the end of a page.
+Bytes Records::Compose(std::size_t start, Bytes bytes) {
+  const std::size_t end = start + bytes.size();
+  const std::size_t pages = (end + PageSize - 1) / PageSize * PageSize;
+  std::copy(bytes.begin(), bytes.end(), &piece[start]);
+  std::fill(&piece[0] + end, &piece[0] + pages, std::uint8_t{0});
+  return Bytes(piece).first(pages);
+}
+
 std::uint16_t Records::WriteRun(Bytes record) {
   const std::uint32_t version = work.Version();
   // The prefix of the old version has 16 bits for the length; a longer record would come back cut.
   if (version == OldVersion && record.size() > 0xFFFF) work.Raise(UDB_WRONG_RECORD_LENGTH);
   const std::uint32_t pages = RunPages(version, record.size());
   const std::uint16_t first = work.AllocateRun(pages);
-  std::array<std::uint8_t, 8> prefix;
-  RunPrefix{static_cast<std::uint32_t>(record.size()), Checksum(record)}.Store(prefix.data(),
-                                                                               version);
+  // Whole pages in one piece: prefix, record, filler. A long record is not copied for that.
   const std::size_t prefixSize = RunPrefix::SizeFor(version);
   const std::uint64_t at = std::uint64_t{first} * PageSize;
-  work.WriteBytes(at, Bytes(prefix).first(prefixSize));
-  work.WriteBytes(at + prefixSize, record);
-  const Page filler{};
-  const std::size_t rest = pages * PageSize - prefixSize - record.size();
-  if (rest > 0) work.WriteBytes(at + prefixSize + record.size(), Bytes(filler).first(rest));
+  const std::size_t inFront =
+      pages <= piece.size() / PageSize ? record.size() : PageSize - prefixSize;
+  RunPrefix{static_cast<std::uint32_t>(record.size()), Checksum(record)}.Store(piece.data(),
+                                                                               version);
+  work.WriteBytes(at, Compose(prefixSize, record.first(inFront)));
+  if (inFront == record.size()) return first;
+  const Bytes behind = record.subspan(inFront);
+  const std::size_t whole = behind.size() / PageSize * PageSize;
+  work.WriteBytes(at + PageSize, behind.first(whole));
+  if (whole < behind.size())
+    work.WriteBytes(at + PageSize + whole, Compose(0, behind.subspan(whole)));
   return first;
 }
 

@@ -20,7 +20,7 @@ class StagedEntry {
 
  private:
   void Start(EntryForm form, std::size_t payload);
-  std::array<std::uint8_t, Rounded(MaxEntry)> bytes{};
+  std::array<std::uint8_t, Rounded(MaxEntry)> bytes;  // the first `size` are valid
   std::size_t size = 0;
 };
 
@@ -41,8 +41,10 @@ class Records {
   bool ReadRun(std::uint16_t first, DataTransfer& record, std::uint32_t& checksum);
   RunPrefix ReadPrefix(std::uint16_t first);
   std::uint16_t WriteRun(Bytes record);
+  Bytes Compose(std::size_t start, Bytes bytes);
 
   WorkFile& work;
+  std::array<std::uint8_t, 16 * PageSize> piece;  // of a run, while it is written
 };
 
 }  // namespace store

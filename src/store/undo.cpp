@@ -11,7 +11,7 @@ namespace {
 
 // In which layout the memory is: it outlives the program that wrote to it, and what another build
 // left there is not to be understood.
-constexpr std::uint32_t Layout = 0x756E6404;
+constexpr std::uint32_t Layout = 0x756E6405;
 
 constexpr std::size_t KeptBacked = 256U << 10;   // more than an update of tree pages ever needs
 constexpr std::size_t AsideLimit = 48U << 20;    // bytes of all records set aside

@@ -30,6 +30,17 @@ class UndoLog {
   // Takes the memory in hand. To be called with each taking of the lock, before anything is kept.
   void Attach(Host& host);
 
+  // Whether this is memory of all who take the lock.
+  bool IsShared() const { return board != nullptr && !inOwnMemory; }
+  // How often a file was cut to what it needs, in this memory. Around each cut, which is a change
+  // of the file to those who read without the lock.
+  std::uint32_t Cuts() const { return board->cuts; }
+  void BeginCut(const platform::FileIdentity& file) {
+    Publish(board->cuts, board->cuts + 1);
+    BeginChange(file);
+  }
+  void EndCut(const platform::FileIdentity& file) { EndChange(file); }
+
   // Whether an update goes on here, which has been neither taken back nor completed.
   bool Active() const { return board != nullptr && board->active != 0; }
 
@@ -89,7 +100,8 @@ class UndoLog {
     std::uint32_t layout;
     std::uint32_t active;  // the area of the record in work; 0: none
     std::uint32_t aside;   // bit n: area n holds a record that was set aside
-    std::uint64_t order;   // of the latest record
+    std::uint32_t cuts;
+    std::uint64_t order;  // of the latest record
     std::array<Held, Host::Areas> held;
   };
 

@@ -12,7 +12,11 @@ namespace store {
 
 namespace {
 
-std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
+constexpr std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
+
+// Files from this size on grow by more than they need.
+constexpr std::uint64_t AheadFrom = OffsetOf(64);
+constexpr std::uint64_t Ahead = OffsetOf(16);
 
 int CodeOfErrno(int error) {
   switch (error) {
@@ -35,6 +39,7 @@ void WorkFile::Attach(UdbFile& file) {
   ownedLength = 0;
   changedLength = HeaderEnd;
   figureToGiveBack = 0;
+  neededBefore = file.needed;
   if (!file.fd->Sound()) {
     file.seen.Forget();
     file.seen.pages = nullptr;
@@ -68,6 +73,8 @@ void WorkFile::LoadHeader() {
 }
 
 void WorkFile::Learn() {
+  if (undo.Cuts() != entry->cutsSeen) entry->fd->Shrunk();
+  entry->cutsSeen = undo.Cuts();
   Seen& seen = entry->seen;
   const bool isKnown = entry->identity != platform::FileIdentity{};
   ChangeCount* const count = isKnown ? undo.CountOf(entry->identity) : nullptr;
@@ -204,6 +211,7 @@ void WorkFile::NeedSize(std::uint64_t offset, std::size_t n) {
 
 void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   NeedSize(offset, bytes.size());
+  GrowAhead(offset + bytes.size());
   for (std::uint64_t page = offset / PageSize; page <= (offset + bytes.size() - 1) / PageSize;
        ++page) {
     entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
@@ -213,6 +221,35 @@ void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
     Raise(codeOfFailure);
   }
   if (!entry->fd->Write(offset, bytes.data(), bytes.size())) Raise(codeOfFailure);
+}
+
+// One page after another is dear, some at once are cheap. Only where all who use the file learn of
+// its being cut again. REQUIRES: the undo record has the size of a file that does not reach there.
+void WorkFile::GrowAhead(std::uint64_t end) {
+  if (entry->needed != 0) entry->needed = std::max(entry->needed, end);
+  if (end <= AheadFrom || end <= entry->fd->Viewable() || !undo.IsShared()) return;
+  if (entry->fd->View(end - 1, 1) != nullptr) return;
+  const std::uint64_t size = entry->fd->Viewable();
+  if (size < AheadFrom || end - size > Ahead) return;
+  if (entry->needed == 0) entry->needed = std::max(size, end);
+  entry->fd->Extend(std::min(end + Ahead, OffsetOf(MaxPages)));  // if not, Write does what it can
+}
+
+void WorkFile::CutToNeed(UdbFile& file) {
+  if (file.needed == 0 || undo.Owes(file.identity)) return;
+  Attach(file);
+  LoadHeader();
+  Learn();
+  std::uint32_t pages = MaxPages;
+  while (pages > 1 && !WasInUse(pages - 1)) --pages;
+  const std::uint64_t end = std::max(file.needed, OffsetOf(pages));
+  const std::int64_t size = file.fd->Size();
+  if (size <= static_cast<std::int64_t>(end) || size > static_cast<std::int64_t>(end + Ahead)) {
+    return;
+  }
+  undo.BeginCut(file.identity);
+  file.fd->Truncate(end);
+  undo.EndCut(file.identity);
 }
 
 void WorkFile::CheckPageNumber(std::uint16_t page) {
@@ -414,6 +451,7 @@ void WorkFile::Commit() {
 
 bool WorkFile::TakeBack() {
   if (!slotH.filled) return true;
+  entry->needed = neededBefore;
   if (undo.Active() && !undo.PutBack(*entry->fd)) {
     // What is kept in the file itself is found there.
     if (!entry->OnlyOursToChange()) undo.Drop();

@@ -121,6 +121,10 @@ class WorkFile {
   // Whether the page was in use before this operation.
   bool WasInUse(std::uint32_t page) const;
 
+  // Cuts off what the file was made longer than it needs, so far as it is free. What cannot be cut
+  // stays and does no harm. REQUIRES: the lock is held, and no operation goes on.
+  void CutToNeed(UdbFile& file);
+
   // ---- Ends of an operation ----
 
   void WriteHeaderPage();
@@ -144,6 +148,7 @@ class WorkFile {
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
   void NeedSize(std::uint64_t offset, std::size_t n);
+  void GrowAhead(std::uint64_t end);
   void BeginUndo();
   void Keep(std::uint64_t offset, Bytes bytes);
   struct Gap {
@@ -168,6 +173,7 @@ class WorkFile {
   std::size_t ownedLength = 0;    // so much of it is valid
   std::size_t changedLength = 0;  // and so much of that may differ from the file's
   bool foundDamage = false;
+  std::uint64_t neededBefore = 0;
   std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
 };
 

@@ -77,6 +77,8 @@ std::vector<Bytes> RunScript(FileForm form, const std::string& path, bool isShar
         answers.push_back(std::to_string(Erase(file, key + ' ')));
     }
     if (step % 500 != 0) continue;
+    EXPECT_EQ(udbClose(file), 0);  // closed, it is no longer than it needs
+    file = udbOpen(path.c_str(), 2, failure);
     answers.push_back(BytesOf(path));
     for (const Bytes& record : Walk(file)) answers.push_back(record);
   }
@@ -120,6 +122,29 @@ TEST(FormsTest, OwnerWaitsForOthersWhoReadItsFileOnlyToChangeIt) {
   EXPECT_EQ(Insert(file, "b 2"), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(50));
   leaves.join();
+}
+
+// One closes a file that it had made longer than it needs, and so cuts it; the other knows only how
+// long it was.
+TEST(FormsTest, FileCutAtTheCloseOfOneGrowsOnForTheOther) {
+  const TempFolder folder;
+  const std::string path = folder.Path("both");
+  const Formed formed(FileForm::Mapped);
+  std::string failure;
+  const int one = udbCreate(path.c_str(), Words, failure);
+  const int other = udbOpen(path.c_str(), 2, failure);
+  int n = 1000;
+  for (; n < 1240; ++n) ASSERT_EQ(Insert(one, Record(std::to_string(n), 1900)), 0);
+  EXPECT_EQ(Walk(other).size(), 240U);
+  const auto whole = std::filesystem::file_size(path);
+  ASSERT_EQ(udbClose(one), 0);
+  EXPECT_LT(std::filesystem::file_size(path), whole);
+  for (; n < 1300; ++n) {
+    ASSERT_EQ(Insert(other, Record(std::to_string(n), 1900)), 0) << ErrorText(other);
+  }
+  EXPECT_EQ(Walk(other).size(), 300U);
+  EXPECT_EQ(udbClose(other), 0);
+  EXPECT_EQ(CheckStore(path).state, StoreState::Sound);
 }
 
 // Somebody cuts the file while it is mapped: the first operation that meets it says so, the ones

@@ -147,6 +147,7 @@ class ModelTest : public StoreTest, public ::testing::WithParamInterface<Script>
     ASSERT_TRUE(Sound().records == RecordsOf(model));
     ASSERT_TRUE(Walk(file) == RecordsOf(model));
     ASSERT_EQ(Count(file), model.size());
+    Open();  // closed, the file is no longer than it needs
     images.push_back(std::hash<Bytes>()(Image()));
   }
 
@@ -160,7 +161,6 @@ class ModelTest : public StoreTest, public ::testing::WithParamInterface<Script>
       }
       Compare();
       ASSERT_FALSE(HasFailure()) << "batch " << batch;
-      if (batch % 2 == 1) Open();
     }
     while (!model.empty()) {
       ASSERT_EQ(Said(Erase(file, model.begin()->first)), "0");

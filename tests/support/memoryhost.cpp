@@ -93,6 +93,17 @@ class MemoryFile : public store::VirtualFile {
     if (f >= Fault::Crash) owner.TakePicture();
     return f == Fault::None || Failed();
   }
+  bool Extend(std::uint64_t size) override {
+    if (!writable || !owner.givesViews || !sound) return false;
+    const Fault f = owner.Call("extend");
+    const std::size_t before = contents->bytes.size();
+    std::size_t more = size > before ? size - before : 0;
+    if (f == Fault::Fail || f == Fault::Broken) more = 0;
+    if (f == Fault::Short || f == Fault::Crash) more /= 2;
+    contents->bytes.resize(before + more);
+    if (f >= Fault::Crash) owner.TakePicture();
+    return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
+  }
   bool Sound() const override { return sound; }
   void Renew() override { sound = true; }
 

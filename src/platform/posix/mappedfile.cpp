@@ -5,6 +5,7 @@
 #include <sys/vfs.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -69,6 +70,26 @@ class MappedFile final : public PosixFile {
     std::memmove(mapping.Start() + to, mapping.Start() + from, n);
     return !mapping.Faulted() || Lost(false);
   }
+
+  bool Extend(std::uint64_t length) override {
+    static constexpr std::array<std::byte, std::size_t{16} * 4096> Zeros{};
+    if (!writable || mapping.Start() == nullptr || mapping.Faulted() || length > Reach)
+      return false;
+    const std::int64_t now = PosixFile::Size();
+    if (now < 0) return false;
+    size = std::min<std::uint64_t>(static_cast<std::uint64_t>(now), Reach);
+    while (size < length) {
+      const std::uint64_t n = std::min<std::uint64_t>(length - size, Zeros.size());
+      if (!PosixFile::Write(size, Zeros.data(), n)) {
+        size = 0;
+        return false;
+      }
+      size += n;
+    }
+    return true;
+  }
+
+  void Shrunk() override { size = 0; }
 
   bool Truncate(std::uint64_t length) override {
     size = std::min(size, length);

@@ -48,7 +48,10 @@ struct Head {
   std::atomic<std::uint64_t> backed[MutexMemory::MaxAreas];  // bytes of each that may be touched
 };
 
-std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+std::size_t PageSize() {
+  static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return size;
+}
 
 std::size_t UpToPage(std::size_t n) { return (n + PageSize() - 1) / PageSize() * PageSize(); }
 

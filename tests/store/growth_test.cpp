@@ -1,0 +1,65 @@
+// From 64 pages on a file that is mapped grows by more than it needs. Whoever closes it cuts it
+// again; whoever dies, or finds the disk full, leaves a sound one.
+#include "support/storecalls.h"
+
+namespace {
+
+class GrowthTest : public StoreTest {
+ protected:
+  GrowthTest() { host.givesViews = true; }
+  std::size_t Pages() { return Image().size() / PageBytes; }
+  // As many pages, one of them of the tree.
+  void CreateOf(std::size_t pages) {
+    Create();
+    Fill({Record("long", (pages - 2) * PageBytes - 8)});
+    Open();
+    ASSERT_EQ(Pages(), pages);
+  }
+};
+
+TEST_F(GrowthTest, LongFileGrowsAheadAndIsCutAtItsCloseToWhatItEverNeeded) {
+  CreateOf(63);
+  Fill({Record("a", 4000)});
+  EXPECT_EQ(Pages(), 64U) << "a short one grows as it needs";
+  Fill({Record("b", 4000)});
+  EXPECT_EQ(Pages(), 65U + 16);
+  EXPECT_EQ(Image().find_first_not_of('\0', 65 * PageBytes), Bytes::npos);
+  Fill({Record("c", 16 * PageBytes - 8)});
+  EXPECT_EQ(Pages(), 65U + 16);
+  Fill({Record("d", 4000)});
+  EXPECT_EQ(Pages(), 82U + 16);
+  EXPECT_EQ(Erase(file, "d "), 0);
+  Open();
+  EXPECT_EQ(Pages(), 82U) << "what was in use once is not cut";
+  Fill({Record("d", 4000)});
+  EXPECT_EQ(Pages(), 82U) << "and is used again";
+  Sound();
+}
+
+TEST_F(GrowthTest, GrowthThatGoesWrongAtAnyCallLeavesASoundFileThatGrowsOn) {
+  for (const Fault fault : {Fault::Fail, Fault::Short, Fault::Crash, Fault::CrashBehind}) {
+    for (int nth = 1;; ++nth) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(fault)) + " at call " + std::to_string(nth));
+      CreateOf(70);
+      host.FailCall(nth, fault);
+      const int answer = Insert(file, Record("a", 5000));
+      udbClose(file);
+      host.Heal();
+      if (fault >= Fault::Crash) CloseAll(), host.Restart();
+      const bool struck = !host.Struck().empty();
+      Open();
+      const std::size_t records = Walk(file).size();
+      ASSERT_TRUE(records == 2 || (struck && records == 1)) << records;
+      ASSERT_TRUE(fault >= Fault::Crash || records == (answer == 0 ? 2U : 1U));
+      ASSERT_LE(Pages(), 72U + 16);
+      Fill({Record("b", 9000), Record("c", 5000)});
+      Open();
+      ASSERT_LE(Pages(), 80U + 16);
+      Sound(true);
+      ASSERT_FALSE(HasFailure());
+      if (!struck) break;
+    }
+  }
+}
+
+}  // namespace
