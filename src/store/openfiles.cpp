@@ -48,6 +48,7 @@ void OpenFiles::Free(UdbFile& entry) {
   entry.journalFd.reset();
   entry.lost = false;
   entry.seen.directories.Clear();
+  entry.seen.marks.Clear();
   entry.seen.Forget();
   entry.seen.pages = nullptr;
 }

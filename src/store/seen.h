@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/changecount.h"
+#include "store/leafmarks.h"
 #include "store/pagedirectory.h"
 
 namespace store {
@@ -62,12 +63,14 @@ struct Seen {
   std::uint64_t header = Never;         // the copy of the header is that of this state
   std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
   PageDirectories directories;          // of the same state as the header
+  LeafMarks marks;                      // likewise
   std::size_t page0Length = 0;          // behind them page 0 has zeros; 0: it was not looked at
 
   // All that was seen counts no more.
   void Forget() {
     header = cursor = Never;
     directories.DropAll();
+    marks.DropAll();
     page0Length = 0;
   }
 };

@@ -42,8 +42,8 @@ PageSlot& Tree::FetchLeaf(std::uint16_t page, PageSlot& preferred) {
   return slot;
 }
 
-std::size_t Tree::Scan(const TreePage& page, Bytes key) {
-  std::size_t at = StepOverLess(page, work.KeyDescr(), key);
+std::size_t Tree::Scan(const TreePage& page, Bytes key, std::size_t from) {
+  std::size_t at = StepOverLess(page, work.KeyDescr(), key, from);
   while (at < page.Used()) {
     const Entry entry = work.EntryAt(page, at);
     if (CompareKeys(work.KeyDescr(), KeyOf(entry), key) >= 0) break;
@@ -57,7 +57,7 @@ std::size_t Tree::Scan(const TreePage& page, Bytes key) {
 std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) {
   const KEYDESCR& kd = work.KeyDescr();
   const PageDirectory* const directory = work.DirectoryOf(slot, page);
-  if (directory == nullptr) return Scan(page, key);
+  if (directory == nullptr) return Scan(page, key, work.StartIn(slot, page, key));
   const SoughtKey sought(kd, key);
   if (page.IsLeaf()) {
     const auto found = directory->Find(sought, kd, page.Entries());

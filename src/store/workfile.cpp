@@ -101,6 +101,13 @@ const PageDirectory* WorkFile::DirectoryOf(const PageSlot& slot, const TreePage&
   return seen.directories.Make(slot.number, view, KeyDescr());
 }
 
+std::size_t WorkFile::StartIn(const PageSlot& slot, const TreePage& view, Bytes key) {
+  Seen& seen = entry->seen;
+  if (seen.pages == nullptr || !slot.IsInPlace() || !view.IsLeaf() || entry->writable == 0)
+    return 0;
+  return seen.marks.StartFor(slot.number, view, KeyDescr(), key);
+}
+
 void WorkFile::CheckSound() {
   if (!entry->fd->Sound()) Raise(UDB_SYSTEM_ERROR);
 }
@@ -215,6 +222,7 @@ void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   for (std::uint64_t page = offset / PageSize; page <= (offset + bytes.size() - 1) / PageSize;
        ++page) {
     entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
+    entry->seen.marks.Drop(static_cast<std::uint16_t>(page));
   }
   const std::uint64_t end = offset + bytes.size();
   if (!entry->OnlyOursToChange() && !tail.Keep(*entry->fd, undo.InWork(), end)) {
@@ -307,6 +315,7 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   File().seen.directories.Drop(slot.number);
   if (slot.IsInPlace()) {
     SpliceInPlace(page, {used, offset, removed}, entry);
+    File().seen.marks.Splice(slot.number, offset, removed, entry.size(), now);
     return;
   }
   PageEditor(slot.Own()).Splice(offset, removed, entry);

@@ -102,6 +102,8 @@ class WorkFile {
   Entry EntryAt(TreePage page, std::size_t offset);
   // Of the page in the slot, as it is; null if there is none. REQUIRES: as for Learn.
   const PageDirectory* DirectoryOf(const PageSlot& slot, const TreePage& view);
+  // Where a search for the key may begin in the page: an entry that is less, or 0.
+  std::size_t StartIn(const PageSlot& slot, const TreePage& view, Bytes key);
   void WritePage(const PageSlot& slot);
   // A page number out of a link or an entry: none that a file can have raises FILE CORRUPTED.
   void CheckPageNumber(std::uint16_t page);
