@@ -313,7 +313,7 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   Keep(page + EntriesAt + offset, bytes.subspan(EntriesAt + offset, touched));
   if (now != used) Keep(page + UsedAt, bytes.subspan(UsedAt, 2));
   File().seen.directories.Drop(slot.number);
-  if (slot.IsInPlace()) {
+  if (slot.IsInPlace() && File().OnlyOursToChange()) {
     SpliceInPlace(page, {used, offset, removed}, entry);
     File().seen.marks.Splice(slot.number, offset, removed, entry.size(), now);
     return;
