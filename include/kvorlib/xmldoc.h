@@ -96,9 +96,10 @@ class KVORLIB_API DataConstr {
 
   // Write to this object's document while it is being saved. False with no document.
   //
-  // "<", ">" and "&" are escaped, in attributes also quotation marks, backslashes, line breaks and
-  // tabs, and characters that XML does not have become U+FFFD there. In text such characters, and
-  // names, are written as they are: the document may then be one that no reader takes.
+  // "<", ">" and "&" are escaped, in attributes also quotation marks, backslashes and "\r\n"; a
+  // lone line feed or tab in an attribute is not, and is read as a blank. Characters that XML does
+  // not have become U+FFFD in attributes. In text such characters, and names, are written as they
+  // are: the document may then be one that no reader takes.
   //
   // If the top of the document's read stack is an object other than this, start tags are offered to
   // it (its false is the answer, and nothing is written) and then written, while end tags and text

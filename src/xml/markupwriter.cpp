@@ -15,8 +15,8 @@ bool IsCharacter(std::u16string_view text, char16_t before) {
   return isLow(unit) ? isHigh(before) : unit >= u' ' && unit < 0xFFFE;
 }
 
-// Line breaks and tabs by their numbers: a reader takes them for blanks when they stand as they
-// are. What no document can hold would make all of it unreadable.
+// Tabs and lone line breaks stand as they are, and readers take them for blanks: that is how these
+// files have always been written. What no document can hold would make all of it unreadable.
 void AppendValue(std::u16string_view value, std::u16string& out) {
   for (std::size_t i = 0; i < value.size(); ++i) {
     const char16_t unit = value[i];
@@ -34,13 +34,9 @@ void AppendValue(std::u16string_view value, std::u16string& out) {
         out += u"&quot;";
         break;
       case u'\t':
-        out += u"&#x09;";
-        break;
       case u'\n':
-        out += u"&#x0a;";
-        break;
       case u'\r':
-        out += u"&#x0d;";
+        out += unit;
         break;
       default:
         out += IsCharacter(value.substr(i), i > 0 ? value[i - 1] : u'\0') ? unit : kReplacement;

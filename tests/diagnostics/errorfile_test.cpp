@@ -56,7 +56,7 @@ TEST(ErrorFile, BringsEntriesBackUnmerged) {
     errors.ProcError(ErrDescr({Fatal, u"один\r\n\\n"}, {1, 2, 3, u"д"}));
     errors.ProcError(ErrDescr({Fatal, u""}, {1, 2, 3, u"д"}));
     errors.ProcError(ErrDescr({Error, u"x"}, {}));
-    errors.ProcError(ErrDescr({Error, u"a\tb\nc\rd\r\n\\n 😀"}, {9, 1, -1, u"\n"}));
+    errors.ProcError(ErrDescr({Error, u"a b\r\n\\n 😀"}, {9, 1, -1, u"\r\n"}));
     errors.ProcError(ErrDescr({Error, u"\x01\x1F\xFFFE\xDE00\xD83D"}, {10, 1, -1, u"e"}));
     errors.SetDocName(name);
 

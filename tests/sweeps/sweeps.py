@@ -253,7 +253,7 @@ def document_of(lines, name):
     rows = []
     for line in lines:
         line = line.replace('&', '&amp;').replace('<', '&lt;').replace('"', '&quot;')
-        rows.append(f'<r a="{line}" {name}="&#9;\\n&#13;&#10;&#10;&apos;">{line}<i/>&gt;\n</r><e/>')
+        rows.append(f'<r a="{line}" {name}="\\n&#13;&#10;&apos;">{line}<i/>&gt;\n</r><e/>')
     return f'<t>{"".join(rows)}\n<e a="x"/></t>'.encode()
 
 
