@@ -46,6 +46,12 @@ void DataTransfer::Clear() {
 void DataTransfer::SetData(unsigned char const* p, int n) {
   if (n <= 0 || p == nullptr) return;
   overflow = false;
+  if (own != nullptr && n < capacity) {
+    size = n;
+    std::memmove(own, p, static_cast<std::size_t>(n));
+    own[n] = 0;
+    return;
+  }
   bool const external = ExternalBuffer();
   if (n >= capacity) {
     if (external) {

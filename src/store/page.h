@@ -29,6 +29,17 @@ inline std::uint16_t Load16(const std::uint8_t* p) {
 inline std::uint32_t Load32(const std::uint8_t* p) {
   return Load16(p) | static_cast<std::uint32_t>(Load16(p + 2)) << 16;
 }
+inline std::uint64_t Load64(const std::uint8_t* p) {
+  return Load32(p) | static_cast<std::uint64_t>(Load32(p + 4)) << 32;
+}
+// The first n bytes of eight, the others zero. REQUIRES: n < 8.
+inline std::uint64_t LoadFewer(const std::uint8_t* p, std::size_t n) {
+  std::uint64_t v = 0;
+  if ((n & 1) != 0) v = p[n - 1];
+  if ((n & 2) != 0) v = v << 16 | Load16(p + (n & 4));
+  if ((n & 4) != 0) v = v << 32 | Load32(p);
+  return v;
+}
 inline void Store16(std::uint8_t* p, std::uint16_t v) {
   p[0] = static_cast<std::uint8_t>(v);
   p[1] = static_cast<std::uint8_t>(v >> 8);

@@ -5,30 +5,30 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/prefetch.h"
+
 namespace store {
 
 namespace {
 
+constexpr std::size_t CacheLine = 64;
 constexpr std::uint64_t Mixer = 0x9E3779B97F4A7C15U;
 
-std::uint64_t Load64(const std::uint8_t* p) {
-  std::uint64_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
 std::uint64_t BigEndian(std::uint64_t v) {
-  return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v;
+  v = (v & 0x00FF00FF00FF00FFU) << 8 | (v >> 8 & 0x00FF00FF00FF00FFU);
+  v = (v & 0x0000FFFF0000FFFFU) << 16 | (v >> 16 & 0x0000FFFF0000FFFFU);
+  return v << 32 | v >> 32;
 }
 
-// Reads up to eight bytes behind the end, which count as they are: zeros, for a sought key.
-std::uint16_t MarkOf(const std::uint8_t* p, std::size_t n) {
-  std::uint64_t h = n;
-  for (std::size_t i = 0; i < n; i += 8) {
-    h = (h ^ Load64(p + i)) * Mixer;
+std::uint16_t MarkOf(Bytes key) {
+  std::uint64_t h = key.size() * Mixer;
+  for (; key.size() >= 8; key = key.subspan(8)) {
+    h = (h ^ Load64(key.data())) * Mixer;
     h ^= h >> 32;
   }
-  return static_cast<std::uint16_t>((h * Mixer) >> 48);
+  h = (h ^ LoadFewer(key.data(), key.size())) * Mixer;
+  h = (h ^ h >> 32) * Mixer;
+  return static_cast<std::uint16_t>(h >> 48);
 }
 
 // The bytes of an entry's key where the searched one would have its own.
@@ -41,28 +41,20 @@ Bytes KeyPlace(const Entry& entry, const KEYDESCR& kd, std::size_t length) {
 
 }  // namespace
 
-SoughtKey::SoughtKey(const KEYDESCR& kd, Bytes key) : whole(key) {
-  size = kd.IsText() ? key.size() - 1 : key.size();
+SoughtKey::SoughtKey(const KEYDESCR& kd, Bytes key)
+    : whole(key), ordered(key.first(kd.IsText() ? key.size() - 1 : key.size())) {
   if (kd.type == 0) {
-    const std::uint32_t number =
-        BigEndian(std::uint64_t{Load32(key.data()) ^ 0x80000000U} << 32) & 0xFFFFFFFFU;
-    std::memcpy(ordered.data(), &number, sizeof number);
-  } else {
-    std::memcpy(ordered.data(), key.data(), size);
+    // The sign turned over, and the highest byte first.
+    number = {static_cast<std::uint8_t>(key[3] ^ 0x80U), key[2], key[1], key[0]};
+    ordered = number;
   }
-  std::memset(ordered.data() + size, 0, sizeof(std::uint64_t));
-  mark = MarkOf(ordered.data(), size);
+  mark = MarkOf(ordered);
 }
 
 std::uint64_t SoughtKey::Number(std::size_t at) const {
-  return at < size ? BigEndian(Load64(ordered.data() + at)) : 0;
-}
-
-int SoughtKey::To(Bytes prefix) const {
-  const std::size_t common = std::min(size, prefix.size());
-  const int order = common == 0 ? 0 : std::memcmp(ordered.data(), prefix.data(), common);
-  if (order != 0) return order < 0 ? -1 : 1;
-  return size < prefix.size() ? -1 : 0;
+  if (at >= ordered.size()) return 0;
+  const Bytes rest = ordered.subspan(at);
+  return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
 }
 
 // Walks over a page once.
@@ -95,8 +87,8 @@ class DirectoryBuilder {
     const std::size_t step = head.leaf ? PageDirectory::LeafStep : 1;
     head.samples = static_cast<std::uint16_t>((count + step - 1) / step);
     head.slotMask = static_cast<std::uint16_t>(head.leaf ? std::bit_ceil(2 * count) - 1 : count);
-    head.size = static_cast<std::uint32_t>(sizeof head + head.samples * sizeof(std::uint64_t) +
-                                           2 * (head.samples + head.SlotCount()) + head.prefix);
+    head.size = sizeof head + 2 * (head.SlotSpace() + head.samples) +
+                head.samples * sizeof(std::uint64_t) + head.prefix;
     void* const memory = std::malloc(head.size);
     if (memory == nullptr) return nullptr;
     PageDirectory::Pointer directory(new (memory) PageDirectory(head));  // NOLINT: lives there
@@ -106,16 +98,18 @@ class DirectoryBuilder {
 
  private:
   static std::uint8_t CommonPrefix(const SoughtKey& a, const SoughtKey& b) {
-    const std::size_t n = std::min(a.Size(), b.Size());
-    const auto apart = std::mismatch(a.Ordered(), a.Ordered() + n, b.Ordered());
-    return static_cast<std::uint8_t>(apart.first - a.Ordered());
+    const Bytes one = a.Ordered();
+    const Bytes other = b.Ordered();
+    const auto apart = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
+    return static_cast<std::uint8_t>(apart.first - one.begin());
   }
 
   void Store(PageDirectory& d, std::size_t step) {
-    auto* const numbers = reinterpret_cast<std::uint64_t*>(&d + 1);
+    auto* const slots = reinterpret_cast<std::uint16_t*>(&d + 1);
+    auto* const numbers = reinterpret_cast<std::uint64_t*>(slots + d.SlotSpace());
     auto* const places = reinterpret_cast<std::uint16_t*>(numbers + d.samples);
-    std::uint16_t* const slots = places + d.samples;
-    std::fill_n(slots, d.SlotCount(), PageDirectory::NoEntry);
+    auto* const prefix = reinterpret_cast<std::uint8_t*>(places + d.samples);
+    std::fill_n(slots, d.SlotSpace(), PageDirectory::NoEntry);
     for (std::size_t i = 0; i < count; ++i) {
       const SoughtKey key(kd, keys[i]);
       if (i % step == 0) {
@@ -127,7 +121,7 @@ class DirectoryBuilder {
       } else {
         slots[i] = Entry::At(page.Entries(), offsets[i], false)->Child();
       }
-      if (i == 0) std::memcpy(slots + d.SlotCount(), key.Ordered(), d.prefix);
+      if (i == 0) std::copy_n(key.Ordered().begin(), d.prefix, prefix);
     }
     if (!d.leaf) slots[count] = page.RightChild();
   }
@@ -153,46 +147,64 @@ PageDirectory::Pointer PageDirectory::Of(const TreePage& page, const KEYDESCR& k
   return builder.Walk() ? builder.Fill() : nullptr;
 }
 
-std::optional<Entry> PageDirectory::Find(const SoughtKey& key, const KEYDESCR& kd,
+PageDirectory::Place PageDirectory::Find(const SoughtKey& key, const KEYDESCR& kd,
                                          Bytes entries) const {
   const Bytes wanted = key.Whole();
-  const std::uint16_t mark = key.Mark();
+  const unsigned mark = key.Mark();
   const std::uint16_t* const slots = Slots();
   for (std::size_t slot = mark & slotMask; slots[slot] != NoEntry; slot = (slot + 1) & slotMask) {
     if (((slots[slot] ^ mark) & ~unsigned{NoEntry}) != 0) continue;
-    const auto entry = Entry::At(entries, 4U * (slots[slot] & NoEntry), true);
+    const std::uint32_t offset = 4U * (slots[slot] & NoEntry);
+    platform::Prefetch(entries.data() + offset + CacheLine);  // its end, while its head is awaited
+    const auto entry = Entry::At(entries, offset, true);
     if (!entry) continue;
     const Bytes there = KeyPlace(*entry, kd, wanted.size());
     if (!there.empty() && std::memcmp(there.data(), wanted.data(), wanted.size()) == 0) {
-      return entry;
+      return {true, 0, offset};
     }
   }
-  return std::nullopt;
+  return {};
 }
 
-std::optional<PageDirectory::Place> PageDirectory::FirstNotLess(const SoughtKey& key,
-                                                                const KEYDESCR& kd,
-                                                                Bytes entries) const {
-  const int side = key.To(Prefix());
+// Where the key stands to all that begin with the prefix: -1 or 1, or 0 if it begins so itself.
+int PageDirectory::Side(const SoughtKey& key) const {
+  if (prefix == 0) return 0;
+  const Bytes all = Prefix();
+  const std::size_t common = std::min(key.Ordered().size(), all.size());
+  const int order = common == 0 ? 0 : std::memcmp(key.Ordered().data(), all.data(), common);
+  if (order != 0) return order < 0 ? -1 : 1;
+  return common < all.size() ? -1 : 0;
+}
+
+// Two rounds of comparing that do not wait for one another: one in so many, then those between.
+std::size_t PageDirectory::NumbersLess(std::uint64_t number) const {
+  constexpr std::size_t stride = 16;
+  const std::uint64_t* const numbers = Numbers();
+  std::size_t less = 0;
+  for (std::size_t i = stride - 1; i < samples; i += stride) less += numbers[i] < number ? 1 : 0;
+  const std::size_t begin = less * stride;
+  const std::size_t end = std::min<std::size_t>(begin + stride, samples);
+  less = begin;
+  for (std::size_t i = begin; i < end; ++i) less += numbers[i] < number ? 1 : 0;
+  return less;
+}
+
+PageDirectory::Place PageDirectory::FirstNotLess(const SoughtKey& key, const KEYDESCR& kd,
+                                                 Bytes entries) const {
+  const int side = Side(key);
   const std::uint64_t number = key.Number(prefix);
   const std::uint64_t* const numbers = Numbers();
   const std::uint16_t* const offsets = Offsets();
-  std::size_t sample = side > 0 ? samples : 0;
-  for (std::size_t n = side == 0 ? samples : 0; n > 0;) {
-    const std::size_t half = n / 2;
-    const bool less = numbers[sample + half] < number;
-    sample = less ? sample + half + 1 : sample;
-    n = less ? n - half - 1 : half;
-  }
+  std::size_t sample = side == 0 ? NumbersLess(number) : side > 0 ? samples : 0;
   if (!leaf) {
     // Equal numbers: there the keys must tell.
     for (; sample < samples && side == 0 && numbers[sample] == number; ++sample) {
       const auto entry = Entry::At(entries, offsets[sample], false);
       const auto there = entry ? entry->Key(kd) : std::nullopt;
-      if (!there) return std::nullopt;
+      if (!there) return {};
       if (CompareKeys(kd, *there, key.Whole()) >= 0) break;
     }
-    return Place{sample < samples ? offsets[sample] : std::size_t{used}, Slots()[sample]};
+    return {true, Slots()[sample], sample < samples ? offsets[sample] : std::uint32_t{used}};
   }
   // From the last sample that is less, over all that are.
   std::size_t at = sample == 0 ? 0 : offsets[sample - 1];
@@ -201,11 +213,11 @@ std::optional<PageDirectory::Place> PageDirectory::FirstNotLess(const SoughtKey&
   while (at < end) {
     const auto entry = Entry::At(entries, at, true);
     const auto there = entry ? entry->Key(kd) : std::nullopt;
-    if (!there) return std::nullopt;
+    if (!there) return {};
     if (CompareKeys(kd, *there, key.Whole()) >= 0) break;
     at += entry->Size();
   }
-  return Place{at, 0};
+  return {true, 0, static_cast<std::uint32_t>(at)};
 }
 
 }  // namespace store

@@ -29,24 +29,22 @@ class SoughtKey {
     return kd.IsText() || ((kd.type == 1 || kd.type == 3) && kd.len > 0 && kd.len <= MaxKey);
   }
 
-  // REQUIRES: Serves(kd); the key is whole, and of at most MaxKey bytes.
+  // REQUIRES: Serves(kd); the key is whole, of at most MaxKey bytes, and stays where it is.
   SoughtKey(const KEYDESCR& kd, Bytes key);
+  SoughtKey(const SoughtKey&) = delete;
+  SoughtKey& operator=(const SoughtKey&) = delete;
 
   Bytes Whole() const { return whole; }
   std::uint16_t Mark() const { return mark; }  // equal for equal keys
   // Eight bytes from `at` on as a number that orders as they do; zeros behind the key.
-  // REQUIRES: at <= MaxKey.
   std::uint64_t Number(std::size_t at) const;
-  // Where it stands to all keys that begin with `prefix`: -1 or 1, or 0 if it begins so itself.
-  int To(Bytes prefix) const;
-  const std::uint8_t* Ordered() const { return ordered.data(); }
-  std::size_t Size() const { return size; }
+  Bytes Ordered() const { return ordered; }
 
  private:
   Bytes whole;
-  std::size_t size;
+  Bytes ordered;
   std::uint16_t mark;
-  std::array<std::uint8_t, MaxKey + sizeof(std::uint64_t)> ordered;
+  std::array<std::uint8_t, 4> number;
 };
 
 // One stretch of memory: this head, then what it counts.
@@ -64,19 +62,17 @@ class PageDirectory {
   bool IsLeaf() const { return leaf; }
   std::size_t Used() const { return used; }
 
-  // The leaf's entry with this very key.
-  std::optional<Entry> Find(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
-
   struct Place {
-    std::size_t offset;   // of an entry, or the end of them all
-    std::uint16_t child;  // of an internal page, for keys up to that entry's
+    bool found = false;
+    std::uint16_t child = 0;   // of an internal page, for keys up to that entry's
+    std::uint32_t offset = 0;  // of an entry, or the end of them all
   };
-  // The first entry with a key not less. Nothing: the page is not what it was.
-  std::optional<Place> FirstNotLess(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
+  // The leaf's entry with this very key.
+  Place Find(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
+  // The first entry with a key not less. Not found: the page is not what it was.
+  Place FirstNotLess(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
 
   std::size_t Memory() const { return size; }
-
-  std::uint64_t asOf = 0;  // for whoever keeps it
 
  private:
   friend class DirectoryBuilder;
@@ -87,19 +83,24 @@ class PageDirectory {
 
   PageDirectory() = default;
 
-  std::size_t SlotCount() const { return std::size_t{slotMask} + 1; }
-  const std::uint64_t* Numbers() const { return reinterpret_cast<const std::uint64_t*>(this + 1); }
-  // Of the sampled entries.
+  int Side(const SoughtKey& key) const;
+  std::size_t NumbersLess(std::uint64_t number) const;
+
+  // Leaf: where each entry is found by its key's mark. Internal page: the children.
+  const std::uint16_t* Slots() const { return reinterpret_cast<const std::uint16_t*>(this + 1); }
+  std::size_t SlotSpace() const { return (slotMask + 4U) & ~3U; }  // what follows is aligned
+  const std::uint64_t* Numbers() const {
+    return reinterpret_cast<const std::uint64_t*>(Slots() + SlotSpace());
+  }
+  // Of the entries with a number.
   const std::uint16_t* Offsets() const {
     return reinterpret_cast<const std::uint16_t*>(Numbers() + samples);
   }
-  // Leaf: where each entry is found by its key's mark. Internal page: the children.
-  const std::uint16_t* Slots() const { return Offsets() + samples; }
   Bytes Prefix() const {
-    return {reinterpret_cast<const std::uint8_t*>(Slots() + SlotCount()), prefix};
+    return {reinterpret_cast<const std::uint8_t*>(Offsets() + samples), prefix};
   }
 
-  std::uint32_t size = 0;
+  std::uint64_t size = 0;
   std::uint16_t used = 0;
   std::uint16_t samples = 0;   // entries with a number: all of an internal page, some of a leaf
   std::uint16_t slotMask = 0;  // internal page: as many, less one

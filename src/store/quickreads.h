@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "kvorlib/datatransfer.h"
 #include "store/openfiles.h"
@@ -27,46 +26,43 @@ class QuickReads {
   };
 
   // Whether the entry's copy of the header is that of the file as it is.
-  bool KnowsHeader(UdbFile& file);
-  // As udbGet, without a record as udbFind. Where an absent key would stand is left open in the
+  static bool KnowsHeader(UdbFile& file);
+  // As udbGet, without a record as udbFind. The record may have been filled whatever the answer is,
+  // if somebody changed the file just then. Where an absent key would stand is left open in the
   // entry.
-  Answer Get(UdbFile& file, UdbKey key, DataTransfer* record);
-  Answer Next(UdbFile& file, DataTransfer& record);
+  static Answer Get(UdbFile& file, UdbKey key, DataTransfer* record);
+  static Answer Next(UdbFile& file, DataTransfer& record);
   // The key of the entry at the cursor: as udbGetPosition.
-  Answer KeyAtCursor(UdbFile& file, std::string& key);
+  static Answer KeyAtCursor(UdbFile& file, std::string& key);
   // Whether an entry of a leaf in use with this key begins at the place; then the cursor is there.
-  Answer GoTo(UdbFile& file, const UdbPosition& place, UdbKey key);
+  static Answer GoTo(UdbFile& file, const UdbPosition& place, UdbKey key);
 
  private:
   struct Spot {
     std::uint16_t page = 0;  // 0: the cursor stays
     std::size_t offset = 0;
-    std::optional<Entry> entry;
-  };
-  // A record's bytes as they were read, and what they should sum up to.
-  struct Copy {
-    const std::uint8_t* bytes = nullptr;
-    std::size_t size = 0;
-    bool isRun = false;
+    Bytes entries;           // of the page, where they lie
+    std::size_t behind = 0;  // the entry at the offset; 0: not looked up
+
+    std::optional<Entry> At() const { return Entry::At(entries, offset, true); }
   };
 
   template <typename Body>
-  Answer Validated(UdbFile& file, Body body);
-  bool CatchUp(UdbFile& file);
-  bool Relearn(UdbFile& file);
-  bool Stands(const UdbFile& file);
+  static Answer Validated(UdbFile& file, Body body);
+  static bool Relearn(UdbFile& file);
+  static bool Stands(const UdbFile& file);
 
-  const PageDirectory* Directory(UdbFile& file, std::uint16_t page);
-  std::optional<TreePage> Leaf(const UdbFile& file, std::uint16_t page);
-  Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
-  Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
-  Answer NextLeaf(UdbFile& file, const TreePage& leaf, const Entry& last, Spot& spot);
-  Answer StepOn(UdbFile& file, Spot& spot);
-  Answer Read(const UdbFile& file, const Entry& entry, Copy& copy);
-  Answer ReadRun(const UdbFile& file, std::uint16_t first, Copy& copy);
-  Answer HandOut(const Copy& copy, DataTransfer& record);
-
-  std::vector<std::uint8_t> scratch;
+  static const Page* PageAt(const UdbFile& file, std::uint16_t page);
+  static const PageDirectory* Directory(UdbFile& file, std::uint16_t page);
+  static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
+  static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
+  static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);
+  static Answer NextLeaf(const UdbFile& file, Spot& spot);
+  static Answer StepOn(const UdbFile& file, std::size_t behind, Spot& spot);
+  static Answer FromCursor(const UdbFile& file, Spot& spot);
+  static Answer Read(const UdbFile& file, Spot& spot, DataTransfer& record);
+  static Answer ReadRun(const UdbFile& file, std::uint16_t first, DataTransfer& record);
+  static void SetCursor(UdbFile& file, const Spot& spot);
 };
 
 }  // namespace store

@@ -20,21 +20,18 @@ const PageDirectory* PageDirectories::Make(std::uint16_t page, const TreePage& v
     held += (more - pages.size()) * sizeof(pages[0]);
     pages.resize(more);
   }
-  PageDirectory::Pointer& place = pages[page];
-  if (place != nullptr) held -= place->Memory();
-  place = PageDirectory::Of(view, kd);
-  if (place != nullptr) {
-    held += place->Memory();
-    place->asOf = state;
-  }
+  Place& place = pages[page];
+  if (place.directory != nullptr) held -= place.directory->Memory();
+  place = {PageDirectory::Of(view, kd), state};
+  if (place.directory != nullptr) held += place.directory->Memory();
   memory->used += held - before;
-  return place.get();
+  return place.directory.get();
 }
 
 void PageDirectories::Clear() {
   ++state;
   if (held == 0) return;
-  pages = std::vector<PageDirectory::Pointer>();
+  pages = std::vector<Place>();
   memory->used -= held;
   held = 0;
   std::erase(memory->holders, this);

@@ -36,20 +36,23 @@ class PageDirectories {
 
   const PageDirectory* Find(std::uint16_t page) const {
     if (page >= pages.size()) return nullptr;
-    const PageDirectory* const found = pages[page].get();
-    return found != nullptr && found->asOf == state ? found : nullptr;
+    return pages[page].asOf == state ? pages[page].directory.get() : nullptr;
   }
   // Null: the page is not fit for one.
   const PageDirectory* Make(std::uint16_t page, const TreePage& view, const KEYDESCR& kd);
   void Drop(std::uint16_t page) {
-    if (page < pages.size() && pages[page] != nullptr) pages[page]->asOf = 0;
+    if (page < pages.size()) pages[page].asOf = 0;
   }
   void DropAll() { ++state; }
   // As DropAll, and gives the memory back.
   void Clear();
 
  private:
-  std::vector<PageDirectory::Pointer> pages;
+  struct Place {
+    PageDirectory::Pointer directory;
+    std::uint64_t asOf = 0;
+  };
+  std::vector<Place> pages;
   std::uint64_t state = 1;
   DirectoryMemory* memory = nullptr;
   std::size_t held = 0;
@@ -62,9 +65,11 @@ struct Seen {
   const std::uint8_t* pages = nullptr;  // the file, where it lies; null: it cannot be looked at
   std::uint64_t header = Never;         // the copy of the header is that of this state
   std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
-  PageDirectories directories;          // of the same state as the header
-  LeafMarks marks;                      // likewise
-  std::size_t page0Length = 0;          // behind them page 0 has zeros; 0: it was not looked at
+  Bytes leaf;                   // the entries of its page, where they lie; none: not looked up
+  std::size_t behind = 0;       // the offset behind its entry, if so
+  PageDirectories directories;  // of the same state as the header
+  LeafMarks marks;              // likewise
+  std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
 
   // All that was seen counts no more.
   void Forget() {

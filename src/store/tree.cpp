@@ -24,6 +24,7 @@ void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
   work.File().cursorOffset = static_cast<std::uint16_t>(offset);
   work.File().missedSize = 0;
   work.File().seen.cursor = work.File().seen.header;
+  work.File().seen.leaf = {};
 }
 
 Bytes Tree::KeyOf(const Entry& entry) {
@@ -61,10 +62,10 @@ std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) 
   const SoughtKey sought(kd, key);
   if (page.IsLeaf()) {
     const auto found = directory->Find(sought, kd, page.Entries());
-    if (found) return static_cast<std::size_t>(found->Whole().data() - page.Entries().data());
+    if (found.found) return found.offset;
   }
   const auto at = directory->FirstNotLess(sought, kd, page.Entries());
-  return at ? at->offset : Scan(page, key);
+  return at.found ? at.offset : Scan(page, key);
 }
 
 void Tree::Push(Step step) {

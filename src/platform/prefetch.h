@@ -1,0 +1,13 @@
+// A word to the processor about memory that is wanted soon. It changes nothing else, whatever the
+// address is.
+#pragma once
+
+namespace platform {
+
+inline void Prefetch([[maybe_unused]] const void* address) {
+#if defined(__GNUC__)
+  __builtin_prefetch(address);
+#endif
+}
+
+}  // namespace platform
