@@ -22,6 +22,10 @@
 // makes it even. A record that is set aside keeps it odd. The slot is found by a hash: files that
 // share one disturb each other, which costs time and nothing else. 2^63 changes take longer than
 // any machine lasts.
+//
+// Beside the count stands which pages the latest changes wrote to, so that whoever comes back after
+// a few changes of others need not forget what he knows of all pages. These notes are written
+// before the count becomes even, and believed if it stays the same while they are read.
 #pragma once
 
 #include <array>
@@ -33,6 +37,26 @@
 #include "store/host.h"
 
 namespace store {
+
+// The pages that one change wrote to, but for page 0 and for links between leaves.
+class ChangedPages {
+ public:
+  void Add(std::uint16_t page);
+  // Calls with each of them. False: there are too many to be told.
+  template <typename Call>
+  bool ForEach(Call call) const {
+    if (pages[0] == All) return false;
+    for (const std::uint16_t page : pages) {
+      if (page != 0) call(page);
+    }
+    return true;
+  }
+
+ private:
+  friend class ChangeCount;
+  static constexpr std::uint16_t All = 0xFFFF;
+  std::array<std::uint16_t, 3> pages{};
+};
 
 class ChangeCount {
  public:
@@ -48,13 +72,31 @@ class ChangeCount {
     return count.load(std::memory_order_relaxed) == seen;
   }
 
-  // Both may be called in any state, under the lock.
+  // All may be called in any state, under the lock. A change may have been to any page unless it is
+  // told ahead of its end, by whoever made all of it.
   void BeginChange();
+  void Tell(const ChangedPages& pages);
   void EndChange();
+
+  // What was changed from one stable state to a later one. False: that is not known any more. To be
+  // believed only if the later state stands still.
+  template <typename Call>
+  bool ForEachChanged(std::uint64_t from, std::uint64_t to, Call call) const {
+    if (!IsStable(from) || from > to || (to - from) / 2 > notes.size()) return false;
+    for (std::uint64_t change = from / 2; change < to / 2; ++change) {
+      const std::uint64_t note = notes[change % notes.size()].load(std::memory_order_relaxed);
+      ChangedPages told;
+      told.pages = {static_cast<std::uint16_t>(note), static_cast<std::uint16_t>(note >> 16),
+                    static_cast<std::uint16_t>(note >> 32)};
+      if (static_cast<std::uint16_t>(change) != note >> 48 || !told.ForEach(call)) return false;
+    }
+    return true;
+  }
 
  private:
   std::atomic<std::uint64_t> count;
-  std::array<std::uint64_t, 7> reserved;  // files side by side do not share a line of the cache
+  // By the numbers of changes, each with its number in the highest bits: an older one is none.
+  std::array<std::atomic<std::uint64_t>, 7> notes;
 };
 
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "locks would be of one process");

@@ -34,11 +34,14 @@ bool QuickReads::Relearn(UdbFile& file) {
     const Page* const page0 = PageAt(file, 0);
     if (page0 == nullptr || !VersionOf(*page0)) return false;
     const Header header = Header::Load(*page0);
-    if (!seen.count->Still(now)) continue;
-    seen.Forget();
-    file.header = header;
-    seen.header = now;
-    return true;
+    const std::uint64_t before = seen.header;
+    seen.MoveTo(now, file.cursorPage);
+    if (seen.count->Still(now)) {
+      file.header = header;
+      return true;
+    }
+    seen.header = before;  // of which there is less left
+    seen.cursor = Seen::Never;
   }
   return false;
 }

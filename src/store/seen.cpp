@@ -28,6 +28,20 @@ const PageDirectory* PageDirectories::Make(std::uint16_t page, const TreePage& v
   return place.directory.get();
 }
 
+void Seen::MoveTo(std::uint64_t now, std::uint16_t cursorPage) {
+  const bool hadCursor = cursor == header;
+  bool cursorStays = hadCursor;
+  const bool known = header != Never && count->ForEachChanged(header, now, [&](std::uint16_t page) {
+    directories.Drop(page);
+    marks.Drop(page);
+    cursorStays = cursorStays && page != cursorPage;
+  });
+  if (!known) Forget();
+  page0Length = 0;
+  header = now;
+  cursor = known && cursorStays ? now : Never;
+}
+
 void PageDirectories::Clear() {
   ++state;
   if (held == 0) return;

@@ -71,6 +71,9 @@ struct Seen {
   LeafMarks marks;              // likewise
   std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
 
+  // Goes on to a later state with what the changes since have left as it was; `cursorPage` tells
+  // whether the cursor is among it. The header is to be read anew.
+  void MoveTo(std::uint64_t now, std::uint16_t cursorPage);
   // All that was seen counts no more.
   void Forget() {
     header = cursor = Never;

@@ -72,7 +72,10 @@ bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
 }
 
 void UndoLog::BeginChange(const platform::FileIdentity& file) {
-  if (ChangeCount* const count = ChangeCount::Of(*host, file)) count->BeginChange();
+  ChangeCount* const count = ChangeCount::Of(*host, file);
+  if (count == nullptr) return;
+  countsAlone = ChangeCount::IsStable(count->Now());
+  count->BeginChange();
 }
 
 // Unless another file of the same count is still half changed.
@@ -127,7 +130,7 @@ bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, Bytes bytes) {
   return true;
 }
 
-void UndoLog::Drop() {
+void UndoLog::Drop(const ChangedPages* changed) {
   if (!Active()) return;
   const unsigned area = board->active;
   const bool large = record->Size() > KeptBacked;
@@ -135,6 +138,11 @@ void UndoLog::Drop() {
   // would be one that went on and is believed broken.
   if (IsAside(area)) Publish(board->aside, board->aside & ~(1U << area));
   Publish(board->active, std::uint32_t{0});
+  if (changed != nullptr && countsAlone) {
+    if (ChangeCount* const count = ChangeCount::Of(*host, board->held[area].file)) {
+      count->Tell(*changed);
+    }
+  }
   EndChange(board->held[area].file);
   if (large && !inOwnMemory) host->TrimLockedMemory(area, KeptBacked);
 }

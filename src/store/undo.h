@@ -68,8 +68,9 @@ class UndoLog {
   // Puts all that was kept back and the file to its former size. False if that failed; then it all
   // stays kept. It may be done again.
   bool PutBack(VirtualFile& file) { return record->PutBack(file); }
-  // Forgets what was kept: the update stands, or has been taken back.
-  void Drop();
+  // Forgets what was kept: the update stands, or has been taken back. All that it changed is told
+  // to those who read without the lock, if it is known.
+  void Drop(const ChangedPages* changed = nullptr);
 
   // After each taking of the lock: takes back the update that was broken off, if there is one, when
   // its file is found under its path, and sets the record aside when not.
@@ -121,6 +122,7 @@ class UndoLog {
   Board* board = nullptr;
   UndoRecord* record = nullptr;  // of the update that goes on
   bool inOwnMemory = false;
+  bool countsAlone = false;  // the file's count was even when the update began here
   std::array<std::vector<std::byte>, Host::Areas> ownMemory;
 };
 

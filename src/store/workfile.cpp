@@ -38,6 +38,7 @@ void WorkFile::Attach(UdbFile& file) {
   dirty = foundDamage = false;
   ownedLength = 0;
   changedLength = HeaderEnd;
+  changed.emplace();
   figureToGiveBack = 0;
   neededBefore = file.needed;
   if (!file.fd->Sound()) {
@@ -79,9 +80,9 @@ void WorkFile::Learn() {
   const bool isKnown = entry->identity != platform::FileIdentity{};
   ChangeCount* const count = isKnown ? undo.CountOf(entry->identity) : nullptr;
   const std::uint64_t now = count != nullptr ? count->Now() : Seen::Never;
-  if (count != seen.count || now != seen.header) seen.Forget();
+  if (count != seen.count || !ChangeCount::IsStable(now)) seen.Forget();
   seen.count = count;
-  seen.header = ChangeCount::IsStable(now) ? now : Seen::Never;
+  if (ChangeCount::IsStable(now) && now != seen.header) seen.MoveTo(now, entry->cursorPage);
   const bool inPlace = slotH.IsInPlace() && seen.header != Seen::Never;
   seen.pages = inPlace ? slotH.Bytes().data() : nullptr;
 }
@@ -200,7 +201,10 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   const auto first = static_cast<std::uint32_t>(offset / PageSize);
   const auto last = static_cast<std::uint32_t>((offset + bytes.size() - 1) / PageSize);
   bool inUse = false;
-  for (std::uint32_t page = first; page <= last && !inUse; ++page) inUse = WasInUse(page);
+  for (std::uint32_t page = first; page <= last; ++page) {
+    inUse = inUse || WasInUse(page);
+    NoteChange(page);
+  }
   BeginUndo();
   if (inUse) NeedSize(offset, bytes.size());
   if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
@@ -219,11 +223,6 @@ void WorkFile::NeedSize(std::uint64_t offset, std::size_t n) {
 void WorkFile::Write(std::uint64_t offset, Bytes bytes, int codeOfFailure) {
   NeedSize(offset, bytes.size());
   GrowAhead(offset + bytes.size());
-  for (std::uint64_t page = offset / PageSize; page <= (offset + bytes.size() - 1) / PageSize;
-       ++page) {
-    entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
-    entry->seen.marks.Drop(static_cast<std::uint16_t>(page));
-  }
   const std::uint64_t end = offset + bytes.size();
   if (!entry->OnlyOursToChange() && !tail.Keep(*entry->fd, undo.InWork(), end)) {
     Raise(codeOfFailure);
@@ -312,12 +311,14 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   const Bytes bytes = slot.Bytes();
   Keep(page + EntriesAt + offset, bytes.subspan(EntriesAt + offset, touched));
   if (now != used) Keep(page + UsedAt, bytes.subspan(UsedAt, 2));
-  File().seen.directories.Drop(slot.number);
   if (slot.IsInPlace() && File().OnlyOursToChange()) {
+    File().seen.directories.Drop(slot.number);
+    Tell(slot.number);
     SpliceInPlace(page, {used, offset, removed}, entry);
     File().seen.marks.Splice(slot.number, offset, removed, entry.size(), now);
     return;
   }
+  NoteChange(slot.number);
   PageEditor(slot.Own()).Splice(offset, removed, entry);
   Write(page, slot.Bytes(), UDB_FILE_ACCESS);
 }
@@ -342,8 +343,20 @@ void WorkFile::SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry) {
   store(page + UsedAt, value);
 }
 
+// For those who have seen the page: not when only its links change, which nobody keeps.
+void WorkFile::NoteChange(std::uint32_t page) {
+  entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
+  entry->seen.marks.Drop(static_cast<std::uint16_t>(page));
+  Tell(page);
+}
+
+void WorkFile::Tell(std::uint32_t page) {
+  if (changed) changed->Add(static_cast<std::uint16_t>(page));
+}
+
 void WorkFile::WritePage(const PageSlot& slot) {
   if (slot.kept) {
+    NoteChange(slot.number);
     Write(OffsetOf(slot.number), slot.Bytes(), UDB_FILE_ACCESS);
   } else {
     WriteBytes(OffsetOf(slot.number), slot.Bytes());
@@ -455,12 +468,14 @@ void WorkFile::WriteHeaderPage() {
 
 void WorkFile::Commit() {
   if (!tail.Drop(*entry->fd)) Raise(UDB_SYSTEM_ERROR);
-  undo.Drop();
+  undo.Drop(changed ? &*changed : nullptr);
 }
 
 bool WorkFile::TakeBack() {
   if (!slotH.filled) return true;
   entry->needed = neededBefore;
+  changed.reset();
+  entry->seen.directories.DropAll();
   if (undo.Active() && !undo.PutBack(*entry->fd)) {
     // What is kept in the file itself is found there.
     if (!entry->OnlyOursToChange()) undo.Drop();

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "store/failure.h"
@@ -149,6 +150,8 @@ class WorkFile {
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
+  void NoteChange(std::uint32_t page);
+  void Tell(std::uint32_t page);
   void NeedSize(std::uint64_t offset, std::size_t n);
   void GrowAhead(std::uint64_t end);
   void BeginUndo();
@@ -176,7 +179,8 @@ class WorkFile {
   std::size_t changedLength = 0;  // and so much of that may differ from the file's
   bool foundDamage = false;
   std::uint64_t neededBefore = 0;
-  std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
+  std::optional<ChangedPages> changed;  // by this operation; none: nobody knows
+  std::uint16_t figureToGiveBack = 0;   // what freePages gets when the operation is taken back
 };
 
 }  // namespace store

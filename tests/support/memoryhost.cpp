@@ -81,6 +81,7 @@ class MemoryFile : public store::VirtualFile {
     return reinterpret_cast<const std::byte*>(sound ? bytes.data() + offset : zeros.data());
   }
   std::uint64_t Viewable() const override {
+    if (owner.amidReading) owner.amidReading();
     return owner.givesViews && sound ? contents->bytes.size() : 0;
   }
   bool Move(std::uint64_t from, std::uint64_t to, std::size_t n) override {

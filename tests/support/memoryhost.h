@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -67,6 +68,8 @@ class MemoryHost : public store::Host {
   // Files opened from now on can be looked at where they lie, as in a mapping. A look that fails
   // shows zeros.
   bool givesViews = false;
+  // Called when somebody who reads without the lock asks how far he may look.
+  std::function<void()> amidReading;
   bool refuseLock = false;
   platform::Company company = platform::Company::Own;  // of files opened from now on
   int errorOfFault = EIO;                              // of an opening
