@@ -40,11 +40,11 @@ class NamedMutex {
   // the mutex; to be changed, by stores that others may see half way, only while holding it. The
   // address may change with an outermost Lock; what was there stays there to be looked at.
   virtual std::byte* OpenMemory() = 0;
-  // Whether whoever took the mutex up to now shares this memory with whoever holds it next. False:
-  // others may have made it anew; the next Lock finds theirs. What was seen in the memory, and
+  // Whether a place in it is still shared by whoever holds the mutex. False: others may have made
+  // another memory by now, or this process has gone over to it. What was seen at the place, and
   // elsewhere on its word, is to be believed only if this is asked afterwards. Costs a look at a
   // coarse clock.
-  virtual bool StillShared() = 0;
+  virtual bool StillShares(const void* place) = 0;
 };
 
 // A mutex' memory: address space for areas, and open memory. Whoever opens a name with another

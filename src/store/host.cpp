@@ -51,7 +51,9 @@ class SystemHost : public Host {
     if (mutex != nullptr) mutex->Release(area, bytes);
   }
   std::byte* OpenMemory() override { return mutex != nullptr ? mutex->OpenMemory() : nullptr; }
-  bool StillShared() override { return mutex != nullptr && mutex->StillShared(); }
+  bool StillShares(const void* place) override {
+    return mutex != nullptr && mutex->StillShares(place);
+  }
 
  private:
   FileForm form;

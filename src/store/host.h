@@ -43,8 +43,8 @@ class Host {
   // after the next taking of the lock; this one can still be looked at.
   static constexpr std::size_t OpenMemorySize = 64U << 10;
   virtual std::byte* OpenMemory() { return nullptr; }
-  // Whether whoever had the lock up to now shares that memory; see platform::NamedMutex.
-  virtual bool StillShared() { return true; }
+  // Whether a place in it is still looked at by all; see platform::NamedMutex.
+  virtual bool StillShares(const void* /*place*/) { return true; }
 };
 
 // How the system's own host reads and changes files: by calls, or mapped into memory. Both give the

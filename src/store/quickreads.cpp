@@ -49,7 +49,7 @@ bool QuickReads::Relearn(UdbFile& file) {
 // The clock is asked last: whatever was read then is older than its answer.
 inline bool QuickReads::Stands(const UdbFile& file) {
   return file.seen.count->Still(file.seen.header) && file.fd->Sound() &&
-         CurrentHost().StillShared();
+         CurrentHost().StillShares(file.seen.count);
 }
 
 // The body reads, and changes nothing that anybody sees but the record.

@@ -59,7 +59,7 @@ class PageDirectories {
 };
 
 struct Seen {
-  static constexpr std::uint64_t Never = 1;  // no state that could stand: odd
+  static constexpr std::uint64_t Never = ~std::uint64_t{0};  // odd, and no count comes so far
 
   ChangeCount* count = nullptr;         // null: there is none in common
   const std::uint8_t* pages = nullptr;  // the file, where it lies; null: it cannot be looked at

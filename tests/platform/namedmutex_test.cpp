@@ -162,12 +162,14 @@ TEST_F(NamedMutexTest, RemovedFileIsReplacedAtTheNextOutermostLock) {
   const auto later = Open();
   ASSERT_EQ(mutex->Lock(Patience), Wait::Had);
   EXPECT_TRUE(IsFree(*later)) << "inside, it stays with its own";
-  EXPECT_FALSE(mutex->StillShared()) << "and what is seen in its open memory counts no more";
+  const std::byte* const place = mutex->OpenMemory();
+  EXPECT_FALSE(mutex->StillShares(place)) << "and what is seen in its open memory counts no more";
   mutex->Unlock();
   mutex->Unlock();
   ASSERT_EQ(mutex->Lock(Patience), Wait::Had);
   EXPECT_FALSE(IsFree(*later));
-  EXPECT_TRUE(mutex->StillShared());
+  EXPECT_FALSE(mutex->StillShares(place)) << "though this process shares another one by now";
+  EXPECT_TRUE(mutex->StillShares(mutex->OpenMemory()));
   later->OpenMemory()[OpenBytes - 1] = std::byte{7};
   EXPECT_EQ(mutex->OpenMemory()[OpenBytes - 1], std::byte{7});
   mutex->Unlock();

@@ -216,6 +216,8 @@ class PosixNamedMutex final : public NamedMutex {
   PosixNamedMutex(std::string path, const MutexMemory& itsMemory, std::unique_ptr<Segment> first)
       : file(std::move(path)),
         memory(itsMemory),
+        pageSize(PageSize()),
+        areasBegin(AreasBegin(memory)),
         areaSize(UpToPage(memory.bytesEach)),
         current(first.get()) {
     segments.push_back(std::move(first));
@@ -265,11 +267,16 @@ class PosixNamedMutex final : public NamedMutex {
     Allocate(area, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, begin, end);
   }
 
-  std::byte* OpenMemory() override { return current.load()->At(PageSize()); }
-  bool StillShared() override { return !current.load(std::memory_order_relaxed)->Removed(); }
+  std::byte* OpenMemory() override { return current.load()->At(pageSize); }
+  bool StillShares(const void* place) override {
+    Segment* const segment = current.load(std::memory_order_relaxed);
+    const auto offset = reinterpret_cast<std::uintptr_t>(place) -
+                        reinterpret_cast<std::uintptr_t>(segment->At(0));
+    return offset < areasBegin && !segment->Removed();
+  }
 
  private:
-  std::size_t Begin(unsigned area) const { return AreasBegin(memory) + area * areaSize; }
+  std::size_t Begin(unsigned area) const { return areasBegin + area * areaSize; }
 
   bool Allocate(unsigned area, int mode, std::size_t begin, std::size_t end) {
     return Uninterrupted([&] {
@@ -291,6 +298,8 @@ class PosixNamedMutex final : public NamedMutex {
 
   std::string file;
   MutexMemory memory;
+  std::size_t pageSize;
+  std::size_t areasBegin;
   std::size_t areaSize;
   std::atomic<Segment*> current;
   std::mutex renewing;
