@@ -77,7 +77,8 @@ void WorkFile::Learn() {
   if (undo.Cuts() != entry->cutsSeen) entry->fd->Shrunk();
   entry->cutsSeen = undo.Cuts();
   Seen& seen = entry->seen;
-  const bool isKnown = entry->identity != platform::FileIdentity{};
+  // Where others may change the file, they count elsewhere.
+  const bool isKnown = entry->identity != platform::FileIdentity{} && entry->OnlyOursToChange();
   ChangeCount* const count = isKnown ? undo.CountOf(entry->identity) : nullptr;
   const std::uint64_t now = count != nullptr ? count->Now() : Seen::Never;
   if (count != seen.count || !ChangeCount::IsStable(now)) seen.Forget();
