@@ -270,8 +270,8 @@ class PosixNamedMutex final : public NamedMutex {
   std::byte* OpenMemory() override { return current.load()->At(pageSize); }
   bool StillShares(const void* place) override {
     Segment* const segment = current.load(std::memory_order_relaxed);
-    const auto offset = reinterpret_cast<std::uintptr_t>(place) -
-                        reinterpret_cast<std::uintptr_t>(segment->At(0));
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(place) - reinterpret_cast<std::uintptr_t>(segment->At(0));
     return offset < areasBegin && !segment->Removed();
   }
 
