@@ -75,6 +75,7 @@ void Tree::DissolveRoot(PageSlot& root) {
 void Tree::FreePage(PageSlot& slot) {
   const TreePage view = work.ViewOf(slot);
   work.FreeRun(slot.number, 1);
+  work.NoteChange(slot.number);  // its bytes stay, and are nothing to stand on
   work.PatchLink(view.Prev(), WorkFile::Link::Next, slot, view.Next());
   work.PatchLink(view.Next(), WorkFile::Link::Prev, slot, view.Prev());
 }

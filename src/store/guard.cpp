@@ -64,7 +64,7 @@ Guard::Guard(UndoLog& undo, UdbFile& file, Hold hold) {
   const bool ours = file.OnlyOursToChange();
   if (file.writable == 0) hold = Hold::Looking;
   if (!ours && file.isHeld && hold == Hold::Looking) {
-    undo.Settle(OwnMemoryOnly());
+    undo.StartAnew(OwnMemoryOnly());
     return;
   }
   if (!ours || (file.company == platform::Company::Readers && hold == Hold::Changing)) {
@@ -75,9 +75,9 @@ Guard::Guard(UndoLog& undo, UdbFile& file, Hold hold) {
     TakeMutex(undo);
     return;
   }
-  if (!MendTail(file, *ofFile, hold) || !undo.Settle(OwnMemoryOnly())) {
-    throw StoreFailure{UDB_SYSTEM_ERROR};
-  }
+  if (!MendTail(file, *ofFile, hold)) throw StoreFailure{UDB_SYSTEM_ERROR};
+  // What is owed to the file stands in its tail; others may have changed it since our last update.
+  undo.StartAnew(OwnMemoryOnly());
 }
 
 bool MendTail(UdbFile& file, FileLock& lock, Hold hold) {

@@ -27,9 +27,14 @@ void LeafMarks::Mark(Leaf& to, const TreePage& leaf, const KEYDESCR& kd) {
   }
 }
 
+LeafMarks::Leaf& LeafMarks::At(std::uint16_t number) {
+  const std::size_t place = number % Places;
+  if (place >= leaves.size()) leaves.resize(std::min(Places, 2 * place + 16));
+  return leaves[place];
+}
+
 std::size_t LeafMarks::StartFor(std::uint16_t number, const TreePage& leaf, const KEYDESCR& kd,
                                 Bytes key) {
-  if (leaves.empty()) leaves.resize(Places);
   Leaf& known = At(number);
   if (known.asOf != state || known.number != number) {
     known = {};
@@ -55,9 +60,9 @@ std::size_t LeafMarks::StartFor(std::uint16_t number, const TreePage& leaf, cons
 
 void LeafMarks::Splice(std::uint16_t number, std::size_t offset, std::size_t removed,
                        std::size_t added, std::size_t used) {
-  if (leaves.empty()) return;
-  Leaf& known = At(number);
-  if (known.asOf != state || known.number != number || !known.marked) return;
+  Leaf* const found = Find(number);
+  if (found == nullptr || found->asOf != state || !found->marked) return;
+  Leaf& known = *found;
   std::size_t before = 0;  // where the search for the new entry's place begins
   std::uint8_t kept = 0;
   for (std::size_t i = 0; i < known.count; ++i) {

@@ -26,7 +26,7 @@ class LeafMarks {
   void Splice(std::uint16_t number, std::size_t offset, std::size_t removed, std::size_t added,
               std::size_t used);
   void Drop(std::uint16_t number) {
-    if (!leaves.empty() && At(number).number == number) At(number) = {};
+    if (Leaf* const known = Find(number)) *known = {};
   }
   void DropAll() { ++state; }
   // As DropAll, and gives the memory back.
@@ -48,10 +48,14 @@ class LeafMarks {
     std::array<std::uint16_t, MostMarks> marks;  // ascending
   };
 
-  Leaf& At(std::uint16_t number) { return leaves[number % Places]; }
+  Leaf* Find(std::uint16_t number) {
+    const std::size_t place = number % Places;
+    return place < leaves.size() && leaves[place].number == number ? &leaves[place] : nullptr;
+  }
+  Leaf& At(std::uint16_t number);
   static void Mark(Leaf& to, const TreePage& leaf, const KEYDESCR& kd);
 
-  std::vector<Leaf> leaves;
+  std::vector<Leaf> leaves;  // no more places than the leaves asked for need
   std::uint64_t state = 1;
 };
 

@@ -119,7 +119,9 @@ class DirectoryBuilder {
       if (d.leaf) {
         FillSlot(d, slots, key.Mark(), offsets[i]);
       } else {
-        slots[i] = Entry::At(page.Entries(), offsets[i], false)->Child();
+        // Somebody may change the page since it was walked over; 0 is no child.
+        const auto entry = Entry::At(page.Entries(), offsets[i], false);
+        slots[i] = entry ? entry->Child() : std::uint16_t{0};
       }
       if (i == 0) std::copy_n(key.Ordered().begin(), d.prefix, prefix);
     }

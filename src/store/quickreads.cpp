@@ -260,6 +260,8 @@ QuickReads::Answer QuickReads::KeyAtCursor(UdbFile& file, std::string& key) {
   return Validated(file, [&] {
     Spot spot;
     if (!CursorIsKnown(file) || FirstOf(file, file.cursorPage, spot) != Found) return Unknown;
+    const Page* const page0 = PageAt(file, 0);
+    if (page0 == nullptr || !InUse(*page0, file.cursorPage)) return Unknown;
     spot.offset = file.cursorOffset;
     const auto entry = spot.At();
     const auto there = entry ? entry->Key(file.header.key) : std::nullopt;

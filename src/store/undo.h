@@ -76,6 +76,12 @@ class UndoLog {
   // its file is found under its path, and sets the record aside when not.
   // False if the record itself cannot be had.
   bool Settle(Host& host);
+  // Instead of that, where nothing kept before counts any more: a file that others may have changed
+  // since.
+  void StartAnew(Host& host) {
+    board = nullptr;
+    Attach(host);
+  }
   // Whether anything is set aside, and whether a broken update of this file is among it.
   bool OwesAnybody() const { return board != nullptr && board->aside != 0; }
   bool Owes(const platform::FileIdentity& file) const { return AreaOf(file) != 0; }

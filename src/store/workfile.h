@@ -141,6 +141,9 @@ class WorkFile {
   // again. False if the file could not be put back.
   bool TakeBack();
 
+  // What is known of the page counts no more, here and for others.
+  void NoteChange(std::uint32_t page);
+
   PageSlot slotA;
   PageSlot slotB;
 
@@ -150,7 +153,6 @@ class WorkFile {
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
-  void NoteChange(std::uint32_t page);
   void Tell(std::uint32_t page);
   void NeedSize(std::uint64_t offset, std::size_t n);
   void GrowAhead(std::uint64_t end);

@@ -55,6 +55,20 @@ TEST_F(QuickReadsTest, LockIsTakenOnlyWhereWhatIsSeenWithoutItCannotBeBelieved) 
   EXPECT_EQ(CallsForAll(), 0);
 }
 
+// The only leaf is freed under a reader who stands in it; its bytes stay where they are.
+TEST_F(QuickReadsTest, PositionInALeafThatSomebodyFreedIsLost) {
+  for (unsigned n = 0; n < Keys; n += 2) ASSERT_EQ(Erase(writer, KeyOf(n) + ' '), 0);
+  Fill({Record("one", 200)});
+  Bytes record;
+  ASSERT_EQ(Get(file, "one ", record), 0);
+  UdbPosition there;
+  std::string key;
+  ASSERT_EQ(udbGetPosition(file, there, key), 0);
+  ASSERT_EQ(udbSetPosition(file, there, AsKey("one ")), 0);
+  ASSERT_EQ(Erase(writer, "one "), 0);
+  EXPECT_EQ(udbSetPosition(file, there, AsKey("one ")), 1);
+}
+
 // A change happens where a reader finds out how far the file goes: ahead of a page that he has not
 // seen as it is now, behind others that he has.
 TEST_F(QuickReadsTest, ChangeAmidAReadIsSeenWholeOrNotAtAll) {
