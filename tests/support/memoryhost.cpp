@@ -5,13 +5,6 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace {
-
-// What has been looked at stays where it is while the file grows.
-constexpr std::size_t RoomForViews = 48U << 20;
-
-}  // namespace
-
 class MemoryFile : public store::VirtualFile {
  public:
   MemoryFile(MemoryHost& host, std::shared_ptr<MemoryHost::Contents> c, bool mayWrite)
@@ -290,7 +283,7 @@ std::string MemoryHost::PathEndingWith(const std::string& end) const {
 
 void MemoryHost::Put(const std::string& path, const std::string& bytes) {
   auto contents = std::make_shared<Contents>(Contents{bytes, nextIndex++});
-  if (givesViews) contents->bytes.reserve(RoomForViews);
+  if (givesViews) contents->bytes.reserve(roomForViews);
   files[path] = std::move(contents);
 }
 

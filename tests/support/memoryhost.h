@@ -67,6 +67,7 @@ class MemoryHost : public store::Host {
 
   // Files opened from now on can be looked at where they lie, as in a mapping. A look that fails
   // shows zeros.
+  std::size_t roomForViews = 48U << 20;  // a file that grows beyond would move under its views
   bool givesViews = false;
   // Called when somebody who reads without the lock asks how far he may look.
   std::function<void()> amidReading;
