@@ -106,9 +106,7 @@ class Crew {
     fs::create_directories(dir);
     RunAlone([this] {
       const auto engine = contender.open(dir);
-      for (const std::size_t place : work.shuffled) {
-        engine->Insert(work.items[place].key, work.items[place].value);
-      }
+      for (const Item& item : work.mixed) engine->Insert(item.key, item.value);
     });
   }
   ~Crew() {
@@ -124,7 +122,7 @@ class Crew {
       const double own = MemoryOf("Anonymous:");
       const double all = MemoryOf("Rss:");
       const auto engine = contender.open(dir);
-      for (const std::size_t place : work.shuffled) GetOne(*engine, place);
+      for (const Item& item : work.mixed) GetOne(*engine, item);
       board->ownBytes = MemoryOf("Anonymous:") - own;
       board->allBytes = MemoryOf("Rss:") - all;
     });
@@ -158,8 +156,7 @@ class Crew {
   }
 
   // A writer may just have changed the value.
-  void GetOne(Engine& engine, std::size_t place) {
-    const Item& item = work.items[place];
+  void GetOne(Engine& engine, const Item& item) {
     if (!engine.Get(item.key, value) ||
         (value != item.value && value != Workload::Updated(item.value))) {
       throw Failure(contender.name + ": wrong answer beside a writer at \"" + item.key + '"');
@@ -168,20 +165,19 @@ class Crew {
 
   void Play(std::size_t id) {
     const auto engine = contender.open(dir);
-    GetOne(*engine, 0);
+    GetOne(*engine, work.mixed.front());
     ++board->ready;
     while (!board->go) ::usleep(200);
     const auto begin = Clock::now();
     std::size_t done = 0;
     const std::size_t from = id * work.items.size() / most;
     while (!board->ending || done == 0) {
-      const std::size_t place = work.shuffled[(from + done) % work.items.size()];
+      const Item& item = work.mixed[(from + done) % work.mixed.size()];
       if (id == 0) {
-        const Item& item = work.items[place];
         const bool turned = done / work.items.size() % 2 == 0;
         engine->Update(item.key, turned ? Workload::Updated(item.value) : item.value);
       } else {
-        GetOne(*engine, place);
+        GetOne(*engine, item);
       }
       ++done;
     }

@@ -43,8 +43,7 @@ class Trial {
     std::ofstream(terms) << "<t><term name='noun' code='11'/></t>";
     Require(LoadTerm(A2U(terms, 65001).c_str()), "terms");
     Require(file.Create(path.c_str(), IndexFile::KD_TEXT0), "create");
-    for (const std::size_t place : work.shuffled) {
-      const Item& item = work.items[place];
+    for (const Item& item : work.mixed) {
       BASIC_ALFSTAT<char> article;
       article.Name = item.key;
       article.Type = 'B';

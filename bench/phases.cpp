@@ -93,7 +93,7 @@ class Runner {
 
   void LoadShuffled() {
     engine = contender.open(dir);
-    round.cost[LOAD_SHUFFLED] = ForShuffled([this](const Item& item) {
+    round.cost[LOAD_SHUFFLED] = ForMixed([this](const Item& item) {
       Require(engine->Insert(item.key, item.value), contender, "load shuffled", item.key);
     });
     const Item& again = work.items.front();
@@ -106,7 +106,7 @@ class Runner {
   void Open() {
     std::vector<double> each;
     for (std::size_t i = 0; i < openings; ++i) {
-      const Item& item = work.items[work.shuffled[i % work.shuffled.size()]];
+      const Item& item = work.mixed[i % work.mixed.size()];
       std::string value;
       each.push_back(NanosecondsEach(1, [&] {
         engine = contender.open(dir);
@@ -123,10 +123,9 @@ class Runner {
   void GetHit() {
     std::string value;
     round.cost[GET_HIT] = NanosecondsEach(work.items.size(), [&] {
-      for (auto place = work.shuffled.rbegin(); place != work.shuffled.rend(); ++place) {
-        const Item& item = work.items[*place];
-        Require(engine->Get(item.key, value) && value == item.value, contender, "get hit",
-                item.key);
+      for (auto item = work.mixed.rbegin(); item != work.mixed.rend(); ++item) {
+        Require(engine->Get(item->key, value) && value == item->value, contender, "get hit",
+                item->key);
       }
     });
   }
@@ -157,23 +156,21 @@ class Runner {
 
   void Update() {
     std::vector<std::string> values;
-    values.reserve(work.items.size());
-    for (const Item& item : work.items) values.push_back(Workload::Updated(item.value));
-    round.cost[UPDATE] = NanosecondsEach(work.items.size(), [&] {
-      for (std::size_t place : work.shuffled) {
-        const Item& item = work.items[place];
-        Require(engine->Update(item.key, values[place]), contender, "update", item.key);
-      }
+    values.reserve(work.mixed.size());
+    for (const Item& item : work.mixed) values.push_back(Workload::Updated(item.value));
+    std::size_t place = 0;
+    round.cost[UPDATE] = ForMixed([&](const Item& item) {
+      Require(engine->Update(item.key, values[place++]), contender, "update", item.key);
     });
     std::string value;
-    for (std::size_t i = 0; i < work.items.size(); ++i) {
-      Require(engine->Get(work.items[i].key, value) && value == values[i], contender, "update",
-              work.items[i].key);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const std::string& key = work.mixed[i].key;
+      Require(engine->Get(key, value) && value == values[i], contender, "update", key);
     }
   }
 
   void Erase() {
-    round.cost[ERASE] = ForShuffled([this](const Item& item) {
+    round.cost[ERASE] = ForMixed([this](const Item& item) {
       Require(engine->Erase(item.key), contender, "erase", item.key);
     });
     std::size_t left = 0;
@@ -183,9 +180,9 @@ class Runner {
   }
 
   template <typename Operation>
-  double ForShuffled(Operation operation) {
-    return NanosecondsEach(work.items.size(), [&] {
-      for (std::size_t place : work.shuffled) operation(work.items[place]);
+  double ForMixed(Operation operation) {
+    return NanosecondsEach(work.mixed.size(), [&] {
+      for (const Item& item : work.mixed) operation(item);
     });
   }
 

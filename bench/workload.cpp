@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 
 #include "dictd.h"
@@ -16,7 +17,9 @@ constexpr std::size_t longestKey = dictd::maxKey - 1;
 
 Workload Finished(std::string name, std::string what, std::map<std::string, std::string> all,
                   std::size_t limit) {
-  Workload work{std::move(name), std::move(what), {}, {}, {}, 0};
+  Workload work;
+  work.name = std::move(name);
+  work.what = std::move(what);
   const std::size_t step = std::max<std::size_t>(1, (all.size() + limit - 1) / limit);
   std::size_t place = 0;
   for (auto& [key, value] : all) {
@@ -27,9 +30,14 @@ Workload Finished(std::string name, std::string what, std::map<std::string, std:
     work.items.push_back({key, std::move(value)});
   }
   std::mt19937 random(20);
-  for (std::size_t i = 0; i < work.items.size(); ++i) work.shuffled.push_back(i);
-  std::shuffle(work.shuffled.begin(), work.shuffled.end(), random);
+  std::vector<std::size_t> places(work.items.size());
+  std::iota(places.begin(), places.end(), 0);
+  std::shuffle(places.begin(), places.end(), random);
   std::shuffle(work.absent.begin(), work.absent.end(), random);
+  // Copied, since strings that are moved or swapped stay where they lie.
+  work.mixed.reserve(places.size());
+  for (const std::size_t at : places) work.mixed.push_back(work.items[at]);
+  work.absent = std::vector<std::string>(work.absent);
   return work;
 }
 

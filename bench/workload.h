@@ -15,10 +15,12 @@ struct Item {
 struct Workload {
   std::string name;
   std::string what;
-  std::vector<Item> items;            // in the order of keys
-  std::vector<std::size_t> shuffled;  // places in `items`: the same for every engine and run
-  std::vector<std::string> absent;    // keys that are not there, spread over the whole range
-  std::size_t bytes = 0;              // of all keys and values
+  std::vector<Item> items;  // in the order of keys
+  // The same in a random order, the same for every engine and run. Laid out in that order, so that
+  // nobody's time is spent on waiting for what is to be asked next.
+  std::vector<Item> mixed;
+  std::vector<std::string> absent;  // keys that are not there, spread over the whole range
+  std::size_t bytes = 0;            // of all keys and values
 
   // Another value of the same length.
   static std::string Updated(const std::string& value) { return {value.rbegin(), value.rend()}; }
