@@ -1,10 +1,16 @@
 // DataTransfer: the carrier of bytes in the persistent layers.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "kvorlib/export.h"
+
+namespace store {
+class RecordRoom;
+}
 
 // A length-counted byte buffer. Keys, records and cursor positions travel in it.
 //
@@ -40,7 +46,13 @@ class KVORLIB_API DataTransfer {
 
   // Each replaces the value. An owned value gets a zero byte behind it, outside the counted size.
   // An external block of capacity c flags overflow from c bytes on, though all c are copied.
-  void SetData(unsigned char const* p, int n);
+  void SetData(unsigned char const* p, int n) {
+    if (own == nullptr || n <= 0 || n >= capacity || p == nullptr) return SetDataAnew(p, n);
+    overflow = false;
+    size = n;
+    std::memmove(own, p, static_cast<std::size_t>(n));
+    own[n] = 0;
+  }
   void SetData(void const* p, int n) { SetData(static_cast<unsigned char const*>(p), n); }
   void SetData(char const* s);         // strlen(s) + 1 bytes
   void SetData(std::string const& s);  // s.size() + 1 bytes
@@ -97,7 +109,10 @@ class KVORLIB_API DataTransfer {
   bool operator<(DataTransfer const& o) const;
 
  private:
+  friend class store::RecordRoom;
+
   void ReleaseOwn();
+  void SetDataAnew(unsigned char const* p, int n);
 
   unsigned char* data = nullptr;  // the bytes in use, in whichever block
   unsigned char* own = nullptr;   // the block that this object has a claim on

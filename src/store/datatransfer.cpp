@@ -9,6 +9,8 @@
 #include <cstring>
 #include <new>
 
+#include "platform/bytesums.h"
+
 namespace {
 
 struct alignas(std::max_align_t) BlockHead {
@@ -18,6 +20,7 @@ struct alignas(std::max_align_t) BlockHead {
 BlockHead* HeadOf(unsigned char* block) { return reinterpret_cast<BlockHead*>(block) - 1; }
 
 unsigned char* NewBlock(BlockHead* old, std::size_t n) {
+  n = platform::UpToStride(n);  // for RecordRoom
   auto* head = static_cast<BlockHead*>(std::realloc(old, sizeof(BlockHead) + n));
   if (head == nullptr) throw std::bad_alloc();
   head->claims = 1;
@@ -43,15 +46,9 @@ void DataTransfer::Clear() {
   capacity = size = 0;
 }
 
-void DataTransfer::SetData(unsigned char const* p, int n) {
+void DataTransfer::SetDataAnew(unsigned char const* p, int n) {
   if (n <= 0 || p == nullptr) return;
   overflow = false;
-  if (own != nullptr && n < capacity) {
-    size = n;
-    std::memmove(own, p, static_cast<std::size_t>(n));
-    own[n] = 0;
-    return;
-  }
   bool const external = ExternalBuffer();
   if (n >= capacity) {
     if (external) {

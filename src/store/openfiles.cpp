@@ -31,11 +31,6 @@ std::optional<std::string> NameForTable(const std::string& path) {
   return path.substr(start);
 }
 
-UdbFile* OpenFiles::Find(int file) {
-  if (file < 0 || file >= udbMaxFiles || At(file).fd == nullptr) return nullptr;
-  return &At(file);
-}
-
 int OpenFiles::FreeNumber() const {
   const auto free = std::find_if(entries.begin(), entries.end(), [](const UdbFile& entry) {
     return entry.fd == nullptr && !entry.lost;
@@ -50,6 +45,7 @@ void OpenFiles::Free(UdbFile& entry) {
   entry.seen.directories.Clear();
   entry.seen.marks.Clear();
   entry.seen.Forget();
+  entry.seen.copy = {};
   entry.seen.pages = nullptr;
 }
 

@@ -50,7 +50,10 @@ namespace store {
 class OpenFiles {
  public:
   OpenFiles() { FreeAll(); }
-  UdbFile* Find(int file);  // an entry with an open file, or null
+  // An entry with an open file, or null.
+  UdbFile* Find(int file) {
+    return file < 0 || file >= udbMaxFiles || At(file).fd == nullptr ? nullptr : &At(file);
+  }
   UdbFile& At(int file) { return entries[static_cast<std::size_t>(file)]; }
   // The lowest free number, or -1.
   int FreeNumber() const;

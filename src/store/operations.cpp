@@ -8,9 +8,9 @@
 
 namespace store {
 
-Engine& TheEngine() {
+Engine& MakeEngine() {
   static Engine engine;
-  return engine;
+  return *(madeEngine = &engine);
 }
 
 bool Select(int file) {
@@ -160,6 +160,24 @@ int EraseAtCursor() {
   return Erase(Bytes(copy).first(key.size()));
 }
 
+// Apart from the steps out of a copy, which are many and short.
+[[gnu::noinline]] int NextInFile(int file, UdbFile& entry, DataTransfer& record) {
+  const int quick = QuickReads::Next(entry, record);
+  if (IsSettled(entry, quick)) return AsAnswer(quick);
+  if (entry.header.recordCount == 0 && !Select(file)) return -1;
+  const bool looksEmpty = entry.header.recordCount == 0;
+  const int answer = AttemptRead(entry, [&] {
+    Engine& engine = TheEngine();
+    if (entry.header.recordCount == 0 || !engine.tree.Advance()) return 1;
+    engine.records.Read(engine.tree.Current(), record);
+    return 0;
+  });
+  // The end of an empty file needs no lock. But while it can be had, what was seen without it might
+  // have been half an erasure.
+  const bool refused = answer == -1 && entry.lastError == UDB_TIMEOUT;
+  return refused && looksEmpty ? Attempt(entry, [] { return 1; }) : answer;
+}
+
 }  // namespace
 
 }  // namespace store
@@ -199,20 +217,9 @@ int udbGet(int file, UdbKey key, DataTransfer& record) {
 int udbGetNext(int file, DataTransfer& record) {
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return -1;
-  const int quick = TheEngine().quick.Next(*entry, record);
-  if (IsSettled(*entry, quick)) return AsAnswer(quick);
-  if (entry->header.recordCount == 0 && !Select(file)) return -1;
-  const bool looksEmpty = entry->header.recordCount == 0;
-  const int answer = AttemptRead(*entry, [&] {
-    Engine& engine = TheEngine();
-    if (entry->header.recordCount == 0 || !engine.tree.Advance()) return 1;
-    engine.records.Read(engine.tree.Current(), record);
-    return 0;
-  });
-  // The end of an empty file needs no lock. But while it can be had, what was seen without it might
-  // have been half an erasure.
-  const bool refused = answer == -1 && entry->lastError == UDB_TIMEOUT;
-  return refused && looksEmpty ? Attempt(*entry, [] { return 1; }) : answer;
+  if (!QuickReads::StepInCopy(*entry, record)) return NextInFile(file, *entry, record);
+  entry->lastError = UDB_SUCCESS;
+  return 0;
 }
 
 int udbRewind(int file) {

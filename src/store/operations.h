@@ -32,7 +32,9 @@ struct Engine {
   QuickReads quick;
 };
 
-Engine& TheEngine();
+Engine& MakeEngine();
+inline Engine* madeEngine = nullptr;
+inline Engine& TheEngine() { return madeEngine != nullptr ? *madeEngine : MakeEngine(); }
 
 // Makes the file current and reads its header, ahead of the lock or without it. Operations that
 // take the lock see the header behind it and do without this; where an answer needs no lock, the

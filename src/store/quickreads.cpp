@@ -64,6 +64,7 @@ QuickReads::Answer QuickReads::Validated(UdbFile& file, Body body) {
     if (!seen.count->Still(seen.header)) continue;
     if (file.fd->Sound()) return Unknown;
     seen.pages = nullptr;  // until it is looked at anew, under the lock
+    seen.copy.Drop();
     return Lost;
   }
   return Unknown;
@@ -148,6 +149,13 @@ QuickReads::Answer QuickReads::NextLeaf(const UdbFile& file, Spot& spot) {
   return before && behind && CompareKeys(kd, *before, *behind) < 0 ? Found : Unknown;
 }
 
+// Where the next leaf will be looked for, or null.
+const std::uint8_t* QuickReads::LeafBehind(const UdbFile& file, std::uint16_t page) {
+  const std::uint16_t next = Load16(file.seen.pages + OffsetOf(page) + 4);
+  const Page* const there = next == 0 ? nullptr : PageAt(file, next);
+  return there == nullptr ? nullptr : there->data();
+}
+
 // From an entry to the one behind it.
 inline QuickReads::Answer QuickReads::StepOn(const UdbFile& file, std::size_t behind, Spot& spot) {
   if (behind >= spot.entries.size()) return NextLeaf(file, spot);
@@ -176,6 +184,7 @@ inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot) {
   file.seen.cursor = file.seen.header;
   file.seen.leaf = spot.behind != 0 ? spot.entries : Bytes();
   file.seen.behind = spot.behind;
+  file.seen.walks = false;
 }
 
 // ---- Records ----
@@ -245,13 +254,23 @@ QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* re
   return answer;
 }
 
+// A leaf is copied when a walk comes to it, or is seen to go on in it.
 QuickReads::Answer QuickReads::Next(UdbFile& file, DataTransfer& record) {
+  Seen& seen = file.seen;
   Spot spot;
+  bool copies = false;
   const Answer answer = Validated(file, [&] {
     const Answer found = FromCursor(file, spot);
-    return found == Found ? Read(file, spot, record) : found;
+    if (found != Found) return found;
+    copies = seen.walks && !seen.copy.IsOf(seen.header, spot.page);
+    if (copies) seen.copy.Take(spot.entries, LeafBehind(file, spot.page));
+    return Read(file, spot, record);
   });
-  if (answer == Found) SetCursor(file, spot);
+  if (answer != Found) return answer;
+  SetCursor(file, spot);
+  seen.walks = true;
+  if (copies) seen.copy.Believe(seen.header, spot.page);
+  if (seen.copy.IsOf(seen.header, spot.page)) seen.copy.StandAt(file.cursorOffset, spot.behind);
   return answer;
 }
 

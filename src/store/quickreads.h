@@ -32,6 +32,20 @@ class QuickReads {
   // entry.
   static Answer Get(UdbFile& file, UdbKey key, DataTransfer* record);
   static Answer Next(UdbFile& file, DataTransfer& record);
+  // Does what Next would, if a copy of the cursor's leaf is at hand and nobody has changed the file
+  // since.
+  static bool StepInCopy(UdbFile& file, DataTransfer& record) {
+    Seen& seen = file.seen;
+    if (!seen.copy.IsAt(seen.header, file.cursorPage, file.cursorOffset) || file.missedSize != 0 ||
+        seen.count->Now() != seen.header) {
+      return false;
+    }
+    if (++seen.steps % StepsUnasked == 0 && !CurrentHost().StillShares(seen.count)) return false;
+    if (!seen.copy.Step(record, file.maxRead)) return false;
+    file.cursorOffset = seen.copy.Cursor();
+    seen.behind = seen.copy.Behind();
+    return true;
+  }
   // The key of the entry at the cursor: as udbGetPosition.
   static Answer KeyAtCursor(UdbFile& file, std::string& key);
   // Whether an entry of a leaf in use with this key begins at the place; then the cursor is there.
@@ -47,6 +61,10 @@ class QuickReads {
     std::optional<Entry> At() const { return Entry::At(entries, offset, true); }
   };
 
+  // How many steps a walk makes in its copy of a leaf between two looks at whether the count is
+  // still everybody's.
+  static constexpr std::uint32_t StepsUnasked = 16;
+
   template <typename Body>
   static Answer Validated(UdbFile& file, Body body);
   static bool Relearn(UdbFile& file);
@@ -57,6 +75,7 @@ class QuickReads {
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);
+  static const std::uint8_t* LeafBehind(const UdbFile& file, std::uint16_t page);
   static Answer NextLeaf(const UdbFile& file, Spot& spot);
   static Answer StepOn(const UdbFile& file, std::size_t behind, Spot& spot);
   static Answer FromCursor(const UdbFile& file, Spot& spot);

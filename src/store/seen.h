@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/changecount.h"
+#include "store/leafcopy.h"
 #include "store/leafmarks.h"
 #include "store/pagedirectory.h"
 
@@ -67,6 +68,9 @@ struct Seen {
   std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
   Bytes leaf;                   // the entries of its page, where they lie; none: not looked up
   std::size_t behind = 0;       // the offset behind its entry, if so
+  std::uint32_t steps = 0;      // of walks, in copies
+  bool walks = false;           // the last operation was a step of a walk
+  LeafCopy copy;                // of the leaf in which it goes on
   PageDirectories directories;  // of the same state as the header
   LeafMarks marks;              // likewise
   std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
@@ -79,6 +83,7 @@ struct Seen {
     header = cursor = Never;
     directories.DropAll();
     marks.DropAll();
+    copy.Drop();
     page0Length = 0;
   }
 };
