@@ -22,8 +22,12 @@ namespace {
 
 constexpr std::size_t longestWord = 60;
 
+// No letter is cut in pieces: no article is, and the layers would have to make it good.
 std::string OneWord(std::string_view text) {
-  std::string word(text.substr(0, longestWord));
+  std::size_t end = std::min(text.size(), longestWord);
+  const auto isInside = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+  while (end > 0 && end < text.size() && isInside(text[end])) --end;
+  std::string word(text.substr(0, end));
   for (char& c : word) {
     if (c == ' ' || c == '#' || (c >= '\0' && c < ' ')) c = '_';
   }
@@ -52,7 +56,8 @@ class Trial {
       article.MText = OneWord(item.value);
       if (!file.CreateArticle(&article)) continue;
       names.push_back(article.Name);
-      wideNames.push_back(A2U(article.Name, 65001));
+      widePlaces.push_back(wideNames.size());
+      wideNames += A2U(article.Name, 65001) + u'\0';
     }
     std::string words;
     engine = udbOpen(path.c_str(), 2, words);
@@ -88,8 +93,9 @@ class Trial {
   }
   void GetWideArticles() {
     BASIC_ALFSTAT<char16_t> article;
-    for (const std::u16string& name : wideNames) {
-      Require(file.GetAlfArticle(name.c_str(), &article) && article.Name == name, "wide");
+    for (const std::size_t place : widePlaces) {
+      const char16_t* const name = &wideNames[place];
+      Require(file.GetAlfArticle(name, &article) && article.Name == name, "wide");
     }
   }
   void ScanEngine() {
@@ -121,7 +127,8 @@ class Trial {
   AlfFile file;
   int engine = -1;
   std::vector<std::string> names;
-  std::vector<std::u16string> wideNames;
+  std::u16string wideNames;  // one behind the other, as they are asked for
+  std::vector<std::size_t> widePlaces;
   std::string text;
   std::string value;
   DataTransfer record;

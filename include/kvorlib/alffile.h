@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kvorlib/export.h"
@@ -124,5 +125,7 @@ class KVORLIB_API AlfFile : public IndexFile {
 
  private:
   bool Report(char const* words) const;
+  template <class T>
+  bool ReadArticle(std::string_view name, BASIC_ALFSTAT<T>& article, bool fillIn) const;
   bool MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record) const;
 };

@@ -12,7 +12,9 @@
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kvorlib/datatransfer.h"
@@ -207,10 +209,15 @@ class KVORLIB_API IndexFile {
   // Gives `out` the record as a text; false, with `out` left alone, if the layout is not one for
   // texts.
   bool CopyDeleteZero(DataTransfer& record, std::string& out) const;
+  // The record of a text as the key, and the text in it, in place: what CopyDeleteZero gives, if
+  // anything.
+  bool GetByText(std::string_view key, DataTransfer& record) const;
+  std::optional<std::string_view> TextIn(DataTransfer const& record) const;
   // Whether there is a usable map.
   bool check_map() const;
 
  private:
+  bool FormTextKey(std::string_view text, DataTransfer& key) const;
   bool HoldsMap() const;
   void TakeMap(PersistentMap* taken);
   bool Fail(char const* words) const;

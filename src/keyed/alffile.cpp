@@ -2,6 +2,7 @@
 // in alfrecord.cpp, the homonyms in alfhomonyms.cpp.
 #include "kvorlib/alffile.h"
 
+#include "keyed/alfrecord.h"
 #include "keyed/utf8.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/persistentmap.h"
@@ -11,11 +12,6 @@ using keyed::Narrow;
 using keyed::OrEmpty;
 
 namespace {
-
-// What is read is ready for use by side K, with the word of side M in place of a missing one.
-void FillIn(BASIC_ALFSTAT<char>& article) {
-  if (article.KText.empty()) article.KText = article.MText;
-}
 
 // Gives the article the side that it leaves alone.
 void Merge(BASIC_ALFSTAT<char>& article, BASIC_ALFSTAT<char> const& stored) {
@@ -51,23 +47,31 @@ bool AlfFile::MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record
   return FillBuf(article, record) || Report("Fill buffer error");
 }
 
+// Of a record without a name, the narrow article loses its own.
+template <class T>
+bool AlfFile::ReadArticle(std::string_view name, BASIC_ALFSTAT<T>& article, bool fillIn) const {
+  DataTransfer record;
+  if (!GetByText(name, record)) return false;
+  keyed::ArticleFields fields;
+  if (!fields.Read(TextIn(record).value_or(std::string_view()))) {
+    if constexpr (sizeof(T) == 1) article.Name.clear();
+    return Report("Fill struct error");
+  }
+  if (fillIn) fields.FillIn();
+  fields.GiveTo(article);
+  return true;
+}
+
 bool AlfFile::_GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) const {
-  std::string record;
-  if (!Get(std::string(OrEmpty(name)), record)) return false;
-  return FillStruct(*article, record) || Report("Fill struct error");
+  return ReadArticle(OrEmpty(name), *article, false);
 }
 
 bool AlfFile::GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) const {
-  if (!_GetAlfArticle(name, article)) return false;
-  FillIn(*article);
-  return true;
+  return ReadArticle(OrEmpty(name), *article, true);
 }
 
 bool AlfFile::GetAlfArticle(char16_t const* name, BASIC_ALFSTAT<char16_t>* article) const {
-  BASIC_ALFSTAT<char> narrow;
-  if (!GetAlfArticle(Narrow(name).c_str(), &narrow)) return false;
-  Convert(*article, narrow);
-  return true;
+  return ReadArticle(Narrow(name), *article, true);
 }
 
 bool AlfFile::GetAlfPool(RecordPool& pool, char const* key, int n) {
@@ -78,19 +82,31 @@ bool AlfFile::GetAlfPool(RecordPool& pool, char16_t const* key, int n) {
   return GetPool(pool, key != nullptr ? std::u16string(key) : std::u16string(), n);
 }
 
-bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char>* article) {
+namespace {
+
+template <class T>
+bool GiveNext(RecordPool& pool, BASIC_ALFSTAT<T>& article) {
   std::string record;
   std::string key;
-  if (!pool.GetNext(record, key) || !FillStruct(*article, record)) return false;
-  FillIn(*article);
+  keyed::ArticleFields fields;
+  if (!pool.GetNext(record, key)) return false;
+  if (!fields.Read(record)) {
+    if constexpr (sizeof(T) == 1) article.Name.clear();
+    return false;
+  }
+  fields.FillIn();
+  fields.GiveTo(article);
   return true;
 }
 
+}  // namespace
+
+bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char>* article) {
+  return GiveNext(pool, *article);
+}
+
 bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char16_t>* article) {
-  BASIC_ALFSTAT<char> narrow;
-  if (!GetNextAlfArticle(pool, &narrow)) return false;
-  Convert(*article, narrow);
-  return true;
+  return GiveNext(pool, *article);
 }
 
 int AlfFile::GetNewNumber() const { return 0; }

@@ -55,11 +55,15 @@ std::string IndexFile::FillKey(std::string const& text) const {
 }
 
 bool IndexFile::FormKey(std::string const& text, DataTransfer& key) const {
+  return FormTextKey(text, key);
+}
+
+bool IndexFile::FormTextKey(std::string_view text, DataTransfer& key) const {
   if (keyDefined && keyDescr.type == 0) return Fail("Wrong record format");
   std::string padded;
   std::string_view filled = text;
   if (keyDefined && FixedText(keyDescr)) {
-    filled = padded = FillKey(text);
+    filled = padded = FillKey(std::string(text));
   } else if (keyDefined && keyDescr.IsText()) {
     filled = filled.substr(0, filled.find(static_cast<char>(keyDescr.len)));
   }
@@ -98,9 +102,13 @@ bool IndexFile::Erase(int key) {
   return FormKey(key, formed) && Erase(formed);
 }
 
-bool IndexFile::Get(std::string const& key, DataTransfer& record) const {
+bool IndexFile::GetByText(std::string_view key, DataTransfer& record) const {
   PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
-  return FormKey(key, formed) && Get(formed, record);
+  return FormTextKey(key, formed) && Get(formed, record);
+}
+
+bool IndexFile::Get(std::string const& key, DataTransfer& record) const {
+  return GetByText(key, record);
 }
 
 bool IndexFile::Get(std::u16string const& key, DataTransfer& record) const {
@@ -139,12 +147,17 @@ std::u16string IndexFile::Get(std::u16string const& key) const {
   return value;
 }
 
+std::optional<std::string_view> IndexFile::TextIn(DataTransfer const& record) const {
+  if (!keyDefined || !HoldsText(keyDescr)) return std::nullopt;
+  std::string_view const whole(record.GetData(), static_cast<std::size_t>(record.Available()));
+  auto const lastZero = whole.rfind('\0');
+  return lastZero == whole.npos ? whole : whole.substr(0, lastZero + 1);
+}
+
 bool IndexFile::CopyDeleteZero(DataTransfer& record, std::string& out) const {
-  if (!keyDefined || !HoldsText(keyDescr)) return false;
-  record.GetData(out);
-  auto const lastZero = out.rfind('\0');
-  if (lastZero != std::string::npos) out.resize(lastZero + 1);
-  return true;
+  auto const text = TextIn(record);
+  if (text) out = *text;
+  return text.has_value();
 }
 
 bool IndexFile::Put(DataTransfer const& record, bool /*overwrite*/) {

@@ -13,7 +13,8 @@ inline std::u16string Wide(std::string const& text) { return A2U(text, utf8Page)
 inline std::string Narrow(std::u16string const& text) { return U2A(text, utf8Page); }
 // No text at all counts as an empty one.
 inline std::string Narrow(char16_t const* text) {
-  return text != nullptr ? U2A(text, utf8Page) : std::string();
+  if (text == nullptr) return {};
+  return w_u8(text, text + std::char_traits<char16_t>::length(text));
 }
 inline char const* OrEmpty(char const* text) { return text != nullptr ? text : ""; }
 

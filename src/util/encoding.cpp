@@ -69,10 +69,14 @@ void DropCarriageReturns(std::string& text) {
   text.resize(kept);
 }
 
+bool NamesUtf8(int codePage) { return codePage == -1 || codePage == platform::kUtf8CodePage; }
+
 std::u16string ConvertPieces(const std::string& text, int codePage) {
+  const bool keepWhole = NamesUtf8(codePage);
+  if (keepWhole && text.size() <= kPiece)
+    return u8_w(text.c_str(), text.c_str() + std::strlen(text.c_str()));
   std::u16string result;
   result.reserve(text.size());
-  const bool keepWhole = codePage == -1 || codePage == platform::kUtf8CodePage;
   std::size_t position = 0;
   while (position + kPiece < text.size()) {
     std::size_t n = kPiece;
@@ -94,11 +98,15 @@ std::u16string A2U(const std::string& text, int codePage, bool fixEol) {
 
 std::string U2A(const std::u16string& text, int codePage, bool fixEol) {
   std::string result;
-  result.reserve(text.size());
-  std::size_t position = 0;
-  for (; position + kPiece < text.size(); position += kPiece)
-    AppendNarrow(std::u16string_view(text).substr(position, kPiece), codePage, result);
-  AppendNarrow(text.c_str() + position, codePage, result);
+  if (NamesUtf8(codePage) && text.size() <= kPiece) {
+    result = w_u8(text.c_str(), text.c_str() + std::char_traits<char16_t>::length(text.c_str()));
+  } else {
+    result.reserve(text.size());
+    std::size_t position = 0;
+    for (; position + kPiece < text.size(); position += kPiece)
+      AppendNarrow(std::u16string_view(text).substr(position, kPiece), codePage, result);
+    AppendNarrow(text.c_str() + position, codePage, result);
+  }
   if (fixEol) DropCarriageReturns(result);
   return result;
 }

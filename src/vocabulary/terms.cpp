@@ -1,10 +1,12 @@
 // The tables of the process, which of them is current, and the free functions that answer from it.
 #include "kvorlib/terms.h"
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 
 #include "kvorlib/encoding.h"
+#include "util/utf8.h"
 #include "vocabulary/termheader.h"
 #include "vocabulary/termtable.h"
 
@@ -81,7 +83,13 @@ void CloseTerms() {
   tables.loose.reset();
 }
 
-std::uint16_t TermCode(const std::string& name) { return Loaded().CodeOf(Wide(name)); }
+std::uint16_t TermCode(const std::string& name) {
+  const Terms& table = Loaded();
+  std::array<char16_t, 64> room;
+  if (name.size() > room.size()) return table.CodeOf(Wide(name));
+  const char16_t* const end = util::DecodeUtf8(name, room.data());
+  return table.CodeOf({room.data(), static_cast<std::size_t>(end - room.data())});
+}
 
 std::string TermName(std::uint16_t code) {
   const std::u16string& name = Loaded().NameOf(code);

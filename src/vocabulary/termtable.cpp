@@ -16,7 +16,7 @@ constexpr unsigned FirstBigNumber = 255;
 
 // The colon counts as a digit here, and nothing does too: then there is no number in it, and the
 // name is searched as it stands.
-bool LooksLikeNumber(const std::u16string& name) {
+bool LooksLikeNumber(std::u16string_view name) {
   return std::all_of(name.begin(), name.end(), [](char16_t c) { return c >= u'0' && c <= u':'; });
 }
 
@@ -37,10 +37,10 @@ Term* FindIn(const Map& map, const Key& key) {
 }  // namespace
 
 Term* Terms::Find(std::uint16_t code) const { return FindIn(codes, code); }
-Term* Terms::Find(const std::u16string& name) const { return FindIn(names, name); }
+Term* Terms::Find(std::u16string_view name) const { return FindIn(names, name); }
 
-std::uint16_t Terms::CodeOf(const std::u16string& name) const {
-  const auto codeOfName = [this](const std::u16string& entry) {
+std::uint16_t Terms::CodeOf(std::u16string_view name) const {
+  const auto codeOfName = [this](std::u16string_view entry) {
     const Term* const found = Find(entry);
     return found != nullptr ? found->code : unknownCode;
   };

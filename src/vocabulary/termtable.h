@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -34,9 +36,9 @@ class Terms final : public DataConstr {
 
   // Null for an unknown one.
   Term* Find(std::uint16_t code) const;
-  Term* Find(const std::u16string& name) const;
+  Term* Find(std::u16string_view name) const;
   // With the meaning of numbers.
-  std::uint16_t CodeOf(const std::u16string& name) const;
+  std::uint16_t CodeOf(std::u16string_view name) const;
   const std::u16string& NameOf(std::uint16_t code) const;
   bool Belong(std::uint16_t code, std::uint16_t group, int depth) const;
   bool InNonRepGroup(std::uint16_t a, std::uint16_t b) const;
@@ -48,7 +50,11 @@ class Terms final : public DataConstr {
   bool AcceptVersion();
 
   bool loaded = false;
-  std::unordered_map<std::u16string, Term*> names{3000};
+  // Looked up by slices of text, without a string made for it.
+  struct NameHash : std::hash<std::u16string_view> {
+    using is_transparent = void;
+  };
+  std::unordered_map<std::u16string, Term*, NameHash, std::equal_to<>> names{3000};
   std::unordered_map<std::uint16_t, Term*> codes{3000};
   // All records, by a hash of what is in them. A replaced record stays, for it may still be found
   // by its name, be the parent of others, or be in a caller's hands; and a file that is loaded
