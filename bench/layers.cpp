@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include "engine.h"
@@ -51,11 +52,12 @@ class Trial {
       BASIC_ALFSTAT<char> article;
       article.Name = item.key;
       article.Type = 'B';
-      article.Pos = 11;
+      article.Pos = 0x11;
       article.KText = OneWord(item.key);
       article.MText = OneWord(item.value);
       if (!file.CreateArticle(&article)) continue;
       names.push_back(article.Name);
+      articles.push_back(article);
       widePlaces.push_back(wideNames.size());
       wideNames += A2U(article.Name, 65001) + u'\0';
     }
@@ -72,6 +74,23 @@ class Trial {
   }
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
+
+  // Whether what comes through the layers, by name and in a walk, is what was stored.
+  void Compare() {
+    const auto fields = [](const auto& a) { return std::tie(a.Name, a.KText, a.MText, a.Pos); };
+    BASIC_ALFSTAT<char> narrow;
+    BASIC_ALFSTAT<char16_t> wide;
+    for (const BASIC_ALFSTAT<char>& article : articles) {
+      RecordPool pool;
+      Require(
+          file.GetAlfArticle(article.Name.c_str(), &narrow) && fields(narrow) == fields(article) &&
+              file.GetAlfArticle(A2U(article.Name, 65001).c_str(), &wide) &&
+              wide.KText == A2U(article.KText, 65001) && wide.MText == A2U(article.MText, 65001) &&
+              wide.Pos == article.Pos && file.GetAlfPool(pool, article.Name.c_str(), -1) &&
+              AlfFile::GetNextAlfArticle(pool, &narrow) && fields(narrow) == fields(article),
+          article.Name);
+    }
+  }
 
   void GetFromEngine() {
     for (const std::string& name : names) {
@@ -126,6 +145,7 @@ class Trial {
   std::string path;
   AlfFile file;
   int engine = -1;
+  std::vector<BASIC_ALFSTAT<char>> articles;
   std::vector<std::string> names;
   std::u16string wideNames;  // one behind the other, as they are asked for
   std::vector<std::size_t> widePlaces;
@@ -160,7 +180,7 @@ void CompareLayers(const Workload& work, const std::string& dir, std::size_t rou
       {"RecordPool::GetNext", &Trial::ScanIndexFile, 4, {}},
       {"AlfFile::GetNextAlfArticle", &Trial::ScanArticles, 4, {}},
   };
-  trial.GetFromEngine();
+  trial.Compare();
   for (std::size_t round = 0; round < std::max<std::size_t>(rounds, 3); ++round) {
     for (Row& row : rows) {
       const auto begin = std::chrono::steady_clock::now();

@@ -40,6 +40,12 @@ KeyedFile::Answer DictFile::Add(Article& article, std::string& reason) {
   return file.AnswerOf(created, reason);
 }
 
+std::string DictFile::RecordOf(const Article& article) {
+  std::string record;
+  Opened::FillBuf(article, record);
+  return record + '\0';
+}
+
 bool DictFile::Read(const std::string& name, Article& article) {
   if (articles._GetAlfArticle(name.c_str(), &article)) return true;
   FailOnError();
@@ -47,9 +53,7 @@ bool DictFile::Read(const std::string& name, Article& article) {
 }
 
 bool DictFile::IsAll(const Article& article, const std::string& stored) {
-  std::string again;
-  Opened::FillBuf(article, again);
-  return stored == again + '\0';
+  return stored == RecordOf(article);
 }
 
 bool DictFile::LosesByChange(const std::string& name) {

@@ -22,6 +22,8 @@ class DictFile {
 
   // Stores a new article. No: the name is there. Refused: with the words in `reason`.
   KeyedFile::Answer Add(Article& article, std::string& reason);
+  // What Add stores, with the zero behind it.
+  static std::string RecordOf(const Article& article);
   // The article as it is stored; false if it is absent.
   bool Read(const std::string& name, Article& article);
   // Whether the record holds what is not in its article, as a term that the vocabulary does not

@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "dictfile.h"
+#include "dictload.h"
 #include "environment.h"
 #include "json.h"
 #include "linereader.h"
@@ -48,10 +49,16 @@ class Import {
     const InterruptScope calm;
     std::string row;
     try {
-      while (!InterruptScope::Requested() && table.Next(row, session.out)) {
-        Store(row);
-        progress.Show(table.Number());
+      try {
+        while (!InterruptScope::Requested() && table.Next(row, session.out)) {
+          Store(row);
+          progress.Show(table.Number());
+        }
+      } catch (...) {
+        StoreCollected();
+        throw;
       }
+      StoreCollected();
     } catch (const Failure&) {
       Sum();
       throw;
@@ -65,14 +72,34 @@ class Import {
  private:
   void Store(const std::string& row) {
     Article article;
-    std::string fault = ReadRow(row, article);
-    if (fault.empty()) {
-      fault = "name '" + article.Name + "' exists; expected a new one";
-      if (dictionary.Add(article, fault) == KeyedFile::Answer::Yes) {
-        ++stored;
+    const std::string fault = ReadRow(row, article);
+    if (!fault.empty()) return Refuse(fault);
+    std::string reason = "name '" + article.Name + "' exists; expected a new one";
+    switch (collected.Take(article)) {
+      case DictLoad::Answer::Taken:
         return;
-      }
+      case DictLoad::Answer::Present:
+        return Refuse(reason);
+      case DictLoad::Answer::Declined:
+        StoreCollected();
+        break;
     }
+    if (dictionary.Add(article, reason) != KeyedFile::Answer::Yes) return Refuse(reason);
+    ++stored;
+  }
+
+  void StoreCollected() {
+    const LoadReport report = collected.Finish();
+    stored += report.stored;
+    const std::uint64_t unfit = report.present + report.refused;
+    refused += unfit;
+    if (unfit != 0) {
+      Complain(options.file, Counted(unfit, "row") + " refused: their names are there by now");
+    }
+    if (!report.done) throw Failure(options.file, KeyedFile::Explained(report.failure));
+  }
+
+  void Refuse(const std::string& fault) {
     ++refused;
     progress.Clear();
     if (session.json) {
@@ -98,6 +125,7 @@ class Import {
   const TableOptions& options;
   LineReader table;
   DictFile dictionary;
+  DictLoad collected{dictionary};
   Progress progress{"rows"};
   std::uint64_t stored = 0;
   std::uint64_t refused = 0;

@@ -7,7 +7,7 @@
 #include "commands.h"
 #include "json.h"
 #include "keyedfile.h"
-#include "kvorlib/messages.h"
+#include "kvorlib/recordpool.h"
 #include "kvorlib/storetools.h"
 #include "terminal.h"
 
@@ -125,19 +125,28 @@ int Upgrade(Session& session, const FileOptions& options) {
 
 // ---- copy ------------------------------------------------------------------------------------
 
-class CopyProgress : public ProcessMess {
- public:
-  bool Progress(int, int) override {
-    shown.Show(++count);
-    return !InterruptScope::Requested();
-  }
-  void Clear() { shown.Clear(); }
-  std::uint64_t Count() const { return count; }
-
- private:
-  kvor::Progress shown{"records"};
+// Stores all records of a file into another one, which is new. A walk that breaks off is a failure.
+LoadReport CopyRecords(KeyedFile& source, const std::string& target) {
+  RecordPool pool;
+  source.Index().GetPool(pool);
+  Progress progress("records");
   std::uint64_t count = 0;
-};
+  DataTransfer key;
+  DataTransfer record;
+  LoadReport report = LoadStore(target, [&]() -> std::optional<std::span<const unsigned char>> {
+    if (InterruptScope::Requested() || !pool.GetNext(key, record)) return std::nullopt;
+    progress.Show(++count);
+    int size = 0;
+    const unsigned char* const bytes = record.GetData(size);
+    return std::span(bytes, static_cast<std::size_t>(size));
+  });
+  progress.Clear();
+  if (report.done && source.Index().CheckError()) {
+    report.done = false;
+    report.failure = source.Words();
+  }
+  return report;
+}
 
 void RefuseTarget(const FileOptions& options) {
   std::error_code ignored;
@@ -154,38 +163,26 @@ void RefuseTarget(const FileOptions& options) {
 }
 
 int Copy(Session& session, const FileOptions& options) {
-  std::optional<IndexFile::KDTYPE> layout;
-  long expected = 0;
-  {
-    KeyedFile source(options.file, KeyedFile::Access::Read);
-    layout = StandardLayout(source.Layout());
-    expected = source.Index().Size();
-    if (expected < 0) source.Fail();
-  }
+  KeyedFile source(options.file, KeyedFile::Access::Read);
+  const std::optional<IndexFile::KDTYPE> layout = StandardLayout(source.Layout());
+  const long expected = source.Index().Size();
+  if (expected < 0) source.Fail();
   if (!layout) throw Failure(options.file, "its layout of keys is none of the standard ones");
   RefuseTarget(options);
-  // The target is made first, so that a failure has its words.
   if (options.replace) std::filesystem::remove(options.target);
   { const KeyedFile made = KeyedFile::Create(options.target, *layout); }
 
   const InterruptScope calm;
-  CopyProgress progress;
-  IndexFile target;
-  const bool open =
-      target.Copy(UriOf(options.target).c_str(), UriOf(options.file).c_str(), *layout, &progress);
-  progress.Clear();
-  const bool whole = open && target.GetState() == 0;
-  const long copied = open ? target.Size() : 0;
-  target.Close();
+  const LoadReport report = CopyRecords(source, options.target);
   if (InterruptScope::Requested()) throw Failure(options.target, "interrupted; not all is copied");
   if (session.json) {
-    session.out << Json("from", options.file)("to", options.target)("records", copied).Text()
+    session.out << Json("from", options.file)("to", options.target)("records", report.stored).Text()
                 << '\n';
   } else {
-    session.out << Counted(static_cast<std::uint64_t>(copied), "record") << " copied\n";
+    session.out << Counted(report.stored, "record") << " copied\n";
   }
-  if (whole && copied == expected) return Fine;
-  throw Failure(options.target, "Copy error: " + std::to_string(copied) + " of " +
+  if (report.done && report.stored == static_cast<std::uint64_t>(expected)) return Fine;
+  throw Failure(options.target, "Copy error: " + std::to_string(report.stored) + " of " +
                                     std::to_string(expected) +
                                     " records are copied; `kvor store salvage` may save more");
 }

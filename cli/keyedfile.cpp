@@ -52,7 +52,10 @@ KeyedFile KeyedFile::Create(const std::string& path, IndexFile::KDTYPE layout) {
 std::string KeyedFile::Words() {
   // A map that could not be opened counts as none for the keyed file, but keeps the words.
   PersistentMap* map = index.GetIndHandle();
-  std::string words = map != nullptr ? map->get_err_mess() : index.ErrorMessage();
+  return Explained(map != nullptr ? map->get_err_mess() : index.ErrorMessage());
+}
+
+std::string KeyedFile::Explained(std::string words) {
   if (words == "TIMEOUT") words += " (another process keeps the store busy)";
   // So the store answers when nothing is wrong but the mark.
   if (words == "SUCCESS") words += " (the file is marked as corrupted and takes no updates)";

@@ -29,7 +29,9 @@ class KeyedFile {
   const KEYDESCR& Layout() { return index.GetKeyDescr(); }
   TextForm Form() { return TextForm(Layout()); }
 
-  // The library's words for the latest failure.
+  // The store's words, with what they do not tell.
+  static std::string Explained(std::string words);
+  // The library's words for the latest failure, explained.
   std::string Words();
   // Throws Failure with them.
   [[noreturn]] void Fail() { throw Failure(path, Words()); }

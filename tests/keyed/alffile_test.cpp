@@ -75,6 +75,7 @@ TEST_F(ArticlesTest, RecordIsReadWordByWordAndLacksNothingButItsName) {
            {"abc     -1\tB\r\nn v a b c", "abc -1 B n v a b"},
            {"abc 1 K other # # #", "abc 1 K # # # #"},
            {"abc 1 M # # # b" + Zero, "abc 1 M # # # b"},
+           {"\xD0 +7\vM # # b\xE2\x82 \xD0", "\uFFFD 7 M # # b\uFFFD\uFFFD \uFFFD"},
            {"РРх 1 B # # РхР х\u00A0Р", "РРх 1 B # # РхР х\u00A0Р"}}) {
     NarrowArticle article = Narrow("old 9 B v v k m");
     ASSERT_EQ(OpenedUp::FillStruct(article, record), read != nullptr) << record;

@@ -5,14 +5,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <utf8.h>
 
 #include <cerrno>
 
 #include "util/textsupport.h"
+#include "util/utf8.h"
 
 namespace {
 
 using namespace std::string_view_literals;
+using testing::PrintToString;
 using testing::StartsWith;
 
 TEST(Utf8, EachBadByteAndLoneSurrogateGivesOneReplacement) {
@@ -30,6 +33,24 @@ TEST(Utf8, EachBadByteAndLoneSurrogateGivesOneReplacement) {
   const std::u16string lone{u'a', 0xD800, u'b', 0xDC00, 0xDC00, 0xD83D, 0xD83D, 0xDE00, 0xD800};
   EXPECT_EQ(w_u8(lone.data(), lone.data() + lone.size()),
             "a\uFFFDb\uFFFD\uFFFD\uFFFD\U0001F600\uFFFD");
+}
+
+TEST(Utf8, TraitsOfATextAreTheOnesThatEachOfItsLettersTells) {
+  for (const std::string all =
+           "\t z\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5";
+       const char a : all) {
+    for (const char b : all) {
+      for (const char c : all) {
+        for (const char d : all) {
+          const std::string text{a, b, c, d};
+          const auto [valid, hasControls] = util::TraitsOf(text);
+          ASSERT_EQ(valid, utf8::is_valid(text.begin(), text.end())) << PrintToString(text);
+          ASSERT_EQ(hasControls, text.find('\t') != text.npos) << PrintToString(text);
+        }
+      }
+    }
+  }
+  EXPECT_TRUE(util::TraitsOf("").valid && !util::TraitsOf("\xE2\x82").valid);
 }
 
 TEST(Conversion, TakesTheCodePageFromTheArgumentOrTheProcess) {
