@@ -73,10 +73,12 @@ std::optional<Bytes> KeyAtStart(const KEYDESCR& kd, Bytes bytes) {
     if (kd.len > bytes.size()) return std::nullopt;
     return bytes.first(kd.len);
   }
-  const Bytes reach = bytes.first(std::min(bytes.size(), MaxKey));
-  const auto stop = std::find(reach.begin(), reach.end(), kd.len);
-  if (stop == reach.end()) return std::nullopt;
-  return bytes.first(static_cast<std::size_t>(stop - reach.begin()) + 1);
+  const std::size_t reach = std::min(bytes.size(), MaxKey);
+  if (reach == 0) return std::nullopt;
+  const void* const stop = std::memchr(bytes.data(), kd.len, reach);
+  if (stop == nullptr) return std::nullopt;
+  const auto* const last = static_cast<const std::uint8_t*>(stop);
+  return bytes.first(static_cast<std::size_t>(last - bytes.data()) + 1);
 }
 
 namespace {

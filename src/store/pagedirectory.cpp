@@ -81,12 +81,13 @@ class DirectoryBuilder {
 
   PageDirectory::Pointer Fill() {
     PageDirectory head;
-    head.leaf = page.IsLeaf();
-    head.used = static_cast<std::uint16_t>(page.Used());
+    head.shape.leaf = page.IsLeaf();
+    head.shape.used = static_cast<std::uint16_t>(page.Used());
     head.prefix = count == 0 ? 0 : CommonPrefix({kd, keys[0]}, {kd, keys[count - 1]});
-    const std::size_t step = head.leaf ? PageDirectory::LeafStep : 1;
+    const std::size_t step = head.shape.leaf ? PageDirectory::LeafStep : 1;
     head.samples = static_cast<std::uint16_t>((count + step - 1) / step);
-    head.slotMask = static_cast<std::uint16_t>(head.leaf ? std::bit_ceil(2 * count) - 1 : count);
+    head.shape.slotMask =
+        static_cast<std::uint16_t>(head.shape.leaf ? std::bit_ceil(2 * count) - 1 : count);
     head.size = sizeof head + 2 * (head.SlotSpace() + head.samples) +
                 head.samples * sizeof(std::uint64_t) + head.prefix;
     void* const memory = std::malloc(head.size);
@@ -116,7 +117,7 @@ class DirectoryBuilder {
         numbers[i / step] = key.Number(d.prefix);
         places[i / step] = offsets[i];
       }
-      if (d.leaf) {
+      if (d.shape.leaf) {
         FillSlot(d, slots, key.Mark(), offsets[i]);
       } else {
         // Somebody may change the page since it was walked over; 0 is no child.
@@ -125,14 +126,14 @@ class DirectoryBuilder {
       }
       if (i == 0) std::copy_n(key.Ordered().begin(), d.prefix, prefix);
     }
-    if (!d.leaf) slots[count] = page.RightChild();
+    if (!d.shape.leaf) slots[count] = page.RightChild();
   }
 
   // More than half of the slots stay free: a search ends at the first of them.
   static void FillSlot(const PageDirectory& d, std::uint16_t* slots, std::uint16_t mark,
                        std::uint16_t offset) {
-    std::size_t slot = mark & d.slotMask;
-    while (slots[slot] != PageDirectory::NoEntry) slot = (slot + 1) & d.slotMask;
+    std::size_t slot = mark & d.shape.slotMask;
+    while (slots[slot] != PageDirectory::NoEntry) slot = (slot + 1) & d.shape.slotMask;
     slots[slot] = static_cast<std::uint16_t>((mark & ~PageDirectory::NoEntry) | offset / 4);
   }
 
@@ -149,12 +150,13 @@ PageDirectory::Pointer PageDirectory::Of(const TreePage& page, const KEYDESCR& k
   return builder.Walk() ? builder.Fill() : nullptr;
 }
 
-PageDirectory::Place PageDirectory::Find(const SoughtKey& key, const KEYDESCR& kd,
-                                         Bytes entries) const {
+PageDirectory::Place PageDirectory::Find(const Shape& looks, const SoughtKey& key,
+                                         const KEYDESCR& kd, Bytes entries) const {
   const Bytes wanted = key.Whole();
   const unsigned mark = key.Mark();
   const std::uint16_t* const slots = Slots();
-  for (std::size_t slot = mark & slotMask; slots[slot] != NoEntry; slot = (slot + 1) & slotMask) {
+  for (std::size_t slot = mark & looks.slotMask; slots[slot] != NoEntry;
+       slot = (slot + 1) & looks.slotMask) {
     if (((slots[slot] ^ mark) & ~unsigned{NoEntry}) != 0) continue;
     const std::uint32_t offset = 4U * (slots[slot] & NoEntry);
     platform::Prefetch(entries.data() + offset + CacheLine);  // its end, while its head is awaited
@@ -198,7 +200,7 @@ PageDirectory::Place PageDirectory::FirstNotLess(const SoughtKey& key, const KEY
   const std::uint64_t* const numbers = Numbers();
   const std::uint16_t* const offsets = Offsets();
   std::size_t sample = side == 0 ? NumbersLess(number) : side > 0 ? samples : 0;
-  if (!leaf) {
+  if (!shape.leaf) {
     // Equal numbers: there the keys must tell.
     for (; sample < samples && side == 0 && numbers[sample] == number; ++sample) {
       const auto entry = Entry::At(entries, offsets[sample], false);
@@ -206,12 +208,12 @@ PageDirectory::Place PageDirectory::FirstNotLess(const SoughtKey& key, const KEY
       if (!there) return {};
       if (CompareKeys(kd, *there, key.Whole()) >= 0) break;
     }
-    return {true, Slots()[sample], sample < samples ? offsets[sample] : std::uint32_t{used}};
+    return {true, Slots()[sample], sample < samples ? offsets[sample] : std::uint32_t{shape.used}};
   }
   // From the last sample that is less, over all that are.
   std::size_t at = sample == 0 ? 0 : offsets[sample - 1];
   const bool ends = sample < samples && (side < 0 || numbers[sample] > number);
-  const std::size_t end = ends ? offsets[sample] : used;
+  const std::size_t end = ends ? offsets[sample] : shape.used;
   while (at < end) {
     const auto entry = Entry::At(entries, at, true);
     const auto there = entry ? entry->Key(kd) : std::nullopt;

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 
+#include "platform/prefetch.h"
 #include "store/page.h"
 
 namespace store {
@@ -59,8 +60,13 @@ class PageDirectory {
   // REQUIRES: SoughtKey::Serves(kd).
   static Pointer Of(const TreePage& page, const KEYDESCR& kd);
 
-  bool IsLeaf() const { return leaf; }
-  std::size_t Used() const { return used; }
+  // What a search wants to know first.
+  struct Shape {
+    std::uint16_t used = 0;
+    std::uint16_t slotMask = 0;  // internal page: as many as there are, less one
+    bool leaf = false;
+  };
+  const Shape& Looks() const { return shape; }
 
   struct Place {
     bool found = false;
@@ -68,7 +74,11 @@ class PageDirectory {
     std::uint32_t offset = 0;  // of an entry, or the end of them all
   };
   // The leaf's entry with this very key.
-  Place Find(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
+  Place Find(const Shape& looks, const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
+  // A word to the processor about what Find will look at first.
+  void Await(const Shape& looks, const SoughtKey& key) const {
+    platform::Prefetch(Slots() + (key.Mark() & looks.slotMask));
+  }
   // The first entry with a key not less. Not found: the page is not what it was.
   Place FirstNotLess(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
 
@@ -88,7 +98,7 @@ class PageDirectory {
 
   // Leaf: where each entry is found by its key's mark. Internal page: the children.
   const std::uint16_t* Slots() const { return reinterpret_cast<const std::uint16_t*>(this + 1); }
-  std::size_t SlotSpace() const { return (slotMask + 4U) & ~3U; }  // what follows is aligned
+  std::size_t SlotSpace() const { return (shape.slotMask + 4U) & ~3U; }  // what follows is aligned
   const std::uint64_t* Numbers() const {
     return reinterpret_cast<const std::uint64_t*>(Slots() + SlotSpace());
   }
@@ -101,11 +111,9 @@ class PageDirectory {
   }
 
   std::uint64_t size = 0;
-  std::uint16_t used = 0;
-  std::uint16_t samples = 0;   // entries with a number: all of an internal page, some of a leaf
-  std::uint16_t slotMask = 0;  // internal page: as many, less one
-  std::uint8_t prefix = 0;     // bytes that all keys begin with; the numbers are of what follows
-  bool leaf = false;
+  Shape shape;
+  std::uint16_t samples = 0;  // entries with a number: all of an internal page, some of a leaf
+  std::uint8_t prefix = 0;    // bytes that all keys begin with; the numbers are of what follows
 };
 
 }  // namespace store

@@ -77,9 +77,9 @@ const Page* QuickReads::PageAt(const UdbFile& file, std::uint16_t page) {
   return reinterpret_cast<const Page*>(file.seen.pages + OffsetOf(page));
 }
 
-const PageDirectory* QuickReads::Directory(UdbFile& file, std::uint16_t page) {
+const PageDirectories::Place* QuickReads::Directory(UdbFile& file, std::uint16_t page) {
   Seen& seen = file.seen;
-  if (const PageDirectory* const found = seen.directories.Find(page)) return found;
+  if (const PageDirectories::Place* const found = seen.directories.Find(page)) return found;
   const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
   const auto view = bytes != nullptr ? TreePage::Of(*bytes) : std::nullopt;
   return view ? seen.directories.Make(page, *view, file.header.key) : nullptr;
@@ -91,18 +91,21 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
   spot.page = file.header.root;
   bool hopped = false;
   for (std::size_t level = 0; level < MostLevels; ++level) {
-    const PageDirectory* const directory = Directory(file, spot.page);
-    if (directory == nullptr || (hopped && !directory->IsLeaf())) return Unknown;
+    const PageDirectories::Place* const place = Directory(file, spot.page);
+    if (place == nullptr || (hopped && !place->shape.leaf)) return Unknown;
+    const PageDirectory& directory = *place->directory;
+    const bool isLeaf = place->shape.leaf;
     const std::uint8_t* const page = file.seen.pages + OffsetOf(spot.page);
-    spot.entries = Bytes(page + EntriesAt, directory->Used());
-    if (directory->IsLeaf() && MatchesExactly(file)) {
-      const auto found = directory->Find(key, kd, spot.entries);
+    spot.entries = Bytes(page + EntriesAt, place->shape.used);
+    if (isLeaf && MatchesExactly(file)) {
+      platform::Prefetch(page);  // where it lies is found out while the directory is awaited
+      const auto found = directory.Find(place->shape, key, kd, spot.entries);
       spot.offset = found.offset;
       return found.found ? Found : Absent;
     }
-    const auto at = directory->FirstNotLess(key, kd, spot.entries);
+    const auto at = directory.FirstNotLess(key, kd, spot.entries);
     if (!at.found) return Unknown;
-    if (!directory->IsLeaf()) {
+    if (!isLeaf) {
       spot.page = at.child;
       continue;
     }
@@ -197,8 +200,14 @@ inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, Data
   if (entry->Form() == EntryForm::Key) return ReadRun(file, entry->Child(), record);
   const Bytes payload = entry->Payload();
   const auto size = static_cast<int>(payload.size());
-  if (size == 0 || size > file.maxRead || Checksum(payload) != entry->Checksum() ||
-      !file.seen.count->Still(file.seen.header)) {
+  if (size == 0 || size > file.maxRead) return Unknown;
+  const std::uint8_t* const pageEnd = spot.entries.data() - EntriesAt + PageSize;
+  const auto room = static_cast<std::size_t>(pageEnd - payload.data());
+  if (platform::UpToStride(payload.size()) <= room &&
+      RecordRoom::Fill(record, payload, entry->Checksum())) {
+    return Found;
+  }
+  if (Checksum(payload) != entry->Checksum() || !file.seen.count->Still(file.seen.header)) {
     return Unknown;
   }
   record.SetData(payload.data(), size);

@@ -71,7 +71,7 @@ class QuickReads {
   static bool Stands(const UdbFile& file);
 
   static const Page* PageAt(const UdbFile& file, std::uint16_t page);
-  static const PageDirectory* Directory(UdbFile& file, std::uint16_t page);
+  static const PageDirectories::Place* Directory(UdbFile& file, std::uint16_t page);
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);

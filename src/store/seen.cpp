@@ -10,8 +10,8 @@ void DirectoryMemory::MakeRoom() {
   while (!holders.empty()) holders.back()->Clear();
 }
 
-const PageDirectory* PageDirectories::Make(std::uint16_t page, const TreePage& view,
-                                           const KEYDESCR& kd) {
+const PageDirectories::Place* PageDirectories::Make(std::uint16_t page, const TreePage& view,
+                                                    const KEYDESCR& kd) {
   if (memory->used >= memory->limit) memory->MakeRoom();
   if (held == 0) memory->holders.push_back(this);
   const std::size_t before = held;
@@ -22,10 +22,13 @@ const PageDirectory* PageDirectories::Make(std::uint16_t page, const TreePage& v
   }
   Place& place = pages[page];
   if (place.directory != nullptr) held -= place.directory->Memory();
-  place = {PageDirectory::Of(view, kd), state};
-  if (place.directory != nullptr) held += place.directory->Memory();
+  place = {PageDirectory::Of(view, kd), state, {}};
+  if (place.directory != nullptr) {
+    held += place.directory->Memory();
+    place.shape = place.directory->Looks();
+  }
   memory->used += held - before;
-  return place.directory.get();
+  return place.directory != nullptr ? &place : nullptr;
 }
 
 void Seen::MoveTo(std::uint64_t now, std::uint16_t cursorPage) {

@@ -35,12 +35,21 @@ class PageDirectories {
  public:
   void KeepIn(DirectoryMemory& shared) { memory = &shared; }
 
-  const PageDirectory* Find(std::uint16_t page) const {
+  // Where a page's directory is, with what a search begins with: not in its own lines of memory.
+  struct Place {
+    PageDirectory::Pointer directory;
+    std::uint64_t asOf = 0;
+    PageDirectory::Shape shape;
+  };
+
+  // Null: there is none.
+  const Place* Find(std::uint16_t page) const {
     if (page >= pages.size()) return nullptr;
-    return pages[page].asOf == state ? pages[page].directory.get() : nullptr;
+    const Place& place = pages[page];
+    return place.asOf == state && place.directory != nullptr ? &place : nullptr;
   }
   // Null: the page is not fit for one.
-  const PageDirectory* Make(std::uint16_t page, const TreePage& view, const KEYDESCR& kd);
+  const Place* Make(std::uint16_t page, const TreePage& view, const KEYDESCR& kd);
   void Drop(std::uint16_t page) {
     if (page < pages.size()) pages[page].asOf = 0;
   }
@@ -49,10 +58,6 @@ class PageDirectories {
   void Clear();
 
  private:
-  struct Place {
-    PageDirectory::Pointer directory;
-    std::uint64_t asOf = 0;
-  };
   std::vector<Place> pages;
   std::uint64_t state = 1;
   DirectoryMemory* memory = nullptr;

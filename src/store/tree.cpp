@@ -61,7 +61,7 @@ std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) 
   if (directory == nullptr) return Scan(page, key, work.StartIn(slot, page, key));
   const SoughtKey sought(kd, key);
   if (page.IsLeaf()) {
-    const auto found = directory->Find(sought, kd, page.Entries());
+    const auto found = directory->Find(directory->Looks(), sought, kd, page.Entries());
     if (found.found) return found.offset;
   }
   const auto at = directory->FirstNotLess(sought, kd, page.Entries());

@@ -98,9 +98,11 @@ void WorkFile::LearnOwnChanges() {
 const PageDirectory* WorkFile::DirectoryOf(const PageSlot& slot, const TreePage& view) {
   Seen& seen = entry->seen;
   if (seen.pages == nullptr || !slot.IsInPlace() || !SoughtKey::Serves(KeyDescr())) return nullptr;
-  const PageDirectory* const found = seen.directories.Find(slot.number);
-  if (found != nullptr || view.IsLeaf()) return found;
-  return seen.directories.Make(slot.number, view, KeyDescr());
+  const PageDirectories::Place* place = seen.directories.Find(slot.number);
+  if (place == nullptr && !view.IsLeaf()) {
+    place = seen.directories.Make(slot.number, view, KeyDescr());
+  }
+  return place != nullptr ? place->directory.get() : nullptr;
 }
 
 std::size_t WorkFile::StartIn(const PageSlot& slot, const TreePage& view, Bytes key) {
