@@ -42,7 +42,7 @@ constexpr const char* Articles[][4] = {
     {"доме", "common-noun", "доме", "house"},
 };
 
-std::u16string Number(std::size_t number) { return Wide(std::to_string(number)); }
+std::u16string Figure(std::size_t number) { return Wide(std::to_string(number)); }
 
 std::u16string TermOf(std::uint16_t code) {
   return code != 0 ? Wide(TermName(code)) : std::u16string(u"unknown");
@@ -79,7 +79,7 @@ void Analysis::FillDictionary() {
   dictionary.Start("");
   const bool isEmpty = !dictionary.Next(first);
   Say(u"Dictionary " + Wide(dictionary.Path()) +
-      (isEmpty ? u": filled with " + Number(std::size(Articles)) + u" articles.\r\n"
+      (isEmpty ? u": filled with " + Figure(std::size(Articles)) + u" articles.\r\n"
                : std::u16string(u": as it was found.\r\n")));
   if (!isEmpty) return;
   for (const auto& [name, term, word, translation] : Articles) {
@@ -143,7 +143,7 @@ void Analysis::LookUp(Word& word, std::uint16_t language) {
   const int foreign = GetSymbControl()->CheckLexem(language, to_lower(word.text));
   if (foreign >= 0) {
     ++counts.errors;
-    log.LegendError(u"The character " + Number(static_cast<std::size_t>(foreign) + 1) + u" of «" +
+    log.LegendError(u"The character " + Figure(static_cast<std::size_t>(foreign) + 1) + u" of «" +
                     word.text + u"» is no letter of the language " + TermOf(language) + u".");
     Say(u"\r\n");
   }
@@ -159,7 +159,7 @@ void Analysis::LookUp(Word& word, std::uint16_t language) {
 Analysis::Tree Analysis::BestTree(const std::vector<Word>& words, bool aside) {
   std::size_t combinations = 1;
   for (const Word& word : words) combinations *= word.readings.size();
-  const Section section(log, u"Readings: " + Number(combinations), combinations > 4);
+  const Section section(log, u"Readings: " + Figure(combinations), combinations > 4);
   const Stamp stamp(stage::GoingThroughReadings);
   if (aside) log.altThreshold = 5;
   Tree best;
@@ -168,7 +168,7 @@ Analysis::Tree Analysis::BestTree(const std::vector<Word>& words, bool aside) {
     Tree tree = TreeOf(words, i);
     const int parts = RootsOf(tree.links);
     const Section reading(
-        log, u"Reading " + Number(i + 1) + (parts == 1 ? u": a tree" : u": no tree of all words"));
+        log, u"Reading " + Figure(i + 1) + (parts == 1 ? u": a tree" : u": no tree of all words"));
     for (std::size_t at = 0; at < words.size(); ++at)
       Say(words[at].text + u" (" + tree.notes[at] + u") ");
     Say(u"\r\n");
@@ -196,7 +196,7 @@ Analysis::Tree Analysis::TreeOf(const std::vector<Word>& words, std::size_t comb
 void Analysis::TellTree(const std::vector<Word>& words, const Tree& tree, bool aside) {
   const Section section(log, u"Tree");
   if (aside) Draw(words, tree);
-  Say(u"Reading: " + Number(tree.reading) + u"\r\n");
+  Say(u"Reading: " + Figure(tree.reading) + u"\r\n");
   for (std::size_t at = 0; at < words.size(); ++at) {
     const Link& link = tree.links[at];
     Say(words[at].text + u": " +
@@ -207,7 +207,7 @@ void Analysis::TellTree(const std::vector<Word>& words, const Tree& tree, bool a
   }
   const int roots = RootsOf(tree.links);
   if (roots > 1)
-    Complain(u"No tree for the whole sentence: " + Number(roots) + u" parts are left.");
+    Complain(u"No tree for the whole sentence: " + Figure(roots) + u" parts are left.");
 }
 
 void Analysis::Draw(const std::vector<Word>& words, const Tree& tree) {

@@ -2,6 +2,7 @@
 #include "store/bitmap.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace store {
@@ -40,6 +41,13 @@ std::uint32_t FindFreeRun(ConstBitmap bitmap, std::uint32_t count) {
     }
   }
   return 0;
+}
+
+std::uint32_t EndOfUse(ConstBitmap bitmap) {
+  const auto used =
+      std::find_if(bitmap.rbegin(), bitmap.rend(), [](auto byte) { return byte != 0; });
+  const auto bytes = static_cast<std::uint32_t>(bitmap.rend() - used);
+  return bytes == 0 ? 0 : bytes * 8 - static_cast<std::uint32_t>(std::countl_zero(*used));
 }
 
 std::uint32_t MarkRun(Bitmap bitmap, std::uint32_t first, std::uint32_t count, bool inUse) {

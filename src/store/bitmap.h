@@ -15,6 +15,9 @@ using ConstBitmap = std::span<const std::uint8_t, BitmapBytes>;
 // always in use, so that 0 can say that.
 std::uint32_t FindFreeRun(ConstBitmap bitmap, std::uint32_t count);
 
+// The page behind the last one in use.
+std::uint32_t EndOfUse(ConstBitmap bitmap);
+
 // Sets or clears the bits of a run. Returns how many bytes of the bitmap it touched.
 // REQUIRES: the run lies within MaxPages.
 std::uint32_t MarkRun(Bitmap bitmap, std::uint32_t first, std::uint32_t count, bool inUse);

@@ -2,6 +2,7 @@
 #include "store/bulkload.h"
 
 #include "kvorlib/storetools.h"
+#include "store/bitmap.h"
 #include "store/operations.h"
 #include "store/udb.h"
 
@@ -19,9 +20,7 @@ bool MayTake(WorkFile& work, const BulkBuilder& built) {
   if (!empty || work.Version() != CurrentVersion || head.corrupted != 0 || head.journal != 0) {
     return false;
   }
-  for (std::uint32_t page = 1; page < MaxPages; ++page) {
-    if (work.WasInUse(page)) return false;
-  }
+  if (EndOfUse(BitmapOf(work.OwnHeaderPage())) > 1) return false;
   return head.depth + built.Depth() <= MostLevels;
 }
 

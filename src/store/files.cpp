@@ -12,7 +12,7 @@ namespace store {
 
 namespace {
 
-constexpr std::array<const char*, 16> Words = {
+constexpr std::array<const char*, 16> WordsOfCodes = {
     "SUCCESS",          "WRONG FILE NUMBER",      "FILE LIMIT OVERFLOW",
     "SYSTEM ERROR",     "FILE ALREADY EXISTS",    "INDEX DEPTH OVERFLOW",
     "NONEXISTENT FILE", "CANNOT ALLOCATE RECORD", "TOO MANY OPEN FILES",
@@ -238,8 +238,8 @@ void udbErrorText(int file, std::string& text) {
 }
 
 void udbCodeText(int code, std::string& text) {
-  const bool known = code >= 0 && static_cast<std::size_t>(code) < Words.size();
-  text = known ? Words[static_cast<std::size_t>(code)] : "UNKNOWN ERROR";
+  const bool known = code >= 0 && static_cast<std::size_t>(code) < WordsOfCodes.size();
+  text = known ? WordsOfCodes[static_cast<std::size_t>(code)] : "UNKNOWN ERROR";
 }
 
 int udbUpgrade(int file) {

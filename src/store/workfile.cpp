@@ -250,8 +250,7 @@ void WorkFile::CutToNeed(UdbFile& file) {
   Attach(file);
   LoadHeader();
   Learn();
-  std::uint32_t pages = MaxPages;
-  while (pages > 1 && !WasInUse(pages - 1)) --pages;
+  const std::uint32_t pages = std::max(EndOfUse(BitmapOf(slotH.Bytes())), 1U);
   const std::uint64_t end = std::max(file.needed, OffsetOf(pages));
   const std::int64_t size = file.fd->Size();
   if (size <= static_cast<std::int64_t>(end) || size > static_cast<std::int64_t>(end + Ahead)) {

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr int Utf8 = 65001;
-constexpr char16_t Mark = 0xFEFF;
+constexpr int PathPage = 65001;
+constexpr char16_t ByteOrderMark = 0xFEFF;
 
 void Append(std::string& bytes, std::u16string_view text) {
   for (const char16_t unit : text) {
@@ -56,12 +56,12 @@ TxtWrTable::~TxtWrTable() = default;
 
 bool TxtWrTable::Create(const std::u16string& fileName, int columnCount) {
   if (file != nullptr) return false;
-  auto stream = platform::OpenStream(U2A(fileName, Utf8), "wb");
+  auto stream = platform::OpenStream(U2A(fileName, PathPage), "wb");
   if (stream == nullptr) return false;
   file = std::make_shared<File>();
   file->stream = std::move(stream);
   columns = columnCount;
-  file->Put({&Mark, 1});
+  file->Put({&ByteOrderMark, 1});
   return true;
 }
 

@@ -5,13 +5,11 @@
 
 #include <stdexcept>
 
+#include "diagnostics/errortypes.h"
 #include "support/tempfolder.h"
 #include "xml/eventlog.h"
 
 namespace {
-
-constexpr ErrData::ERRTYPE Error = ErrData::ERR_ERROR;
-constexpr ErrData::ERRTYPE Fatal = ErrData::ERR_FATAL;
 
 std::u16string Saved(PermanentErrProc& errors) {
   std::u16string text;

@@ -7,14 +7,12 @@
 #include <cerrno>
 #include <sstream>
 
+#include "diagnostics/errortypes.h"
 #include "util/textsupport.h"
 
 namespace {
 
 using Type = ErrData::ERRTYPE;
-constexpr Type Warning = ErrData::ERR_WARNING;
-constexpr Type Error = ErrData::ERR_ERROR;
-constexpr Type Fatal = ErrData::ERR_FATAL;
 
 ErrDescr Descr(Type type, const std::u16string& message, int line = 1,
                const std::u16string& name = u"doc") {

@@ -8,7 +8,7 @@
 namespace {
 
 // Opens up what kinds of files use.
-struct OpenedUp : IndexFile {
+struct OpenedFile : IndexFile {
   using IndexFile::FillKey;
 };
 
@@ -31,11 +31,11 @@ TEST_F(RecordsTest, TextIsMadeAKeyOfTheFilesFormat) {
       {{2, 0, 0}, "two words", "two words"},
       {{0, 4, 0}, "1234x", "1234x"}};
   for (auto const& [layout, text, key] : cases) {
-    OpenedUp file;
+    OpenedFile file;
     OpenAs(file, layout);
     EXPECT_EQ(file.FillKey(text), key) << int{layout.type};
   }
-  EXPECT_EQ(OpenedUp().FillKey("as it is"), "as it is");
+  EXPECT_EQ(OpenedFile().FillKey("as it is"), "as it is");
 }
 
 TEST_F(RecordsTest, KeyIsTakenOutOfItsPlaceInTheRecordOrRefusedWithWords) {

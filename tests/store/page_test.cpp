@@ -8,12 +8,8 @@
 
 namespace {
 
-using store::Bytes;
-using store::Page;
-using store::TreePage;
-
-Page RandomPage(std::mt19937& random, int kind) {
-  Page page;
+store::Page RandomPage(std::mt19937& random, int kind) {
+  store::Page page;
   for (auto& b : page) b = static_cast<std::uint8_t>(random());
   if (kind == 0) return page;
   page[0] = kind == 1 ? store::LeafType : store::InternalType;
@@ -31,11 +27,11 @@ TEST(PageTest, EntriesOfArbitraryBytesLieWithinTheUsedPartOfThePage) {
   const KEYDESCR layouts[] = {{0, 4, 0}, {1, 127, 2}, {2, 0, 0}, {3, 1, 2041}, {4, ' ', -1}};
   int seen = 0;
   for (int round = 0; round < 600; ++round) {
-    const Page page = RandomPage(random, round % 3);
-    const auto view = TreePage::Of(page);
+    const store::Page page = RandomPage(random, round % 3);
+    const auto view = store::TreePage::Of(page);
     if (!view) continue;
     ASSERT_LT(view->Used(), store::EntriesEnd);
-    const auto inside = [&](Bytes b) {
+    const auto inside = [&](store::Bytes b) {
       const std::uint8_t* const first = page.data() + store::EntriesAt;
       return b.empty() || (b.data() >= first && b.data() + b.size() <= first + view->Used());
     };

@@ -10,19 +10,22 @@
 #include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <fstream>
 #include <stdexcept>
 
 namespace {
 
-std::size_t SizeOf(int fd) {
+struct stat StatusOf(int fd) {
   struct stat status = {};
   if (fstat(fd, &status) != 0) throw std::runtime_error("a file has gone");
-  return static_cast<std::size_t>(status.st_size);
+  return status;
 }
 
 void Must(bool done) {
@@ -65,7 +68,9 @@ Scene::Pictures Scene::Take() const {
   Pictures pictures;
   for (const File& file : files) {
     Picture& picture = pictures.emplace_back();
-    picture.size = SizeOf(file.fd);
+    const struct stat status = StatusOf(file.fd);
+    picture.size = static_cast<std::size_t>(status.st_size);
+    picture.blocks = status.st_blocks;
     for (const auto& [begin, end] : ExtentsOf(file, picture.size)) {
       const auto* const at = reinterpret_cast<const char*>(file.start);
       picture.stretches.push_back({begin, {at + begin, at + end}});
@@ -74,16 +79,13 @@ Scene::Pictures Scene::Take() const {
   return pictures;
 }
 
+// A file that gets bytes where it had a hole gets blocks.
 bool Scene::Is(const File& file, const Picture& picture) {
-  if (SizeOf(file.fd) != picture.size) return false;
-  const Extents extents = ExtentsOf(file, picture.size);
-  if (extents.size() != picture.stretches.size()) return false;
-  for (std::size_t i = 0; i < extents.size(); ++i) {
-    const auto& [offset, bytes] = picture.stretches[i];
-    if (extents[i] != std::pair(offset, offset + bytes.size()) ||
-        std::memcmp(file.start + offset, bytes.data(), bytes.size()) != 0) {
-      return false;
-    }
+  const struct stat status = StatusOf(file.fd);
+  if (static_cast<std::size_t>(status.st_size) != picture.size) return false;
+  if (status.st_blocks != picture.blocks) return false;
+  for (const auto& [offset, bytes] : picture.stretches) {
+    if (std::memcmp(file.start + offset, bytes.data(), bytes.size()) != 0) return false;
   }
   return true;
 }
@@ -158,9 +160,10 @@ SteppedProcess::~SteppedProcess() {
 
 void SteppedProcess::StandStill() { raise(SIGSTOP); }
 
-bool SteppedProcess::Step() {
+bool SteppedProcess::Stop(int request) {
   int status = 0;
-  if (ptrace(PTRACE_SINGLESTEP, pid, nullptr, nullptr) != 0 || waitpid(pid, &status, 0) != pid) {
+  if (ptrace(static_cast<__ptrace_request>(request), pid, nullptr, nullptr) != 0 ||
+      waitpid(pid, &status, 0) != pid) {
     well = false;
   } else if (!WIFSTOPPED(status)) {
     well = false;
@@ -171,4 +174,41 @@ bool SteppedProcess::Step() {
     well = WSTOPSIG(status) == SIGSTOP;
   }
   return false;
+}
+
+bool SteppedProcess::Step() {
+  if (!Stop(PTRACE_SINGLESTEP)) return false;
+  const long now = ptrace(PTRACE_PEEKUSER, pid, offsetof(user, regs.rip), nullptr);
+  const bool repeats = now == at;
+  at = now;
+  return !repeats || FinishRepeating();
+}
+
+// An instruction like `rep stos` stands where it is for each byte. Where nobody else sees what it
+// stores, it runs to its end at once.
+bool SteppedProcess::FinishRepeating() {
+  user_regs_struct registers = {};
+  Must(ptrace(PTRACE_GETREGS, pid, nullptr, &registers) == 0);
+  const long code = ptrace(PTRACE_PEEKTEXT, pid, at, nullptr);
+  const bool hasPrefix = (code & 0xFE) == 0xF2;
+  if (!hasPrefix || IsShared(registers.rdi)) return true;
+  const long next = at + ((code & 0xF000) == 0x4000 ? 3 : 2);
+  const long following = ptrace(PTRACE_PEEKTEXT, pid, next, nullptr);
+  constexpr long Breakpoint = 0xCC;
+  Must(ptrace(PTRACE_POKETEXT, pid, next, (following & ~0xFFL) | Breakpoint) == 0);
+  if (!Stop(PTRACE_CONT)) return false;
+  Must(ptrace(PTRACE_POKETEXT, pid, next, following) == 0);
+  Must(ptrace(PTRACE_POKEUSER, pid, offsetof(user, regs.rip), next) == 0);
+  return true;
+}
+
+bool SteppedProcess::IsShared(unsigned long address) const {
+  std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+  unsigned long begin = 0, end = 0;
+  char dash = 0;
+  std::string rights, rest;
+  while (maps >> std::hex >> begin >> dash >> end >> rights && std::getline(maps, rest)) {
+    if (address >= begin && address < end) return rights[3] == 's';
+  }
+  return true;
 }

@@ -22,6 +22,7 @@ class Scene {
   };
   struct Picture {
     std::size_t size = 0;
+    long blocks = 0;
     std::vector<Stretch> stretches;  // what is not a hole
   };
   using Pictures = std::vector<Picture>;
@@ -69,12 +70,18 @@ class SteppedProcess {
   static void StandStill();
 
   pid_t Id() const { return pid; }
-  // One instruction. False: the child stands still again, or is gone.
+  // One instruction, or, if it repeats itself, one round of it; all rounds where it only stores to
+  // what is the child's alone. False: the child stands still again, or is gone.
   bool Step();
   // Whether it stood still and has not died of anything.
   bool IsWell() const { return well; }
 
  private:
+  bool Stop(int request);
+  bool FinishRepeating();
+  bool IsShared(unsigned long address) const;
+
   pid_t pid;
+  long at = 0;  // the instruction that is next
   bool well = false;
 };

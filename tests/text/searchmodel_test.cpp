@@ -31,8 +31,8 @@ std::optional<std::size_t> BeginOf(const std::string& text, const Words& pattern
 }
 
 // An empty pattern begins every text, but is found at a zero character only.
-std::pair<std::size_t, std::optional<std::size_t>> FirstOf(const std::string& text,
-                                                           const Words& patterns) {
+std::pair<std::size_t, std::optional<std::size_t>> FirstHitIn(const std::string& text,
+                                                              const Words& patterns) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto found = BeginOf(text.substr(at), patterns);
     if (found && (!patterns[*found].empty() || text[at] == 0)) return {at, found};
@@ -62,13 +62,13 @@ class SearchModel : public testing::Test {
     STRINGPAIR<T> begins{{}, W<T>("none")}, first = begins;
     ASSERT_EQ(table.CheckFirstPos(Slice(text), begins), BeginOf(key, patterns).has_value());
     ASSERT_EQ(U8(Slice(begins.second)), number(BeginOf(key, patterns))) << word;
-    const auto [at, found] = FirstOf(key, patterns);
+    const auto [at, found] = FirstHitIn(key, patterns);
     ASSERT_EQ(table.GetFirstElement(Slice(text), first), found ? text.data() + at : nullptr);
     ASSERT_EQ(U8(Slice(first.second)), number(found)) << word;
 
     std::string expected, rest = word;
-    for (auto [place, hit] = FirstOf(key, patterns); hit;
-         std::tie(place, hit) = FirstOf(Folded(rest, true), patterns)) {
+    for (auto [place, hit] = FirstHitIn(key, patterns); hit;
+         std::tie(place, hit) = FirstHitIn(Folded(rest, true), patterns)) {
       const std::size_t used = patterns[*hit].size();
       expected += rest.substr(0, place) + std::to_string(*hit);
       if (used == 0) expected += rest[place];
