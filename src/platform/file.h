@@ -39,6 +39,12 @@ enum class Company {
   Writers,  // others may write it, or it is another user's, or other machines reach it
 };
 
+// The group and the mode of a file, which admit others than its owner; of none: 0.
+struct Rights {
+  std::uint32_t group = 0;
+  std::uint32_t mode = 0;
+};
+
 // How the lock of a file is held: those who look go together, one who changes is alone. That takes
 // a file opened for writing.
 enum class Hold { Looking, Changing };
@@ -86,6 +92,12 @@ class File {
 
   // As it is when asked; it changes with the file's mode and owner.
   virtual Company WhoElse() { return Company::Own; }
+
+  // What a file that takes this one's place needs, so that it is open to the same people.
+  virtual Rights WhoMay() { return {}; }
+  // Gives the file such rights; those of the group only if the file can be given to the group. True
+  // if that admitted anybody: who opens the file anew then sees how it is to be used.
+  virtual bool Grant(const Rights& /*rights*/) { return false; }
 
   // Keeps out whoever else asks like this for the same file, through another object, be it in
   // another process, of another user, or, where the file system carries locks, on another machine.

@@ -45,7 +45,10 @@ int StoreBuilt(int file, const BulkBuilder& built) {
         work.SaveHeader();
         return 0;
       },
-      [&] { work.SaveHeader(); });
+      // No page of it stays given out: what page 0 was to become is forgotten with the rest.
+      [&] {
+        if (work.FoundDamage()) work.SaveHeader();
+      });
 }
 
 }  // namespace store

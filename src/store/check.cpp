@@ -1,25 +1,13 @@
 // CheckStore: page 0, then the tree, then what the bitmap says against what was met.
+#include <optional>
+
 #include "kvorlib/storetools.h"
 #include "store/check_tree.h"
+#include "store/guard.h"
 #include "store/udb.h"
 
 namespace store {
 namespace {
-
-// Holds the store's lock while a file is examined.
-class QuietStore {
- public:
-  QuietStore() : held(CurrentHost().Lock()) {}
-  ~QuietStore() {
-    if (held) CurrentHost().Unlock();
-  }
-  QuietStore(const QuietStore&) = delete;
-  QuietStore& operator=(const QuietStore&) = delete;
-  bool Held() const { return held; }
-
- private:
-  bool held;
-};
 
 // Whether keys of this descriptor can be told and compared.
 bool CheckDescriptor(const KEYDESCR& key, Findings& findings) {
@@ -178,10 +166,13 @@ StoreReport ExamineStore(ExaminedFile& file) {
 StoreReport CheckStore(const std::string& path) {
   using namespace store;
   StoreReport report;
-  const QuietStore quiet;
+  // Of a file that other users change the mutex keeps nobody out, and would only make this user's
+  // other work wait with us.
+  std::optional<Lock> mutex;
+  if (!ExaminedFile::OthersMayChange(path)) mutex.emplace();
   const auto file = ExaminedFile::Open(path, report.failure);
   if (!file) return report;
-  const bool alone = file->KeepOthersOut() && quiet.Held();
+  const bool alone = file->KeepOthersOut() && (!mutex || mutex->Had());
   report = ExamineStore(*file);
   if (!alone) {
     Findings(report).Note(0, 0,

@@ -50,6 +50,13 @@ std::unique_ptr<ExaminedFile> ExaminedFile::Of(std::unique_ptr<VirtualFile> open
       new ExaminedFile(std::move(opened), static_cast<std::uint64_t>(bytes)));
 }
 
+bool ExaminedFile::OthersMayChange(const std::string& path) {
+  int error = 0;
+  const auto file =
+      CurrentHost().Open(path, platform::OpenMode::ReadOnly, platform::Sharing::All, error);
+  return file != nullptr && file->WhoElse() == platform::Company::Writers;
+}
+
 bool ExaminedFile::KeepOthersOut() {
   constexpr std::chrono::milliseconds Patience(10'000);
   if (file->WhoElse() != platform::Company::Writers) return true;

@@ -16,6 +16,8 @@ class ExaminedFile {
  public:
   // Null with the store's own words in `failure` when the file cannot be opened or measured.
   static std::unique_ptr<ExaminedFile> Open(const std::string& path, std::string& failure);
+  // Whether processes without this user's mutex may change the file.
+  static bool OthersMayChange(const std::string& path);
   // Keeps others who may change the file from it until it is closed; false if one is at work there.
   // This user's own processes take the store's lock. To be called before anything is read.
   bool KeepOthersOut();

@@ -1,6 +1,8 @@
 // Opening, making, clearing and closing of store files, and what the table of them answers.
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <optional>
 
 #include "store/bitmap.h"
 #include "store/journal.h"
@@ -53,9 +55,9 @@ void ResetEntry(UdbFile& entry) {
   entry.maxRead = udbMaxRecord;
 }
 
-// Makes the file of the entry's path, one page long. A file that could not be given its page 0 is
-// not left behind.
-void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
+// Makes the file of the entry's path, one page long, for those whom `rights` admit, if anybody's
+// are told. A file that could not be given its page 0 is not left behind.
+void MakeFile(UdbFile& entry, const KEYDESCR& kd, const platform::Rights& rights = {}) {
   OpenFor(entry, entry.path, platform::OpenMode::CreateNew);
   TheEngine().work.Undo().Forget(entry.identity);
   Page page{};
@@ -71,14 +73,15 @@ void MakeFile(UdbFile& entry, const KEYDESCR& kd) {
     CurrentHost().Remove(entry.path);
     throw StoreFailure{CodeOfOpening(error)};
   }
+  if (entry.fd->Grant(rights)) OpenFor(entry, entry.path, platform::OpenMode::ReadWrite);
   entry.header = header;
   ResetEntry(entry);
   OpenJournal(entry);
 }
 
-// A file that has become this user's alone may still have what another one's death left in it.
+// A file that has become this user's alone may still have what another one's death left in it. The
+// file's lock is enough: nobody changes the file ahead of this.
 void MendAtOpening(UdbFile& entry) {
-  if (!entry.OnlyOursToChange() || !TailUndo::IsIn(*entry.fd)) return;
   const Hold hold = entry.writable != 0 ? Hold::Changing : Hold::Looking;
   FileLock lock(*entry.fd, hold);
   if (!lock.Had()) throw StoreFailure{UDB_TIMEOUT};
@@ -101,6 +104,7 @@ int Enter(const char* path, std::string& failure, Body body) {
   int code = UDB_SUCCESS;
   try {
     int file = -1;
+    bool seen = false;
     {
       const Guard guard(engine.work.Undo());
       const auto name = NameForTable(path);
@@ -111,11 +115,12 @@ int Enter(const char* path, std::string& failure, Body body) {
       entry->name = *name;
       entry->path = CurrentHost().Absolute(path);
       body(*entry);
-      MendAtOpening(*entry);
-      if (entry->OnlyOursToChange()) SeeFirst(*entry);
+      seen = entry->OnlyOursToChange() && !TailUndo::IsIn(*entry->fd);
+      if (seen) SeeFirst(*entry);
     }
     // Without the mutex: nobody waits for us while we wait for another user.
-    if (!entry->OnlyOursToChange()) {
+    if (!seen) {
+      if (entry->OnlyOursToChange()) MendAtOpening(*entry);
       const Guard guard(engine.work.Undo(), *entry, Hold::Looking);
       SeeFirst(*entry);
     }
@@ -172,8 +177,13 @@ int udbClose(int file) {
   }
   const int answer = !Select(file) ? -1 : Attempt(*entry, [&] {
     WorkFile& work = TheEngine().work;
-    const Guard guard(work.Undo(), *entry, entry->needed != 0 ? Hold::Changing : Hold::Looking);
-    work.CutToNeed(*entry);
+    // Others who read the file are not waited for: longer than it needs, it is sound as well.
+    std::optional<FileLock> readers;
+    if (entry->needed != 0 && entry->company == platform::Company::Readers) {
+      readers.emplace(*entry->fd, Hold::Changing, std::chrono::milliseconds(100));
+    }
+    const Guard guard(work.Undo(), *entry, Hold::Looking);
+    if (!readers || readers->Had()) work.CutToNeed(*entry);
     return 0;
   });
   if (answer == 0 || entry->lastError != UDB_TIMEOUT) OpenFiles::Free(*entry);
@@ -187,14 +197,15 @@ int udbClear(int file) {
     WorkFile& work = TheEngine().work;
     const Guard guard(work.Undo());
     const KEYDESCR kd = entry.header.key;
+    const platform::Rights rights = entry.fd->WhoMay();
     OpenFiles::Free(entry);
     entry.lost = true;
     const int error = CurrentHost().Remove(entry.path);
     if (error != 0 && error != ENOENT) return -1;
-    MakeFile(entry, kd);
+    MakeFile(entry, kd, rights);
     entry.lost = false;
     work.Attach(entry);
-    work.LoadHeader();
+    if (entry.OnlyOursToChange()) work.LoadHeader();
     return 0;
   });
 }

@@ -1,8 +1,6 @@
 // Which lock an operation takes, by who else may use its file.
 #include "store/guard.h"
 
-#include <chrono>
-
 #include "store/tailundo.h"
 
 namespace store {
@@ -45,8 +43,10 @@ bool MendThroughPath(const UdbFile& entry) {
 
 }  // namespace
 
-FileLock::FileLock(VirtualFile& locked, Hold hold)
-    : file(locked), had(locked.Lock(hold, Patience)) {}
+FileLock::FileLock(VirtualFile& locked, Hold hold) : FileLock(locked, hold, Patience) {}
+
+FileLock::FileLock(VirtualFile& locked, Hold hold, std::chrono::milliseconds patience)
+    : file(locked), had(locked.Lock(hold, patience)) {}
 
 bool FileLock::Change(Hold hold) {
   if (had) file.Unlock();

@@ -1,6 +1,7 @@
 // The locks that keep other processes and threads out of the store, as scopes.
 #pragma once
 
+#include <chrono>
 #include <optional>
 
 #include "store/failure.h"
@@ -32,6 +33,7 @@ using platform::Hold;
 class FileLock {
  public:
   FileLock(VirtualFile& locked, Hold hold);
+  FileLock(VirtualFile& locked, Hold hold, std::chrono::milliseconds patience);
   ~FileLock() {
     if (had) file.Unlock();
   }

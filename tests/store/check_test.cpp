@@ -132,6 +132,29 @@ TEST_F(CheckTest, WhatIsNoStoreFileIsAnsweredAndAVastOneInBoundedTime) {
   EXPECT_EQ(report.leaks, 1U) << "pages beyond the bitmap";
 }
 
+TEST_F(CheckTest, AnotherUserIsWaitedForWithoutThisUsersMutex) {
+  int waits = 0;
+  host.company = platform::Company::Writers;
+  host.fileLock = [&](platform::Hold) { return ++waits, host.LocksHeld() == 0; };
+  EXPECT_EQ(CheckStore(path).findings.size(), 0U);
+  EXPECT_GT(waits, 1);
+  // Nor by who opens what has become this user's alone since somebody died in it.
+  waits = 0;
+  for (int nth = 1; waits == 0; ++nth) {
+    ASSERT_LT(nth, 99);
+    host.company = platform::Company::Writers;
+    OpenBytes(sample);
+    host.FailCall(nth, Fault::Crash);
+    Insert(file, "b new");
+    CloseAll();
+    host.Restart();
+    host.company = platform::Company::Own;
+    waits = 0;
+    Open();
+  }
+  Sound();
+}
+
 TEST_F(CheckTest, FailingReadIsToldAndNeverTakenForASoundFile) {
   // The store has a look at the file first, and may fail at that without consequence.
   host.FailCall(0, Fault::None);
@@ -141,7 +164,7 @@ TEST_F(CheckTest, FailingReadIsToldAndNeverTakenForASoundFile) {
   ASSERT_EQ(CheckStore(path).state, StoreState::Sound);
   const int calls = host.Calls();
   ASSERT_GT(calls, storesOwn + 10);
-  for (int nth = storesOwn + 2; nth <= calls; ++nth) {
+  for (int nth = storesOwn + 3; nth <= calls; ++nth) {  // and asks whose it is, and locks it
     host.FailCall(nth, Fault::Fail);
     EXPECT_NE(CheckStore(path).state, StoreState::Sound) << nth << ' ' << host.Struck();
     EXPECT_EQ(host.LocksHeld() + host.FilesOpen(), 0) << nth;

@@ -36,6 +36,17 @@ TEST_F(GrowthTest, LongFileGrowsAheadAndIsCutAtItsCloseToWhatItEverNeeded) {
   Sound();
 }
 
+TEST_F(GrowthTest, CloseThatAnotherUserKeepsFromCuttingIsACloseAllTheSame) {
+  host.company = platform::Company::Readers;
+  CreateOf(70);
+  Fill({Record("a", 5000)});
+  host.fileLock = [](platform::Hold) { return false; };
+  EXPECT_EQ(Said(udbClose(file)), "0");
+  EXPECT_EQ(host.FilesOpen(), 0);
+  EXPECT_EQ(Pages(), 72U + 16);
+  Sound();
+}
+
 TEST_F(GrowthTest, GrowthThatGoesWrongAtAnyCallLeavesASoundFileThatGrowsOn) {
   for (const Fault fault : {Fault::Fail, Fault::Short, Fault::Crash, Fault::CrashBehind}) {
     for (int nth = 1;; ++nth) {

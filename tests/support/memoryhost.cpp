@@ -102,6 +102,9 @@ class MemoryFile : public store::VirtualFile {
   void Renew() override { sound = true; }
 
   platform::Company WhoElse() override { return company; }
+  bool Lock(platform::Hold hold, std::chrono::milliseconds) override {
+    return !owner.fileLock || owner.fileLock(hold);
+  }
 
   int LastError() const override { return error; }
 

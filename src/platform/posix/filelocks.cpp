@@ -65,6 +65,22 @@ Company WhoElseUses(int fd) {
 
 Company PosixFile::WhoElse() { return WhoElseUses(descriptor.Get()); }
 
+Rights PosixFile::WhoMay() {
+  struct stat status = {};
+  if (fstat(descriptor.Get(), &status) != 0) return {};
+  return {status.st_gid, status.st_mode & 0777};
+}
+
+bool PosixFile::Grant(const Rights& rights) {
+  constexpr mode_t Others = S_IRWXG | S_IRWXO;
+  struct stat status = {};
+  if ((rights.mode & Others) == 0 || fstat(descriptor.Get(), &status) != 0) return false;
+  const bool given = status.st_gid == rights.group ||
+                     fchown(descriptor.Get(), static_cast<uid_t>(-1), rights.group) == 0;
+  const mode_t mode = given ? rights.mode : rights.mode & ~mode_t{S_IRWXG};
+  return fchmod(descriptor.Get(), mode | S_IRUSR | S_IWUSR) == 0;
+}
+
 namespace {
 
 using Clock = std::chrono::steady_clock;

@@ -21,6 +21,8 @@ class PosixFile : public File {
   bool Truncate(std::uint64_t size) override;
   bool Identity(FileIdentity& identity) override;
   Company WhoElse() override;
+  Rights WhoMay() override;
+  bool Grant(const Rights& rights) override;
   bool Lock(Hold hold, std::chrono::milliseconds patience) override;
   void Unlock() override;
   int LastError() const override { return lastError; }
