@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "support/privatemutex.h"
 #include "support/storecalls.h"
 #include "support/tempfolder.h"
 
@@ -26,7 +27,7 @@ Bytes BytesOf(const std::string& path) {
 // The store on a host of this form, for as long as it lives.
 class Formed {
  public:
-  explicit Formed(FileForm form) : host(store::MakeSystemHost(form)) {
+  explicit Formed(FileForm form) : host(mutex.MakeHost(form)) {
     store::SetHost(host.get());
     udbInit();
   }
@@ -38,6 +39,7 @@ class Formed {
   Formed& operator=(const Formed&) = delete;
 
  private:
+  const PrivateMutex mutex;  // what others do is seen in the memory of the common one
   std::unique_ptr<store::Host> host;
 };
 
