@@ -57,6 +57,7 @@ PageSlot* Tree::RemoveFromParent(Step at) {
   editor.SetRightChild(child);
   editor.CutAt(last);
   work.WritePage(slot);
+  work.NoteChange(slot.number);
   return &slot;
 }
 

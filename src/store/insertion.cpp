@@ -60,6 +60,7 @@ bool Tree::InsertInto(Step& at, StagedEntry& staged, std::size_t removed, bool i
   }
   work.FetchForChange(at.page, slot);
   PageEditor(slot.Own()).Remove(at.offset, removed);
+  if (removed != 0) work.Orders().Splice(at.page, work.KeyDescr(), at.offset, removed, {});
   Split(slot, at, staged);
   if (isCursor) SetCursor(at.page, at.offset);
   return true;
@@ -89,6 +90,7 @@ void Tree::Split(PageSlot& old, Step& at, StagedEntry& staged) {
   leftPage.SetNext(old.number);
   rightPage.Remove(0, choice->offset);
   rightPage.SetPrev(left.number);
+  work.Orders().Split(old.number, left.number, choice->offset);
 
   if (choice->newEntryGoesLeft) {
     leftPage.Insert(at.offset, staged.Whole());
@@ -97,6 +99,7 @@ void Tree::Split(PageSlot& old, Step& at, StagedEntry& staged) {
     at.offset = static_cast<std::uint16_t>(at.offset - choice->offset);
     rightPage.Insert(at.offset, staged.Whole());
   }
+  work.Orders().Splice(at.page, work.KeyDescr(), at.offset, 0, staged.Whole());
   RaiseSeparator(left, staged);
   if (work.ViewOf(left).IsLeaf() && leftNeighbour == 0) work.Head().firstLeaf = left.number;
   work.WritePage(old);
@@ -115,6 +118,7 @@ void Tree::RaiseSeparator(PageSlot& left, StagedEntry& separator) {
   PageEditor editor(left.Own());
   editor.SetRightChild(entry.Child());
   editor.CutAt(last);
+  work.Orders().Splice(left.number, work.KeyDescr(), last, entry.Size(), {});
 }
 
 }  // namespace store

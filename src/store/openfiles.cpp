@@ -43,7 +43,7 @@ void OpenFiles::Free(UdbFile& entry) {
   entry.journalFd.reset();
   entry.lost = false;
   entry.seen.directories.Clear();
-  entry.seen.marks.Clear();
+  entry.seen.orders.Clear();
   entry.seen.Forget();
   entry.seen.copy = {};
   entry.seen.pages = nullptr;
@@ -54,6 +54,7 @@ void OpenFiles::FreeAll() {
     Free(entry);
     entry = UdbFile();
     entry.seen.directories.KeepIn(directoryMemory);
+    entry.seen.orders.KeepIn(directoryMemory);
   }
 }
 

@@ -63,10 +63,10 @@ class NumberIsLess {
 };
 
 template <typename IsLess>
-std::size_t StepOver(const TreePage& page, std::int16_t offset, const IsLess& isLess,
-                     std::size_t at) {
+std::size_t StepOver(const TreePage& page, std::int16_t offset, const IsLess& isLess) {
   const Bytes entries = page.Entries();
   const bool leaf = page.IsLeaf();
+  std::size_t at = 0;
   for (;;) {
     const auto entry = Entry::At(entries, at, leaf);
     if (!entry) return at;
@@ -81,12 +81,12 @@ std::size_t StepOver(const TreePage& page, std::int16_t offset, const IsLess& is
 
 }  // namespace
 
-std::size_t StepOverLess(const TreePage& page, const KEYDESCR& kd, Bytes key, std::size_t from) {
-  if (kd.IsText()) return StepOver(page, kd.offset, TextIsLess(kd, key), from);
-  if (kd.type == 1 || kd.type == 3) return StepOver(page, kd.offset, BytesAreLess(kd, key), from);
+std::size_t StepOverLess(const TreePage& page, const KEYDESCR& kd, Bytes key) {
+  if (kd.IsText()) return StepOver(page, kd.offset, TextIsLess(kd, key));
+  if (kd.type == 1 || kd.type == 3) return StepOver(page, kd.offset, BytesAreLess(kd, key));
   // Numbers of other lengths, and orders in which all keys are equal, are left to the caller.
-  if (kd.type == 0 && kd.len == 4) return StepOver(page, kd.offset, NumberIsLess(key), from);
-  return from;
+  if (kd.type == 0 && kd.len == 4) return StepOver(page, kd.offset, NumberIsLess(key));
+  return 0;
 }
 
 }  // namespace store

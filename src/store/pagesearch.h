@@ -7,9 +7,9 @@
 
 namespace store {
 
-// Steps over sound entries with keys less than this one, from the one at `from` on. The offset
-// behind them: that of an entry with a key not less, of one that is not sound or has no whole key,
+// Steps over sound entries with keys less than this one, from the first on. The offset behind
+// them: that of an entry with a key not less, of one that is not sound or has no whole key,
 // which is for the caller to judge, or the page's end.
-std::size_t StepOverLess(const TreePage& page, const KEYDESCR& kd, Bytes key, std::size_t from);
+std::size_t StepOverLess(const TreePage& page, const KEYDESCR& kd, Bytes key);
 
 }  // namespace store

@@ -5,15 +5,9 @@
 
 namespace store {
 
-// All of them go: which ones are in use shows soon enough.
-void DirectoryMemory::MakeRoom() {
-  while (!holders.empty()) holders.back()->Clear();
-}
-
 const PageDirectories::Place* PageDirectories::Make(std::uint16_t page, const TreePage& view,
                                                     const KEYDESCR& kd) {
-  if (memory->used >= memory->limit) memory->MakeRoom();
-  if (held == 0) memory->holders.push_back(this);
+  memory->MakeRoom();
   const std::size_t before = held;
   if (page >= pages.size()) {
     const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{page} * 2 + 16);
@@ -27,7 +21,7 @@ const PageDirectories::Place* PageDirectories::Make(std::uint16_t page, const Tr
     held += place.directory->Memory();
     place.shape = place.directory->Looks();
   }
-  memory->used += held - before;
+  memory->Account(*this, before, held);
   return place.directory != nullptr ? &place : nullptr;
 }
 
@@ -36,7 +30,7 @@ void Seen::MoveTo(std::uint64_t now, std::uint16_t cursorPage) {
   bool cursorStays = hadCursor;
   const bool known = header != Never && count->ForEachChanged(header, now, [&](std::uint16_t page) {
     directories.Drop(page);
-    marks.Drop(page);
+    orders.Drop(page);
     cursorStays = cursorStays && page != cursorPage;
   });
   if (!known) Forget();
@@ -49,9 +43,8 @@ void PageDirectories::Clear() {
   ++state;
   if (held == 0) return;
   pages = std::vector<Place>();
-  memory->used -= held;
+  memory->Account(*this, held, 0);
   held = 0;
-  std::erase(memory->holders, this);
 }
 
 }  // namespace store

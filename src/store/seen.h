@@ -7,31 +7,15 @@
 #include <vector>
 
 #include "store/changecount.h"
+#include "store/directorymemory.h"
 #include "store/leafcopy.h"
-#include "store/leafmarks.h"
 #include "store/pagedirectory.h"
+#include "store/pageorder.h"
 
 namespace store {
 
-class PageDirectories;
-
-// Bounds what the directories of all open files take.
-class DirectoryMemory {
- public:
-  static constexpr std::size_t DefaultLimit = 32U << 20;
-
-  std::size_t Used() const { return used; }
-  std::size_t limit = DefaultLimit;  // overstepped by less than the last directory made
-
- private:
-  friend class PageDirectories;
-  void MakeRoom();
-  std::size_t used = 0;
-  std::vector<PageDirectories*> holders;
-};
-
 // The directories of one file, by pages.
-class PageDirectories {
+class PageDirectories final : public DirectoryMemory::Holder {
  public:
   void KeepIn(DirectoryMemory& shared) { memory = &shared; }
 
@@ -55,7 +39,7 @@ class PageDirectories {
   }
   void DropAll() { ++state; }
   // As DropAll, and gives the memory back.
-  void Clear();
+  void Clear() override;
 
  private:
   std::vector<Place> pages;
@@ -77,7 +61,7 @@ struct Seen {
   bool walks = false;           // the last operation was a step of a walk
   LeafCopy copy;                // of the leaf in which it goes on
   PageDirectories directories;  // of the same state as the header
-  LeafMarks marks;              // likewise
+  PageOrders orders;            // likewise
   std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
 
   // Goes on to a later state with what the changes since have left as it was; `cursorPage` tells
@@ -87,7 +71,7 @@ struct Seen {
   void Forget() {
     header = cursor = Never;
     directories.DropAll();
-    marks.DropAll();
+    orders.DropAll();
     copy.Drop();
     page0Length = 0;
   }

@@ -43,8 +43,8 @@ PageSlot& Tree::FetchLeaf(std::uint16_t page, PageSlot& preferred) {
   return slot;
 }
 
-std::size_t Tree::Scan(const TreePage& page, Bytes key, std::size_t from) {
-  std::size_t at = StepOverLess(page, work.KeyDescr(), key, from);
+std::size_t Tree::Scan(const TreePage& page, Bytes key) {
+  std::size_t at = StepOverLess(page, work.KeyDescr(), key);
   while (at < page.Used()) {
     const Entry entry = work.EntryAt(page, at);
     if (CompareKeys(work.KeyDescr(), KeyOf(entry), key) >= 0) break;
@@ -53,19 +53,9 @@ std::size_t Tree::Scan(const TreePage& page, Bytes key, std::size_t from) {
   return at;
 }
 
-// By the page's directory, if there is one. One is made only for internal pages: a leaf that is to
-// be changed loses it at once.
 std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) {
-  const KEYDESCR& kd = work.KeyDescr();
-  const PageDirectory* const directory = work.DirectoryOf(slot, page);
-  if (directory == nullptr) return Scan(page, key, work.StartIn(slot, page, key));
-  const SoughtKey sought(kd, key);
-  if (page.IsLeaf()) {
-    const auto found = directory->Find(directory->Looks(), sought, kd, page.Entries());
-    if (found.found) return found.offset;
-  }
-  const auto at = directory->FirstNotLess(sought, kd, page.Entries());
-  return at.found ? at.offset : Scan(page, key);
+  const auto known = work.KnownPlace(slot, page, key);
+  return known ? *known : Scan(page, key);
 }
 
 void Tree::Push(Step step) {

@@ -61,7 +61,7 @@ class Tree {
   Step Cursor() const { return {work.File().cursorPage, work.File().cursorOffset}; }
   void SetCursor(std::uint16_t page, std::size_t offset);
   PageSlot& FetchLeaf(std::uint16_t page, PageSlot& preferred);
-  std::size_t Scan(const TreePage& page, Bytes key, std::size_t from = 0);
+  std::size_t Scan(const TreePage& page, Bytes key);
   std::size_t Search(const PageSlot& slot, const TreePage& page, Bytes key);
   void Push(Step step);
   void CheckNotOnPath(std::uint16_t page);

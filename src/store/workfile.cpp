@@ -95,21 +95,13 @@ void WorkFile::LearnOwnChanges() {
   if (!ChangeCount::IsStable(seen.header)) seen.Forget();
 }
 
-const PageDirectory* WorkFile::DirectoryOf(const PageSlot& slot, const TreePage& view) {
+std::optional<std::size_t> WorkFile::KnownPlace(const PageSlot& slot, const TreePage& view,
+                                                Bytes key) {
   Seen& seen = entry->seen;
-  if (seen.pages == nullptr || !slot.IsInPlace() || !SoughtKey::Serves(KeyDescr())) return nullptr;
-  const PageDirectories::Place* place = seen.directories.Find(slot.number);
-  if (place == nullptr && !view.IsLeaf()) {
-    place = seen.directories.Make(slot.number, view, KeyDescr());
+  if (seen.pages == nullptr || !slot.IsInPlace() || !OrderedKey::Serves(KeyDescr())) {
+    return std::nullopt;
   }
-  return place != nullptr ? place->directory.get() : nullptr;
-}
-
-std::size_t WorkFile::StartIn(const PageSlot& slot, const TreePage& view, Bytes key) {
-  Seen& seen = entry->seen;
-  if (seen.pages == nullptr || !slot.IsInPlace() || !view.IsLeaf() || entry->writable == 0)
-    return 0;
-  return seen.marks.StartFor(slot.number, view, KeyDescr(), key);
+  return seen.orders.FirstNotLess(slot.number, view, KeyDescr(), key);
 }
 
 void WorkFile::CheckSound() {
@@ -205,8 +197,9 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   const auto last = static_cast<std::uint32_t>((offset + bytes.size() - 1) / PageSize);
   bool inUse = false;
   for (std::uint32_t page = first; page <= last; ++page) {
-    inUse = inUse || WasInUse(page);
-    NoteChange(page);
+    const bool hadContent = WasInUse(page);
+    inUse = inUse || hadContent;
+    hadContent ? NoteChange(page) : NoteWrite(page);
   }
   BeginUndo();
   if (inUse) NeedSize(offset, bytes.size());
@@ -314,10 +307,9 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   Keep(page + EntriesAt + offset, bytes.subspan(EntriesAt + offset, touched));
   if (now != used) Keep(page + UsedAt, bytes.subspan(UsedAt, 2));
   if (slot.IsInPlace() && File().OnlyOursToChange()) {
-    File().seen.directories.Drop(slot.number);
-    Tell(slot.number);
+    NoteWrite(slot.number);
     SpliceInPlace(page, {used, offset, removed}, entry);
-    File().seen.marks.Splice(slot.number, offset, removed, entry.size(), now);
+    Orders().Splice(slot.number, KeyDescr(), offset, removed, entry);
     return;
   }
   NoteChange(slot.number);
@@ -346,10 +338,14 @@ void WorkFile::SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry) {
 }
 
 // For those who have seen the page: not when only its links change, which nobody keeps.
-void WorkFile::NoteChange(std::uint32_t page) {
+void WorkFile::NoteWrite(std::uint32_t page) {
   entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
-  entry->seen.marks.Drop(static_cast<std::uint16_t>(page));
   Tell(page);
+}
+
+void WorkFile::NoteChange(std::uint32_t page) {
+  entry->seen.orders.Drop(static_cast<std::uint16_t>(page));
+  NoteWrite(page);
 }
 
 void WorkFile::Tell(std::uint32_t page) {
@@ -358,7 +354,7 @@ void WorkFile::Tell(std::uint32_t page) {
 
 void WorkFile::WritePage(const PageSlot& slot) {
   if (slot.kept) {
-    NoteChange(slot.number);
+    NoteWrite(slot.number);
     Write(OffsetOf(slot.number), slot.Bytes(), UDB_FILE_ACCESS);
   } else {
     WriteBytes(OffsetOf(slot.number), slot.Bytes());

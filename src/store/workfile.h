@@ -101,10 +101,12 @@ class WorkFile {
   PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
   TreePage ViewOf(const PageSlot& slot);
   Entry EntryAt(TreePage page, std::size_t offset);
-  // Of the page in the slot, as it is; null if there is none. REQUIRES: as for Learn.
-  const PageDirectory* DirectoryOf(const PageSlot& slot, const TreePage& view);
-  // Where a search for the key may begin in the page: an entry that is less, or 0.
-  std::size_t StartIn(const PageSlot& slot, const TreePage& view, Bytes key);
+  // Where the page's first entry with a key not less begins, or the end of all its entries, if that
+  // is known without a walk.
+  std::optional<std::size_t> KnownPlace(const PageSlot& slot, const TreePage& view, Bytes key);
+  // To follow what becomes of a page's entries; Splice does so itself.
+  PageOrders& Orders() { return entry->seen.orders; }
+  // The page's order is for the caller to follow.
   void WritePage(const PageSlot& slot);
   // A page number out of a link or an entry: none that a file can have raises FILE CORRUPTED.
   void CheckPageNumber(std::uint16_t page);
@@ -141,7 +143,7 @@ class WorkFile {
   // again. False if the file could not be put back.
   bool TakeBack();
 
-  // What is known of the page counts no more, here and for others.
+  // What is known of the page, its order among it, counts no more, here and for others.
   void NoteChange(std::uint32_t page);
 
   PageSlot slotA;
@@ -153,6 +155,7 @@ class WorkFile {
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
+  void NoteWrite(std::uint32_t page);
   void Tell(std::uint32_t page);
   void NeedSize(std::uint64_t offset, std::size_t n);
   void GrowAhead(std::uint64_t end);

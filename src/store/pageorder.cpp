@@ -1,0 +1,325 @@
+// Making of orders, searching in them, and following the changes of their pages.
+#include "store/pageorder.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+namespace store {
+
+namespace {
+
+std::uint64_t BigEndian(std::uint64_t v) {
+  v = (v & 0x00FF00FF00FF00FFU) << 8 | (v >> 8 & 0x00FF00FF00FF00FFU);
+  v = (v & 0x0000FFFF0000FFFFU) << 16 | (v >> 16 & 0x0000FFFF0000FFFFU);
+  return v << 32 | v >> 32;
+}
+
+// Eight bytes from `at` on, zeros behind the last.
+std::uint64_t NumberAt(Bytes bytes, std::size_t at) {
+  if (at >= bytes.size()) return 0;
+  const Bytes rest = bytes.subspan(at);
+  return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
+}
+
+std::size_t CommonLength(Bytes a, Bytes b) {
+  return static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first -
+                                  a.begin());
+}
+
+constexpr std::size_t MostEntries = EntriesEnd / Rounded(EntryHead) + 1;
+
+}  // namespace
+
+bool OrderedKey::Serves(const KEYDESCR& kd) {
+  if (kd.type == 0) return kd.len == 4;
+  return kd.IsText() || ((kd.type == 1 || kd.type == 3) && kd.len > 0 && kd.len <= MaxKey);
+}
+
+OrderedKey::OrderedKey(const KEYDESCR& kd, Bytes key)
+    : ordered(key.first(kd.IsText() ? key.size() - 1 : key.size())) {
+  if (kd.type != 0) return;
+  // The sign turned over, and the highest byte first.
+  number = {static_cast<std::uint8_t>(key[3] ^ 0x80U), key[2], key[1], key[0]};
+  ordered = number;
+}
+
+std::uint64_t OrderedKey::Number(std::size_t at) const { return NumberAt(ordered, at); }
+
+// ---- One page's ----
+
+PageOrder::PageOrder(std::size_t itsCapacity, bool isLeaf)
+    : capacity(static_cast<std::uint16_t>(itsCapacity)), leaf(isLeaf) {}
+
+PageOrder::Pointer PageOrder::Make(std::size_t capacity, bool leaf) {
+  void* const memory = std::malloc(MemoryFor(capacity));
+  if (memory == nullptr) return nullptr;
+  return Pointer(new (memory) PageOrder(capacity, leaf));  // NOLINT: lives there
+}
+
+// For as many entries as the page may come to have if they stay as long as they are.
+std::size_t PageOrder::CapacityFor(std::size_t count, std::size_t used) {
+  const std::size_t full = used == 0 ? 0 : count * EntriesEnd / used;
+  return std::min(full + full / 8 + 8, MostEntries);
+}
+
+// The entries of a page as one walk finds them.
+class PageOrder::Walk {
+ public:
+  // False unless every entry is sound and has a whole key.
+  bool Over(const TreePage& page, const KEYDESCR& kd) {
+    entries = page.Entries();
+    for (std::size_t at = 0; at < entries.size(); ++count) {
+      const auto entry = Entry::At(entries, at, page.IsLeaf());
+      const auto key = entry ? entry->Key(kd) : std::nullopt;
+      if (!key || key->size() > MaxKey) return false;
+      offsets[count] = static_cast<std::uint16_t>(at);
+      keys[count] = {static_cast<std::uint16_t>(key->data() - entries.data()),
+                     static_cast<std::uint16_t>(key->size())};
+      at += entry->Size();
+    }
+    return true;
+  }
+  Bytes Key(std::size_t i) const { return entries.subspan(keys[i].at, keys[i].size); }
+
+  std::size_t count = 0;
+  std::array<std::uint16_t, MostEntries> offsets;
+
+ private:
+  struct Stretch {
+    std::uint16_t at;
+    std::uint16_t size;
+  };
+  std::array<Stretch, MostEntries> keys;
+  Bytes entries;
+};
+
+PageOrder::Pointer PageOrder::Of(const TreePage& page, const KEYDESCR& kd) {
+  Walk walk;
+  if (!walk.Over(page, kd)) return nullptr;
+  Pointer order = Make(CapacityFor(walk.count, page.Used()), page.IsLeaf());
+  if (order == nullptr) return nullptr;
+  order->used = static_cast<std::uint16_t>(page.Used());
+  return order->Take(walk, kd) ? std::move(order) : nullptr;
+}
+
+// False unless the keys ascend.
+bool PageOrder::Take(const Walk& walk, const KEYDESCR& kd) {
+  count = static_cast<std::uint16_t>(walk.count);
+  if (count == 0) return true;
+  std::copy_n(walk.offsets.begin(), count, Offsets());
+  const OrderedKey first(kd, walk.Key(0));
+  const OrderedKey last(kd, walk.Key(count - 1U));
+  prefixLength =
+      static_cast<std::uint8_t>(std::min(CommonLength(first.All(), last.All()), MostPrefix));
+  std::copy_n(first.All().begin(), prefixLength, prefix.begin());
+  std::uint64_t* const numbers = Numbers();
+  for (std::size_t i = 0; i < count; ++i) {
+    const OrderedKey key(kd, walk.Key(i));
+    if (Side(key) != 0) return false;
+    numbers[i] = key.Number(prefixLength);
+    if (i == 0 || numbers[i - 1] < numbers[i]) continue;
+    if (CompareKeys(kd, walk.Key(i - 1), walk.Key(i)) >= 0) return false;
+  }
+  return true;
+}
+
+// Where the key stands to all that begin with the prefix: -1 or 1, or 0 if it begins so itself.
+int PageOrder::Side(const OrderedKey& key) const {
+  const std::size_t common = std::min<std::size_t>(key.All().size(), prefixLength);
+  const int order = common == 0 ? 0 : std::memcmp(key.All().data(), prefix.data(), common);
+  if (order != 0) return order < 0 ? -1 : 1;
+  return common < prefixLength ? -1 : 0;
+}
+
+// Two rounds of comparing that do not wait for one another: one in so many, then those between.
+std::size_t PageOrder::CountLess(std::uint64_t number) const {
+  constexpr std::size_t stride = 16;
+  const std::uint64_t* const numbers = Numbers();
+  std::size_t less = 0;
+  for (std::size_t i = stride - 1; i < count; i += stride) less += numbers[i] < number ? 1 : 0;
+  const std::size_t begin = less * stride;
+  const std::size_t end = std::min<std::size_t>(begin + stride, count);
+  less = begin;
+  for (std::size_t i = begin; i < end; ++i) less += numbers[i] < number ? 1 : 0;
+  return less;
+}
+
+std::optional<std::size_t> PageOrder::FirstNotLess(const TreePage& page, const KEYDESCR& kd,
+                                                   Bytes key) const {
+  if (page.Used() != used) return std::nullopt;
+  const OrderedKey sought(kd, key);
+  const int side = Side(sought);
+  if (side != 0) return side < 0 ? 0 : used;
+  const std::uint64_t number = sought.Number(prefixLength);
+  const std::uint64_t* const numbers = Numbers();
+  std::size_t first = CountLess(number);
+  if (first == count || numbers[first] != number) return OffsetOf(first);
+  // Among equal numbers the keys must tell.
+  for (std::size_t n = static_cast<std::size_t>(
+           std::upper_bound(numbers + first, numbers + count, number) - (numbers + first));
+       n > 0;) {
+    const std::size_t half = n / 2;
+    const auto entry = page.At(Offsets()[first + half]);
+    const auto there = entry ? entry->Key(kd) : std::nullopt;
+    if (!there) return std::nullopt;
+    const bool less = CompareKeys(kd, *there, key) < 0;
+    first = less ? first + half + 1 : first;
+    n = less ? n - half - 1 : half;
+  }
+  return OffsetOf(first);
+}
+
+std::size_t PageOrder::PlaceOf(std::size_t offset) const {
+  const std::uint16_t* const offsets = Offsets();
+  return static_cast<std::size_t>(std::lower_bound(offsets, offsets + count, offset) - offsets);
+}
+
+// The prefix is part of every key, so that the numbers of a shorter one are known without them.
+void PageOrder::ShortenTo(std::size_t length) {
+  const std::size_t bytes = prefixLength - length;
+  const std::uint64_t high = NumberAt(Bytes(prefix).first(prefixLength), length);
+  for (std::size_t i = 0; i < count; ++i) {
+    Numbers()[i] = bytes >= 8 ? high : high | Numbers()[i] >> 8 * bytes;
+  }
+  prefixLength = static_cast<std::uint8_t>(length);
+}
+
+void PageOrder::Close(std::size_t place) {
+  std::copy(Numbers() + place + 1, Numbers() + count, Numbers() + place);
+  std::copy(Offsets() + place + 1, Offsets() + count, Offsets() + place);
+  --count;
+}
+
+void PageOrder::Open(std::size_t place) {
+  std::copy_backward(Numbers() + place, Numbers() + count, Numbers() + count + 1);
+  std::copy_backward(Offsets() + place, Offsets() + count, Offsets() + count + 1);
+  ++count;
+}
+
+bool PageOrder::Splice(const KEYDESCR& kd, std::size_t offset, std::size_t removed, Bytes bytes) {
+  const std::size_t place = PlaceOf(offset);
+  const std::size_t behind = removed != 0 ? place + 1 : place;
+  if (behind > count || OffsetOf(place) != offset || OffsetOf(behind) != offset + removed) {
+    return false;
+  }
+  const auto longer = static_cast<std::uint16_t>(bytes.size() - removed);
+  std::uint16_t* const offsets = Offsets();
+  for (std::size_t i = behind; longer != 0 && i < count; ++i) {
+    offsets[i] = static_cast<std::uint16_t>(offsets[i] + longer);
+  }
+  used = static_cast<std::uint16_t>(used + longer);
+  if (bytes.empty()) {
+    if (removed != 0) Close(place);
+    return true;
+  }
+  const auto entry = Entry::At(bytes, 0, leaf);
+  const auto key = entry ? entry->Key(kd) : std::nullopt;
+  if (!key || (removed == 0 && count == capacity)) return false;
+  const OrderedKey added(kd, *key);
+  if (Side(added) != 0) ShortenTo(CommonLength(added.All(), Bytes(prefix).first(prefixLength)));
+  if (removed == 0) Open(place);
+  const std::uint64_t number = added.Number(prefixLength);
+  Numbers()[place] = number;
+  offsets[place] = static_cast<std::uint16_t>(offset);
+  return (place == 0 || Numbers()[place - 1] <= number) &&
+         (place + 1 == count || number <= Numbers()[place + 1]);
+}
+
+PageOrder::Pointer PageOrder::CutOff(std::size_t offset) {
+  const std::size_t cut = PlaceOf(offset);
+  if (OffsetOf(cut) != offset) return nullptr;
+  Pointer below = Make(std::max<std::size_t>(CapacityFor(cut, offset), cut), leaf);
+  if (below == nullptr) return nullptr;
+  below->count = static_cast<std::uint16_t>(cut);
+  below->used = static_cast<std::uint16_t>(offset);
+  below->prefixLength = prefixLength;
+  below->prefix = prefix;
+  std::copy_n(Numbers(), cut, below->Numbers());
+  std::copy_n(Offsets(), cut, below->Offsets());
+  std::copy(Numbers() + cut, Numbers() + count, Numbers());
+  count = static_cast<std::uint16_t>(count - cut);
+  std::transform(Offsets() + cut, Offsets() + cut + count, Offsets(),
+                 [offset](std::uint16_t at) { return static_cast<std::uint16_t>(at - offset); });
+  used = static_cast<std::uint16_t>(used - offset);
+  return below;
+}
+
+// More than a byte is the same in all numbers.
+bool PageOrder::IsBlunt() const {
+  return count == 0 || (prefixLength < MostPrefix &&
+                        std::countl_zero(Numbers()[0] ^ Numbers()[count - 1U]) >= 16);
+}
+
+// ---- Those of a file ----
+
+PageOrder* PageOrders::Find(std::uint16_t number) {
+  return number < pages.size() && pages[number].asOf == state ? pages[number].order.get() : nullptr;
+}
+
+PageOrders::Place& PageOrders::At(std::uint16_t number) {
+  if (number >= pages.size()) {
+    const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{number} * 2 + 16);
+    const std::size_t bytes = (more - pages.size()) * sizeof(pages[0]);
+    memory->Account(*this, held, held + bytes);
+    held += bytes;
+    pages.resize(more);
+  }
+  return pages[number];
+}
+
+void PageOrders::Put(Place& place, PageOrder::Pointer order) {
+  const std::size_t before = place.order != nullptr ? place.order->Memory() : 0;
+  place = {std::move(order), state, false};
+  const std::size_t now = held - before + (place.order != nullptr ? place.order->Memory() : 0);
+  memory->Account(*this, held, now);
+  held = now;
+}
+
+std::optional<std::size_t> PageOrders::FirstNotLess(std::uint16_t number, const TreePage& page,
+                                                    const KEYDESCR& kd, Bytes key) {
+  if (const PageOrder* const known = Find(number)) {
+    const auto found = known->FirstNotLess(page, kd, key);
+    if (!found) Drop(number);
+    return found;
+  }
+  memory->MakeRoom();
+  Place& place = At(number);
+  const bool isFirst = place.asOf != state;
+  if (isFirst && page.IsLeaf()) Put(place, nullptr);
+  if (place.isUnfit || (isFirst && page.IsLeaf())) return std::nullopt;
+  Put(place, PageOrder::Of(page, kd));
+  place.isUnfit = place.order == nullptr;
+  return place.isUnfit ? std::nullopt : place.order->FirstNotLess(page, kd, key);
+}
+
+void PageOrders::Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t offset,
+                        std::size_t removed, Bytes entry) {
+  PageOrder* const known = Find(number);
+  if (known != nullptr && !known->Splice(kd, offset, removed, entry)) Put(pages[number], nullptr);
+}
+
+void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t offset) {
+  PageOrder* const known = Find(number);
+  Drop(left);
+  if (known == nullptr) return;
+  PageOrder::Pointer below = known->CutOff(offset);
+  if (below == nullptr) {
+    Drop(number);
+    return;
+  }
+  // Those that are left as if they had been searched once are taken anew at their next search.
+  Put(At(left), below->IsBlunt() ? nullptr : std::move(below));
+  if (known->IsBlunt()) Put(pages[number], nullptr);
+}
+
+void PageOrders::Clear() {
+  ++state;
+  if (held == 0) return;
+  pages = std::vector<Place>();
+  memory->Account(*this, held, 0);
+  held = 0;
+}
+
+}  // namespace store
