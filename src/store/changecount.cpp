@@ -24,7 +24,7 @@ void ChangedPages::Add(std::uint16_t page) {
 
 void ChangeCount::BeginChange() {
   count.store(count.load(std::memory_order_relaxed) | 1U, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_seq_cst);
+  std::atomic_thread_fence(std::memory_order_release);
   ChangedPages any;
   any.pages[0] = ChangedPages::All;
   Tell(any);

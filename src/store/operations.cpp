@@ -57,12 +57,6 @@ Bytes WholeKey(UdbKey key) {
   return *whole;
 }
 
-bool CurrentEquals(Bytes key) {
-  Engine& engine = TheEngine();
-  const Bytes found = engine.tree.KeyOf(engine.tree.Current());
-  return CompareKeys(engine.work.KeyDescr(), found, key) == 0;
-}
-
 // Sets the cursor by the file's match mode: 0 or 1.
 int Seek(UdbKey key) {
   Engine& engine = TheEngine();
@@ -71,7 +65,7 @@ int Seek(UdbKey key) {
   const bool exact = mode != UDB_AT_OR_AFTER && mode != UDB_AFTER;
   if (!engine.tree.Descend(whole, exact ? Match::Exact : Match::AtOrAfter)) return 1;
   if (mode == UDB_AT_OR_AFTER) return 0;
-  const bool equal = CurrentEquals(whole);
+  const bool equal = engine.tree.CurrentHas(whole);
   if (exact) return equal ? 0 : 1;
   return !equal || engine.tree.Advance() ? 0 : 1;
 }
@@ -79,7 +73,8 @@ int Seek(UdbKey key) {
 // Whether the key stands in the tree, the cursor at its place. Updates match exactly, whatever the
 // file's mode: a hop into the next leaf would put a key behind its separator.
 bool SeekForUpdate(Bytes key) {
-  return TheEngine().tree.Descend(key, Match::Exact) && CurrentEquals(key);
+  Tree& tree = TheEngine().tree;
+  return tree.Descend(key, Match::Exact) && tree.CurrentHas(key);
 }
 
 template <typename Body>

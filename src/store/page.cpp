@@ -56,13 +56,6 @@ std::optional<Bytes> Entry::Key(const KEYDESCR& kd) const {
   return Form() == EntryForm::Inline ? KeyIn(kd, Payload()) : KeyAtStart(kd, Payload());
 }
 
-std::optional<TreePage> TreePage::Of(const Page& page) {
-  const TreePage view(page.data());
-  if (view.type != LeafType && view.type != InternalType) return std::nullopt;
-  if (view.used >= EntriesEnd) return std::nullopt;
-  return view;
-}
-
 std::optional<Bytes> KeyIn(const KEYDESCR& kd, Bytes record) {
   if (kd.offset < 0 || static_cast<std::size_t>(kd.offset) > record.size()) return std::nullopt;
   return KeyAtStart(kd, record.subspan(static_cast<std::size_t>(kd.offset)));

@@ -141,7 +141,11 @@ inline constexpr std::size_t EntriesEnd = 4084;  // `used` stays below this
 class TreePage {
  public:
   // Nothing unless the first byte is that of a tree page and `used` is within the page.
-  static std::optional<TreePage> Of(const Page& page);
+  static std::optional<TreePage> Of(const Page& page) {
+    const TreePage view(page.data());
+    const bool known = view.type == LeafType || view.type == InternalType;
+    return known && view.used < EntriesEnd ? std::optional(view) : std::nullopt;
+  }
 
   bool IsLeaf() const { return type == LeafType; }
   std::size_t Used() const { return used; }

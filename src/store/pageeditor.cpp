@@ -6,18 +6,17 @@
 namespace store {
 
 void PageEditor::Splice(std::size_t offset, std::size_t removed, Bytes entry) {
-  const std::size_t used = Used();
   const std::size_t now = used - removed + entry.size();
   std::uint8_t* const at = bytes + EntriesAt + offset;
-  std::memmove(at + entry.size(), at + removed, used - offset - removed);
+  if (now != used) std::memmove(at + entry.size(), at + removed, used - offset - removed);
   if (!entry.empty()) std::memcpy(at, entry.data(), entry.size());
   if (now < used) std::memset(bytes + EntriesAt + now, 0, used - now);
-  SetUsed(now);
+  if (now != used) SetUsed(now);
 }
 
-void PageEditor::CutAt(std::size_t used) {
-  std::memset(bytes + EntriesAt + used, 0, Used() - used);
-  SetUsed(used);
+void PageEditor::CutAt(std::size_t offset) {
+  std::memset(bytes + EntriesAt + offset, 0, used - offset);
+  SetUsed(offset);
 }
 
 }  // namespace store

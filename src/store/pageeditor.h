@@ -11,10 +11,11 @@ namespace store {
 
 class PageEditor {
  public:
-  explicit PageEditor(Page& page) : bytes(page.data()) {}
+  explicit PageEditor(Page& page) : PageEditor(page, Load16(page.data() + UsedAt)) {}
+  // Of a page that lies where others may change it: its `used` as it was found sound.
+  PageEditor(Page& page, std::size_t usedSoFar) : bytes(page.data()), used(usedSoFar) {}
 
   void SetType(std::uint16_t type) { Store16(bytes, type); }
-  void SetUsed(std::size_t used) { Store16(bytes + 2, static_cast<std::uint16_t>(used)); }
   void SetNext(std::uint16_t page) { Store16(bytes + 4, page); }
   void SetPrev(std::uint16_t page) { Store16(bytes + 6, page); }
   void SetRightChild(std::uint16_t page) { Store16(bytes + 8, page); }
@@ -24,12 +25,16 @@ class PageEditor {
   void Splice(std::size_t offset, std::size_t removed, Bytes entry);
   void Insert(std::size_t offset, Bytes entry) { Splice(offset, 0, entry); }
   void Remove(std::size_t offset, std::size_t size) { Splice(offset, size, {}); }
-  // Drops the entries from `used` on.
-  void CutAt(std::size_t used);
+  // Drops the entries from the offset on.
+  void CutAt(std::size_t offset);
 
  private:
-  std::size_t Used() const { return Load16(bytes + 2); }
+  void SetUsed(std::size_t now) {
+    used = now;
+    Store16(bytes + UsedAt, static_cast<std::uint16_t>(now));
+  }
   std::uint8_t* bytes;
+  std::size_t used;
 };
 
 }  // namespace store

@@ -6,21 +6,19 @@
 #include <cstring>
 #include <new>
 
+#include "platform/prefetch.h"
+
 namespace store {
 
 namespace {
 
-std::uint64_t BigEndian(std::uint64_t v) {
-  v = (v & 0x00FF00FF00FF00FFU) << 8 | (v >> 8 & 0x00FF00FF00FF00FFU);
-  v = (v & 0x0000FFFF0000FFFFU) << 16 | (v >> 16 & 0x0000FFFF0000FFFFU);
-  return v << 32 | v >> 32;
-}
-
-// Eight bytes from `at` on, zeros behind the last.
-std::uint64_t NumberAt(Bytes bytes, std::size_t at) {
+// Four bytes from `at` on, zeros behind the last, the first one highest.
+std::uint32_t NumberAt(Bytes bytes, std::size_t at) {
   if (at >= bytes.size()) return 0;
   const Bytes rest = bytes.subspan(at);
-  return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
+  const auto v = rest.size() >= 4 ? Load32(rest.data())
+                                  : static_cast<std::uint32_t>(LoadFewer(rest.data(), rest.size()));
+  return v << 24 | (v & 0xFF00U) << 8 | (v >> 8 & 0xFF00U) | v >> 24;
 }
 
 std::size_t CommonLength(Bytes a, Bytes b) {
@@ -45,7 +43,7 @@ OrderedKey::OrderedKey(const KEYDESCR& kd, Bytes key)
   ordered = number;
 }
 
-std::uint64_t OrderedKey::Number(std::size_t at) const { return NumberAt(ordered, at); }
+std::uint32_t OrderedKey::Number(std::size_t at) const { return NumberAt(ordered, at); }
 
 // ---- One page's ----
 
@@ -114,7 +112,7 @@ bool PageOrder::Take(const Walk& walk, const KEYDESCR& kd) {
   prefixLength =
       static_cast<std::uint8_t>(std::min(CommonLength(first.All(), last.All()), MostPrefix));
   std::copy_n(first.All().begin(), prefixLength, prefix.begin());
-  std::uint64_t* const numbers = Numbers();
+  std::uint32_t* const numbers = Numbers();
   for (std::size_t i = 0; i < count; ++i) {
     const OrderedKey key(kd, walk.Key(i));
     if (Side(key) != 0) return false;
@@ -134,9 +132,9 @@ int PageOrder::Side(const OrderedKey& key) const {
 }
 
 // Two rounds of comparing that do not wait for one another: one in so many, then those between.
-std::size_t PageOrder::CountLess(std::uint64_t number) const {
+std::size_t PageOrder::CountLess(std::uint32_t number) const {
   constexpr std::size_t stride = 16;
-  const std::uint64_t* const numbers = Numbers();
+  const std::uint32_t* const numbers = Numbers();
   std::size_t less = 0;
   for (std::size_t i = stride - 1; i < count; i += stride) less += numbers[i] < number ? 1 : 0;
   const std::size_t begin = less * stride;
@@ -146,29 +144,38 @@ std::size_t PageOrder::CountLess(std::uint64_t number) const {
   return less;
 }
 
-std::optional<std::size_t> PageOrder::FirstNotLess(const TreePage& page, const KEYDESCR& kd,
-                                                   Bytes key) const {
+std::optional<PageOrder::Found> PageOrder::Find(const TreePage& page, const KEYDESCR& kd,
+                                                Bytes key) const {
   if (page.Used() != used) return std::nullopt;
   const OrderedKey sought(kd, key);
   const int side = Side(sought);
-  if (side != 0) return side < 0 ? 0 : used;
-  const std::uint64_t number = sought.Number(prefixLength);
-  const std::uint64_t* const numbers = Numbers();
+  if (side != 0) return Found{side < 0 ? 0U : std::size_t{used}, false};
+  const std::uint32_t number = sought.Number(prefixLength);
+  const std::uint32_t* const numbers = Numbers();
   std::size_t first = CountLess(number);
-  if (first == count || numbers[first] != number) return OffsetOf(first);
-  // Among equal numbers the keys must tell.
-  for (std::size_t n = static_cast<std::size_t>(
-           std::upper_bound(numbers + first, numbers + count, number) - (numbers + first));
-       n > 0;) {
-    const std::size_t half = n / 2;
+  std::size_t equal = first;
+  while (equal < count && numbers[equal] == number) ++equal;
+  // Among equal numbers the keys must tell, the last one first: keys that come in order go behind
+  // it.
+  bool lastFirst = equal == count;
+  for (std::size_t n = equal - first; n > 0; lastFirst = false) {
+    const std::size_t half = lastFirst ? n - 1 : n / 2;
     const auto entry = page.At(Offsets()[first + half]);
     const auto there = entry ? entry->Key(kd) : std::nullopt;
     if (!there) return std::nullopt;
-    const bool less = CompareKeys(kd, *there, key) < 0;
-    first = less ? first + half + 1 : first;
-    n = less ? n - half - 1 : half;
+    const int order = CompareKeys(kd, *there, key);
+    if (order == 0) return Found{OffsetOf(first + half), true};
+    first = order < 0 ? first + half + 1 : first;
+    n = order < 0 ? n - half - 1 : half;
   }
-  return OffsetOf(first);
+  return Found{OffsetOf(first), false};
+}
+
+void PageOrder::Prefetch() const {
+  constexpr std::size_t CacheLine = 64;
+  constexpr std::size_t Most = 8 * CacheLine;  // what one search waits for, as a rule
+  const auto* const start = reinterpret_cast<const std::byte*>(this);
+  for (std::size_t at = 0; at < Most; at += CacheLine) platform::Prefetch(start + at);
 }
 
 std::size_t PageOrder::PlaceOf(std::size_t offset) const {
@@ -179,9 +186,9 @@ std::size_t PageOrder::PlaceOf(std::size_t offset) const {
 // The prefix is part of every key, so that the numbers of a shorter one are known without them.
 void PageOrder::ShortenTo(std::size_t length) {
   const std::size_t bytes = prefixLength - length;
-  const std::uint64_t high = NumberAt(Bytes(prefix).first(prefixLength), length);
+  const std::uint32_t high = NumberAt(Bytes(prefix).first(prefixLength), length);
   for (std::size_t i = 0; i < count; ++i) {
-    Numbers()[i] = bytes >= 8 ? high : high | Numbers()[i] >> 8 * bytes;
+    Numbers()[i] = bytes >= 4 ? high : high | Numbers()[i] >> 8 * bytes;
   }
   prefixLength = static_cast<std::uint8_t>(length);
 }
@@ -220,7 +227,7 @@ bool PageOrder::Splice(const KEYDESCR& kd, std::size_t offset, std::size_t remov
   const OrderedKey added(kd, *key);
   if (Side(added) != 0) ShortenTo(CommonLength(added.All(), Bytes(prefix).first(prefixLength)));
   if (removed == 0) Open(place);
-  const std::uint64_t number = added.Number(prefixLength);
+  const std::uint32_t number = added.Number(prefixLength);
   Numbers()[place] = number;
   offsets[place] = static_cast<std::uint16_t>(offset);
   return (place == 0 || Numbers()[place - 1] <= number) &&
@@ -254,13 +261,13 @@ bool PageOrder::IsBlunt() const {
 
 // ---- Those of a file ----
 
-PageOrder* PageOrders::Find(std::uint16_t number) {
+PageOrder* PageOrders::Known(std::uint16_t number) {
   return number < pages.size() && pages[number].asOf == state ? pages[number].order.get() : nullptr;
 }
 
 PageOrders::Place& PageOrders::At(std::uint16_t number) {
   if (number >= pages.size()) {
-    const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{number} * 2 + 16);
+    const std::size_t more = std::min<std::size_t>(MaxPages, number + number / 2U + 8U);
     const std::size_t bytes = (more - pages.size()) * sizeof(pages[0]);
     memory->Account(*this, held, held + bytes);
     held += bytes;
@@ -271,16 +278,16 @@ PageOrders::Place& PageOrders::At(std::uint16_t number) {
 
 void PageOrders::Put(Place& place, PageOrder::Pointer order) {
   const std::size_t before = place.order != nullptr ? place.order->Memory() : 0;
-  place = {std::move(order), state, false};
+  place = {std::move(order), state, 0};
   const std::size_t now = held - before + (place.order != nullptr ? place.order->Memory() : 0);
   memory->Account(*this, held, now);
   held = now;
 }
 
-std::optional<std::size_t> PageOrders::FirstNotLess(std::uint16_t number, const TreePage& page,
-                                                    const KEYDESCR& kd, Bytes key) {
-  if (const PageOrder* const known = Find(number)) {
-    const auto found = known->FirstNotLess(page, kd, key);
+std::optional<PageOrder::Found> PageOrders::Find(std::uint16_t number, const TreePage& page,
+                                                 const KEYDESCR& kd, Bytes key) {
+  if (const PageOrder* const known = Known(number)) {
+    const auto found = known->Find(page, kd, key);
     if (!found) Drop(number);
     return found;
   }
@@ -288,20 +295,20 @@ std::optional<std::size_t> PageOrders::FirstNotLess(std::uint16_t number, const 
   Place& place = At(number);
   const bool isFirst = place.asOf != state;
   if (isFirst && page.IsLeaf()) Put(place, nullptr);
-  if (place.isUnfit || (isFirst && page.IsLeaf())) return std::nullopt;
+  if (place.isUnfit != 0 || (isFirst && page.IsLeaf())) return std::nullopt;
   Put(place, PageOrder::Of(page, kd));
-  place.isUnfit = place.order == nullptr;
-  return place.isUnfit ? std::nullopt : place.order->FirstNotLess(page, kd, key);
+  place.isUnfit = place.order == nullptr ? 1 : 0;
+  return place.order == nullptr ? std::nullopt : place.order->Find(page, kd, key);
 }
 
 void PageOrders::Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t offset,
                         std::size_t removed, Bytes entry) {
-  PageOrder* const known = Find(number);
+  PageOrder* const known = Known(number);
   if (known != nullptr && !known->Splice(kd, offset, removed, entry)) Put(pages[number], nullptr);
 }
 
 void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t offset) {
-  PageOrder* const known = Find(number);
+  PageOrder* const known = Known(number);
   Drop(left);
   if (known == nullptr) return;
   PageOrder::Pointer below = known->CutOff(offset);

@@ -1,5 +1,5 @@
 // The order of the keys in the pages that updates of this process go through: for each entry where
-// it begins and eight bytes of its key as a number, so that a place is found by comparing numbers,
+// it begins and four bytes of its key as a number, so that a place is found by comparing numbers,
 // and one key at its end. Unlike a directory (pagedirectory.h), which is made for reading alone, an
 // order follows each change that this process makes to its page.
 //
@@ -35,8 +35,8 @@ class OrderedKey {
   OrderedKey& operator=(const OrderedKey&) = delete;
 
   Bytes All() const { return ordered; }
-  // Eight bytes from `at` on as a number that orders as they do; zeros behind the key.
-  std::uint64_t Number(std::size_t at) const;
+  // Four bytes from `at` on as a number that orders as they do; zeros behind the key.
+  std::uint32_t Number(std::size_t at) const;
 
  private:
   std::array<std::uint8_t, 4> number;
@@ -56,16 +56,19 @@ class PageOrder {
   // REQUIRES: OrderedKey::Serves(kd).
   static Pointer Of(const TreePage& page, const KEYDESCR& kd);
 
-  // Where the first entry with a key not less begins, or the end of them all. Nothing: the page is
-  // not what it was.
-  std::optional<std::size_t> FirstNotLess(const TreePage& page, const KEYDESCR& kd,
-                                          Bytes key) const;
+  struct Found {
+    std::size_t offset;  // of the first entry with a key not less, or the end of them all
+    bool isEqual;
+  };
+  // Nothing: the page is not what it was.
+  std::optional<Found> Find(const TreePage& page, const KEYDESCR& kd, Bytes key) const;
   // The entries are changed: `removed` bytes, of one entry or none, give way to `entry`, or
   // nothing. False: that does not fit, and this is the order of no page any more.
   bool Splice(const KEYDESCR& kd, std::size_t offset, std::size_t removed, Bytes entry);
   // Takes out the entries below the offset. Their order; null if it could not be had.
   Pointer CutOff(std::size_t offset);
 
+  void Prefetch() const;
   // Whether the numbers could tell more if they were taken anew.
   bool IsBlunt() const;
   std::size_t Memory() const { return MemoryFor(capacity); }
@@ -76,12 +79,12 @@ class PageOrder {
   PageOrder(std::size_t itsCapacity, bool isLeaf);
   static Pointer Make(std::size_t capacity, bool leaf);
   static std::size_t MemoryFor(std::size_t capacity) {
-    return sizeof(PageOrder) + capacity * (sizeof(std::uint64_t) + sizeof(std::uint16_t));
+    return sizeof(PageOrder) + capacity * (sizeof(std::uint32_t) + sizeof(std::uint16_t));
   }
   static std::size_t CapacityFor(std::size_t count, std::size_t used);
 
-  std::uint64_t* Numbers() { return reinterpret_cast<std::uint64_t*>(this + 1); }
-  const std::uint64_t* Numbers() const { return const_cast<PageOrder*>(this)->Numbers(); }
+  std::uint32_t* Numbers() { return reinterpret_cast<std::uint32_t*>(this + 1); }
+  const std::uint32_t* Numbers() const { return const_cast<PageOrder*>(this)->Numbers(); }
   std::uint16_t* Offsets() { return reinterpret_cast<std::uint16_t*>(Numbers() + capacity); }
   const std::uint16_t* Offsets() const { return const_cast<PageOrder*>(this)->Offsets(); }
   std::size_t OffsetOf(std::size_t place) const { return place < count ? Offsets()[place] : used; }
@@ -90,7 +93,7 @@ class PageOrder {
   class Walk;
   bool Take(const Walk& walk, const KEYDESCR& kd);
   int Side(const OrderedKey& key) const;
-  std::size_t CountLess(std::uint64_t number) const;
+  std::size_t CountLess(std::uint32_t number) const;
   void ShortenTo(std::size_t length);
   void Close(std::size_t place);
   void Open(std::size_t place);
@@ -108,10 +111,14 @@ class PageOrders final : public DirectoryMemory::Holder {
  public:
   void KeepIn(DirectoryMemory& shared) { memory = &shared; }
 
-  // As PageOrder::FirstNotLess, by the order of this page. An internal page has one from the first
-  // search on, a leaf from the second. REQUIRES: OrderedKey::Serves(kd).
-  std::optional<std::size_t> FirstNotLess(std::uint16_t number, const TreePage& page,
-                                          const KEYDESCR& kd, Bytes key);
+  // By the order of this page. An internal page has one from the first search on, a leaf from the
+  // second. REQUIRES: OrderedKey::Serves(kd).
+  std::optional<PageOrder::Found> Find(std::uint16_t number, const TreePage& page,
+                                       const KEYDESCR& kd, Bytes key);
+  // The page will be searched next.
+  void Prefetch(std::uint16_t number) const {
+    if (number < pages.size() && pages[number].order != nullptr) pages[number].order->Prefetch();
+  }
   void Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t offset, std::size_t removed,
               Bytes entry);
   // The entries below the offset go to the page `left`.
@@ -126,11 +133,11 @@ class PageOrders final : public DirectoryMemory::Holder {
  private:
   struct Place {
     PageOrder::Pointer order;
-    std::uint64_t asOf = 0;
-    bool isUnfit = false;
+    std::uint64_t asOf : 63 = 0;
+    std::uint64_t isUnfit : 1 = 0;
   };
 
-  PageOrder* Find(std::uint16_t number);
+  PageOrder* Known(std::uint16_t number);
   Place& At(std::uint16_t number);
   void Put(Place& place, PageOrder::Pointer order);
 

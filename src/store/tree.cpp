@@ -55,7 +55,8 @@ std::size_t Tree::Scan(const TreePage& page, Bytes key) {
 
 std::size_t Tree::Search(const PageSlot& slot, const TreePage& page, Bytes key) {
   const auto known = work.KnownPlace(slot, page, key);
-  return known ? *known : Scan(page, key);
+  foundEqual = known ? std::optional(known->isEqual) : std::nullopt;
+  return known ? known->offset : Scan(page, key);
 }
 
 void Tree::Push(Step step) {
@@ -86,6 +87,7 @@ bool Tree::Descend(Bytes key, Match match) {
     Push({page, static_cast<std::uint16_t>(at)});
     const bool hops = view.IsLeaf();
     page = hops ? view.Next() : found ? work.EntryAt(view, at).Child() : view.RightChild();
+    work.Prefetch(page);
     CheckNotOnPath(page);
     slot = hops ? &FetchLeaf(page, work.slotB) : &work.Fetch(page, work.slotB);
   }
@@ -94,6 +96,10 @@ bool Tree::Descend(Bytes key, Match match) {
 Entry Tree::Current() {
   const PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
   return work.EntryAt(work.ViewOf(slot), Cursor().offset);
+}
+
+bool Tree::CurrentHas(Bytes key) {
+  return foundEqual ? *foundEqual : CompareKeys(work.KeyDescr(), KeyOf(Current()), key) == 0;
 }
 
 void Tree::PlaceCursor() {

@@ -32,6 +32,8 @@ class Tree {
   bool Advance();
   // The entry at the cursor. REQUIRES: Descend or Advance has just answered true.
   Entry Current();
+  // Whether that is the entry of the key that Descend has just searched for.
+  bool CurrentHas(Bytes key);
   // The entry at the cursor, if it stands at one.
   std::optional<Entry> AtCursor();
   // The entry at a place, if there is a sound one of a leaf; reading errors count as none.
@@ -83,6 +85,7 @@ class Tree {
   Records& records;
   std::array<Step, 6> path{};  // from the root down, without the leaf
   std::size_t pathLength = 0;
+  std::optional<bool> foundEqual;  // by the latest search in a page, if it has told
 };
 
 }  // namespace store

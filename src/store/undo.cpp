@@ -29,6 +29,7 @@ bool TakeBackIn(const UndoRecord& broken, VirtualFile& file) {
 
 // A record goes on where it was begun, even if the other kind of memory comes or goes meanwhile.
 void UndoLog::Attach(Host& current) {
+  const Board* const before = board;
   if (host != &current) board = nullptr;
   host = &current;
   if (board != nullptr && inOwnMemory && (board->active != 0 || board->aside != 0)) return;
@@ -40,7 +41,9 @@ void UndoLog::Attach(Host& current) {
     board = reinterpret_cast<Board*>(Memory(0, sizeof(Board)));
     *board = {};
   }
+  if (board != before) standing = 0;
   if (board->layout == Layout) return;
+  standing = 0;
   *board = {};
   Publish(board->layout, Layout);
 }
@@ -63,8 +66,15 @@ bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
   std::byte* block = Memory(area, KeptBacked);
   while (block == nullptr && ForgetOldest()) block = Memory(area, KeptBacked);
   if (block == nullptr) return false;
+  const bool again = standing != 0 && standing == board->order &&
+                     record == reinterpret_cast<UndoRecord*>(block) &&
+                     board->held[area].file == subject.identity && record->HasPath(subject.path);
   record = reinterpret_cast<UndoRecord*>(block);
-  record->Begin(startOfPage0, subject.path);
+  if (again) {
+    record->BeginAgain();
+  } else {
+    record->Begin(startOfPage0, subject.path);
+  }
   board->held[area] = {subject.identity, ++board->order, 0};
   Publish(board->active, std::uint32_t{area});
   BeginChange(subject.identity);
@@ -72,28 +82,27 @@ bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
 }
 
 void UndoLog::BeginChange(const platform::FileIdentity& file) {
-  ChangeCount* const count = ChangeCount::Of(*host, file);
+  count = ChangeCount::Of(*host, file);
   if (count == nullptr) return;
   countsAlone = ChangeCount::IsStable(count->Now());
   count->BeginChange();
 }
 
 // Unless another file of the same count is still half changed.
-void UndoLog::EndChange(const platform::FileIdentity& file) {
-  ChangeCount* const count = ChangeCount::Of(*host, file);
-  if (count == nullptr) return;
-  for (unsigned n = 1; n < Host::Areas; ++n) {
+void UndoLog::EndChange(ChangeCount* itsCount) {
+  if (itsCount == nullptr) return;
+  for (unsigned n = 1; (OwesAnybody() || Active()) && n < Host::Areas; ++n) {
     if (!IsAside(n) && n != board->active) continue;
-    if (ChangeCount::Of(*host, board->held[n].file) == count) return;
+    if (ChangeCount::Of(*host, board->held[n].file) == itsCount) return;
   }
-  count->EndChange();
+  itsCount->EndChange();
 }
 
 // Odd with nobody at work: whoever counted died between his last two steps.
 ChangeCount* UndoLog::CountOf(const platform::FileIdentity& file) {
-  ChangeCount* const count = ChangeCount::Of(*host, file);
-  if (count != nullptr && !ChangeCount::IsStable(count->Now())) EndChange(file);
-  return count;
+  ChangeCount* const its = ChangeCount::Of(*host, file);
+  if (its != nullptr && !ChangeCount::IsStable(its->Now())) EndChange(its);
+  return its;
 }
 
 // Where the bytes of a stretch are to be copied to; null if there is no memory for them.
@@ -138,12 +147,9 @@ void UndoLog::Drop(const ChangedPages* changed) {
   // would be one that went on and is believed broken.
   if (IsAside(area)) Publish(board->aside, board->aside & ~(1U << area));
   Publish(board->active, std::uint32_t{0});
-  if (changed != nullptr && countsAlone) {
-    if (ChangeCount* const count = ChangeCount::Of(*host, board->held[area].file)) {
-      count->Tell(*changed);
-    }
-  }
-  EndChange(board->held[area].file);
+  standing = changed != nullptr ? board->order : 0;
+  if (changed != nullptr && countsAlone && count != nullptr) count->Tell(*changed);
+  EndChange(count);
   if (large && !inOwnMemory) host->TrimLockedMemory(area, KeptBacked);
 }
 
@@ -230,6 +236,7 @@ bool UndoLog::Mend(const platform::FileIdentity& identity, VirtualFile* file,
 }
 
 void UndoLog::Forget(const platform::FileIdentity& file) {
+  ++board->order;  // what was kept of that file's page 0 is nothing to go on from
   if (const unsigned area = AreaOf(file); area != 0) ForgetAside(area);
   BeginChange(file);
   EndChange(file);

@@ -120,7 +120,8 @@ class UndoLog {
   bool TakeBack(unsigned area, const UndoRecord& broken, const std::string& path);
   void SetAside();
   void BeginChange(const platform::FileIdentity& file);
-  void EndChange(const platform::FileIdentity& file);
+  void EndChange(const platform::FileIdentity& file) { EndChange(ChangeCount::Of(*host, file)); }
+  void EndChange(ChangeCount* itsCount);
   bool ForgetOldest();
   void ForgetAside(unsigned area);
 
@@ -128,7 +129,11 @@ class UndoLog {
   Board* board = nullptr;
   UndoRecord* record = nullptr;  // of the update that goes on
   bool inOwnMemory = false;
-  bool countsAlone = false;  // the file's count was even when the update began here
+  // The order of the latest record, if its update was made here and stands. 0: it was not, or does
+  // not.
+  std::uint64_t standing = 0;
+  ChangeCount* count = nullptr;  // of the file whose change began last
+  bool countsAlone = false;      // that was even when the change began here
   std::array<std::vector<std::byte>, Host::Areas> ownMemory;
 };
 

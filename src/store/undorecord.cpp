@@ -30,6 +30,13 @@ void UndoRecord::Begin(Bytes start, const std::string& where) {
   beforeLength = static_cast<std::uint32_t>(start.size());
 }
 
+void UndoRecord::BeginAgain() {
+  used = 0;
+  fileSize = NotGrown;
+  std::memcpy(pageBefore, pageAfter, saving);
+  saving = 0;
+}
+
 // As much of page 0 as changes must be there to be put back, zeros too.
 void UndoRecord::Announce(Bytes start) {
   const auto length = static_cast<std::uint32_t>(start.size());

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 
@@ -48,6 +49,12 @@ struct UndoRecord {
   // Empty, about a file whose page 0 is `start` and zeros. `where` is its path; another may be
   // there later.
   void Begin(Bytes start, const std::string& where);
+  // As Begin, where this is the record of an update of the same file that stands, and nobody has
+  // changed the file since.
+  void BeginAgain();
+  bool HasPath(const std::string& where) const {
+    return where.size() == pathLength && std::memcmp(path, where.data(), pathLength) == 0;
+  }
   // The first bytes of page 0 are about to become these.
   void Announce(Bytes start);
   // A stretch begins: where its bytes are to be copied to, behind the others. REQUIRES: there is

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/prefetch.h"
 #include "store/bitmap.h"
 #include "store/pageeditor.h"
 
@@ -74,12 +75,13 @@ void WorkFile::LoadHeader() {
 }
 
 void WorkFile::Learn() {
-  if (undo.Cuts() != entry->cutsSeen) entry->fd->Shrunk();
-  entry->cutsSeen = undo.Cuts();
   Seen& seen = entry->seen;
   // Where others may change the file, they count elsewhere.
   const bool isKnown = entry->identity != platform::FileIdentity{} && entry->OnlyOursToChange();
   ChangeCount* const count = isKnown ? undo.CountOf(entry->identity) : nullptr;
+  // In other memory other cuts are counted.
+  if (undo.Cuts() != entry->cutsSeen || count != seen.count) entry->fd->Shrunk();
+  entry->cutsSeen = undo.Cuts();
   const std::uint64_t now = count != nullptr ? count->Now() : Seen::Never;
   if (count != seen.count || !ChangeCount::IsStable(now)) seen.Forget();
   seen.count = count;
@@ -95,13 +97,20 @@ void WorkFile::LearnOwnChanges() {
   if (!ChangeCount::IsStable(seen.header)) seen.Forget();
 }
 
-std::optional<std::size_t> WorkFile::KnownPlace(const PageSlot& slot, const TreePage& view,
-                                                Bytes key) {
+std::optional<PageOrder::Found> WorkFile::KnownPlace(const PageSlot& slot, const TreePage& view,
+                                                     Bytes key) {
   Seen& seen = entry->seen;
   if (seen.pages == nullptr || !slot.IsInPlace() || !OrderedKey::Serves(KeyDescr())) {
     return std::nullopt;
   }
-  return seen.orders.FirstNotLess(slot.number, view, KeyDescr(), key);
+  return seen.orders.Find(slot.number, view, KeyDescr(), key);
+}
+
+void WorkFile::Prefetch(std::uint16_t page) const {
+  const Seen& seen = entry->seen;
+  if (seen.pages == nullptr) return;
+  platform::Prefetch(seen.pages + OffsetOf(page));
+  seen.orders.Prefetch(page);
 }
 
 void WorkFile::CheckSound() {
@@ -246,6 +255,7 @@ void WorkFile::CutToNeed(UdbFile& file) {
   const std::uint32_t pages = std::max(EndOfUse(BitmapOf(slotH.Bytes())), 1U);
   const std::uint64_t end = std::max(file.needed, OffsetOf(pages));
   const std::int64_t size = file.fd->Size();
+  if (!file.fd->Sound()) return;  // what looked free may have been zeros
   if (size <= static_cast<std::int64_t>(end) || size > static_cast<std::int64_t>(end + Ahead)) {
     return;
   }
@@ -307,34 +317,16 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   Keep(page + EntriesAt + offset, bytes.subspan(EntriesAt + offset, touched));
   if (now != used) Keep(page + UsedAt, bytes.subspan(UsedAt, 2));
   if (slot.IsInPlace() && File().OnlyOursToChange()) {
+    std::byte* const place = File().fd->Place(page, PageSize);
+    if (place == nullptr) Raise(UDB_SYSTEM_ERROR);
     NoteWrite(slot.number);
-    SpliceInPlace(page, {used, offset, removed}, entry);
+    PageEditor(*reinterpret_cast<Page*>(place), used).Splice(offset, removed, entry);
     Orders().Splice(slot.number, KeyDescr(), offset, removed, entry);
     return;
   }
   NoteChange(slot.number);
   PageEditor(slot.Own()).Splice(offset, removed, entry);
   Write(page, slot.Bytes(), UDB_FILE_ACCESS);
-}
-
-void WorkFile::SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry) {
-  static constexpr std::array<std::uint8_t, Rounded(MaxEntry)> Zeros{};
-  const auto [used, offset, removed] = gap;
-  const std::uint64_t at = page + EntriesAt + offset;
-  const std::size_t now = used - removed + entry.size();
-  const std::size_t tail = used - offset - removed;
-  if (now != used && tail != 0 && !File().fd->Move(at + removed, at + entry.size(), tail)) {
-    Raise(UDB_FILE_ACCESS);
-  }
-  const auto store = [&](std::uint64_t place, Bytes bytes) {
-    if (!File().fd->Write(place, bytes.data(), bytes.size())) Raise(UDB_FILE_ACCESS);
-  };
-  if (!entry.empty()) store(at, entry);
-  if (now == used) return;
-  if (now < used) store(page + EntriesAt + now, Bytes(Zeros).first(used - now));
-  std::array<std::uint8_t, 2> value;
-  Store16(value.data(), static_cast<std::uint16_t>(now));
-  store(page + UsedAt, value);
 }
 
 // For those who have seen the page: not when only its links change, which nobody keeps.
@@ -480,6 +472,10 @@ bool WorkFile::TakeBack() {
     return false;
   }
   tail.WasCut();
+  if (!entry->fd->Sound()) {
+    const auto got = entry->fd->Read(0, slotH.Fresh().data(), PageSize);
+    if (got != static_cast<std::ptrdiff_t>(PageSize)) return false;
+  }
   Header& header = entry->header;
   header.root = headerBefore.root;
   header.firstLeaf = headerBefore.firstLeaf;

@@ -98,12 +98,14 @@ class WorkFile {
   // Raises FILE CORRUPTED if the page has not such bytes, or not so much room.
   // REQUIRES: the slot has the file's bytes.
   void Splice(PageSlot& slot, std::size_t offset, std::size_t removed, Bytes entry);
+  // The page will be fetched and searched next.
+  void Prefetch(std::uint16_t page) const;
   PageSlot& OtherThan(const PageSlot& slot) { return &slot == &slotA ? slotB : slotA; }
   TreePage ViewOf(const PageSlot& slot);
   Entry EntryAt(TreePage page, std::size_t offset);
   // Where the page's first entry with a key not less begins, or the end of all its entries, if that
   // is known without a walk.
-  std::optional<std::size_t> KnownPlace(const PageSlot& slot, const TreePage& view, Bytes key);
+  std::optional<PageOrder::Found> KnownPlace(const PageSlot& slot, const TreePage& view, Bytes key);
   // To follow what becomes of a page's entries; Splice does so itself.
   PageOrders& Orders() { return entry->seen.orders; }
   // The page's order is for the caller to follow.
@@ -161,12 +163,6 @@ class WorkFile {
   void GrowAhead(std::uint64_t end);
   void BeginUndo();
   void Keep(std::uint64_t offset, Bytes bytes);
-  struct Gap {
-    std::size_t used;  // by the page's entries so far
-    std::size_t offset;
-    std::size_t removed;
-  };
-  void SpliceInPlace(std::uint64_t page, const Gap& gap, Bytes entry);
   std::size_t LengthOfPage0();
   Page& OwnStartOfPage0(std::size_t bytes);
   const Page& Page0Now() const { return ownedLength == PageSize ? page0 : slotH.Bytes(); }

@@ -77,15 +77,14 @@ class MemoryFile : public store::VirtualFile {
     if (owner.amidReading) owner.amidReading();
     return owner.givesViews && sound ? contents->bytes.size() : 0;
   }
-  bool Move(std::uint64_t from, std::uint64_t to, std::size_t n) override {
-    if (!writable) return Failed(EBADF);
-    const Fault f = owner.Call("move");
-    std::string moved = contents->bytes.substr(from, n);
-    if (f == Fault::Fail || f == Fault::Broken) moved.clear();
-    if (f == Fault::Short || f == Fault::Crash) moved.resize(n / 2);
-    std::memcpy(contents->bytes.data() + to, moved.data(), moved.size());
+  std::byte* Place(std::uint64_t offset, std::size_t n) override {
+    static std::string lost(4096, '\0');
+    std::string& bytes = contents->bytes;
+    if (!writable || !owner.givesViews || !sound || offset + n > bytes.size()) return nullptr;
+    const Fault f = owner.Call("place");
     if (f >= Fault::Crash) owner.TakePicture();
-    return f == Fault::None || Failed();
+    sound = f == Fault::None || f >= Fault::Crash;
+    return reinterpret_cast<std::byte*>(sound ? bytes.data() + offset : lost.data());
   }
   bool Extend(std::uint64_t size) override {
     if (!writable || !owner.givesViews || !sound) return false;

@@ -64,11 +64,10 @@ class MappedFile final : public PosixFile {
     return !mapping.Faulted() || Lost(false);
   }
 
-  bool Move(std::uint64_t from, std::uint64_t to, std::size_t n) override {
-    if (!writable || !IsMapped(std::max(from, to), n)) return Lost(false);
+  std::byte* Place(std::uint64_t offset, std::size_t n) override {
+    if (!writable || !IsMapped(offset, n)) return nullptr;
     changed = true;
-    std::memmove(mapping.Start() + to, mapping.Start() + from, n);
-    return !mapping.Faulted() || Lost(false);
+    return mapping.Start() + offset;
   }
 
   bool Extend(std::uint64_t length) override {

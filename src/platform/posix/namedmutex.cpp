@@ -180,6 +180,11 @@ timespec Deadline(std::chrono::milliseconds patience) {
   return at;
 }
 
+// By the holder alone.
+void Deepen(Head& head, std::uint32_t by) {
+  head.depth.store(head.depth.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
+}
+
 // A mutex that is free is had without a look at the clock. `deadline` is set by the first who
 // waits.
 NamedMutex::Wait LockHead(Head& head, std::chrono::milliseconds patience,
@@ -202,12 +207,12 @@ NamedMutex::Wait LockHead(Head& head, std::chrono::milliseconds patience,
     default:
       return NamedMutex::Wait::Failed;
   }
-  ++head.depth;
+  Deepen(head, 1);
   return NamedMutex::Wait::Had;
 }
 
 void UnlockHead(Head& head) {
-  --head.depth;
+  Deepen(head, ~std::uint32_t{0});
   pthread_mutex_unlock(&head.mutex);
 }
 
