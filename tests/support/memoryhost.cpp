@@ -81,9 +81,7 @@ class MemoryFile : public store::VirtualFile {
     static std::string lost(4096, '\0');
     std::string& bytes = contents->bytes;
     if (!writable || !owner.givesViews || !sound || offset + n > bytes.size()) return nullptr;
-    const Fault f = owner.Call("place");
-    if (f >= Fault::Crash) owner.TakePicture();
-    sound = f == Fault::None || f >= Fault::Crash;
+    sound = owner.Call("place") == Fault::None;
     return reinterpret_cast<std::byte*>(sound ? bytes.data() + offset : lost.data());
   }
   bool Extend(std::uint64_t size) override {
