@@ -53,7 +53,7 @@ PageSlot* Tree::RemoveFromParent(Step at) {
   for (std::size_t i = 0; i < view.Used(); i += work.EntryAt(view, i).Size()) last = i;
   const std::uint16_t child = work.EntryAt(view, last).Child();
   work.FetchForChange(at.page, slot);
-  PageEditor editor(slot.Own());
+  PageEditor editor(slot.Changing(), view.Used());
   editor.SetRightChild(child);
   editor.CutAt(last);
   work.WritePage(slot);

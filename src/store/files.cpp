@@ -146,6 +146,7 @@ UdbFile& udbEntry(int file) { return TheEngine().files.At(file); }
 void udbInit() {
   CurrentHost();  // there from now on, and still there when whoever began here closes its files
   TheEngine().files.FreeAll();
+  TheEngine().tree.Forget();
 }
 
 int udbOpen(const char* path, int flags, std::string& failure) {

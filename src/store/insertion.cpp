@@ -11,6 +11,7 @@ void Tree::Insert(StagedEntry& staged, std::size_t removed) {
     return;
   }
   Step at = Cursor();
+  const std::size_t removedHere = removed;
   bool isCursor = true;
   // The count of levels in page 0 may be damaged; with one more, no descent would end in a leaf.
   const bool mayGrow = pathLength < path.size();
@@ -24,12 +25,14 @@ void Tree::Insert(StagedEntry& staged, std::size_t removed) {
     isCursor = false;
     removed = 0;
   }
+  if (isCursor && removedHere == 0 && atRightEnd) NoteEnd(at);
 }
 
 void Tree::StartTree(const StagedEntry& staged) {
   PageSlot& slot = work.slotB;
   work.AllocatePage(slot);
-  PageEditor leaf(slot.Own());
+  slot.Changing().fill(0);
+  PageEditor leaf(slot.Changing(), 0);
   leaf.SetType(LeafType);
   leaf.Insert(0, staged.Whole());
   work.WritePage(slot);
@@ -40,7 +43,8 @@ void Tree::GrowRoot(const StagedEntry& separator) {
   Header& header = work.Head();
   PageSlot& slot = work.slotB;
   work.AllocatePage(slot);
-  PageEditor root(slot.Own());
+  slot.Changing().fill(0);
+  PageEditor root(slot.Changing(), 0);
   root.SetType(InternalType);
   root.SetRightChild(header.root);
   root.Insert(0, separator.Whole());
@@ -59,7 +63,7 @@ bool Tree::InsertInto(Step& at, StagedEntry& staged, std::size_t removed, bool i
     return false;
   }
   work.FetchForChange(at.page, slot);
-  PageEditor(slot.Own()).Remove(at.offset, removed);
+  PageEditor(slot.Changing(), used).Remove(at.offset, removed);
   if (removed != 0) work.Orders().Splice(at.page, work.KeyDescr(), at.offset, removed, {});
   Split(slot, at, staged);
   if (isCursor) SetCursor(at.page, at.offset);
@@ -81,12 +85,11 @@ void Tree::Split(PageSlot& old, Step& at, StagedEntry& staged) {
 
   PageSlot& left = work.OtherThan(old);
   work.AllocatePage(left);
-  left.Own() = old.Bytes();
-  PageEditor leftPage(left.Own());
-  PageEditor rightPage(old.Own());
+  PageEditor leftPage(left.Changing(), choice->offset);
+  PageEditor rightPage(old.Changing(), before.Used());
   const std::uint16_t leftNeighbour = before.Prev();
   work.PatchLink(leftNeighbour, WorkFile::Link::Next, old, left.number);
-  leftPage.CutAt(choice->offset);
+  leftPage.CopyFrom(old.Bytes(), before.Used());
   leftPage.SetNext(old.number);
   rightPage.Remove(0, choice->offset);
   rightPage.SetPrev(left.number);
@@ -115,7 +118,7 @@ void Tree::RaiseSeparator(PageSlot& left, StagedEntry& separator) {
   const Entry entry = work.EntryAt(view, last);
   separator.BuildKey(left.number, KeyOf(entry));
   if (view.IsLeaf()) return;
-  PageEditor editor(left.Own());
+  PageEditor editor(left.Changing(), view.Used());
   editor.SetRightChild(entry.Child());
   editor.CutAt(last);
   work.Orders().Splice(left.number, work.KeyDescr(), last, entry.Size(), {});

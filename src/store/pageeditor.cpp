@@ -14,6 +14,14 @@ void PageEditor::Splice(std::size_t offset, std::size_t removed, Bytes entry) {
   if (now != used) SetUsed(now);
 }
 
+void PageEditor::CopyFrom(const Page& page, std::size_t itsUsed) {
+  std::memcpy(bytes, page.data(), EntriesAt + used);
+  std::memset(bytes + EntriesAt + used, 0, itsUsed - used);
+  const std::size_t end = EntriesAt + itsUsed;
+  std::memcpy(bytes + end, page.data() + end, PageSize - end);
+  SetUsed(used);
+}
+
 void PageEditor::CutAt(std::size_t offset) {
   std::memset(bytes + EntriesAt + offset, 0, used - offset);
   SetUsed(offset);

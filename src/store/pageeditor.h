@@ -12,7 +12,7 @@ namespace store {
 class PageEditor {
  public:
   explicit PageEditor(Page& page) : PageEditor(page, Load16(page.data() + UsedAt)) {}
-  // Of a page that lies where others may change it: its `used` as it was found sound.
+  // Of a page that lies where others may change it: `used` as it was found sound.
   PageEditor(Page& page, std::size_t usedSoFar) : bytes(page.data()), used(usedSoFar) {}
 
   void SetType(std::uint16_t type) { Store16(bytes, type); }
@@ -25,6 +25,9 @@ class PageEditor {
   void Splice(std::size_t offset, std::size_t removed, Bytes entry);
   void Insert(std::size_t offset, Bytes entry) { Splice(offset, 0, entry); }
   void Remove(std::size_t offset, std::size_t size) { Splice(offset, size, {}); }
+  // Makes it a page as that one, which has `itsUsed` bytes of entries, with so many of them as this
+  // one is to have.
+  void CopyFrom(const Page& page, std::size_t itsUsed);
   // Drops the entries from the offset on.
   void CutAt(std::size_t offset);
 

@@ -127,6 +127,7 @@ class PageOrders final : public DirectoryMemory::Holder {
     if (number < pages.size()) pages[number].asOf = 0;
   }
   void DropAll() { ++state; }
+  std::uint64_t State() const { return state; }  // another one after each DropAll
   // As DropAll, and gives the memory back.
   void Clear() override;
 

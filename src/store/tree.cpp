@@ -70,7 +70,34 @@ void Tree::CheckNotOnPath(std::uint16_t page) {
   }
 }
 
+// Nobody has changed the file since, nor taken back what was done here: then the tree is as that
+// insertion left it, and the descent for a greater key would end behind its entry.
+bool Tree::GoesBehindEnd(Bytes key) {
+  const Seen& seen = work.File().seen;
+  if (end.file != &work.File() || seen.header != end.state + 2 ||
+      seen.orders.State() != end.orders) {
+    return false;
+  }
+  const TreePage leaf = work.ViewOf(FetchLeaf(end.last.page, work.slotB));
+  const auto last = leaf.At(end.last.offset);
+  const auto there = last ? last->Key(work.KeyDescr()) : std::nullopt;
+  if (!there || end.last.offset + last->Size() != leaf.Used() ||
+      CompareKeys(work.KeyDescr(), *there, key) >= 0) {
+    return false;
+  }
+  SetCursor(end.last.page, leaf.Used());
+  return true;
+}
+
+void Tree::NoteEnd(Step last) {
+  const Seen& seen = work.File().seen;
+  if (seen.header != Seen::Never) end = {&work.File(), seen.header, seen.orders.State(), last};
+}
+
 bool Tree::Descend(Bytes key, Match match) {
+  if (GoesBehindEnd(key)) return false;
+  end.file = nullptr;
+  atRightEnd = true;
   pathLength = 0;
   if (work.Head().root == 0) return false;
   std::uint16_t page = work.Head().root;
@@ -79,8 +106,10 @@ bool Tree::Descend(Bytes key, Match match) {
     const TreePage view = work.ViewOf(*slot);
     const std::size_t at = Search(*slot, view, key);
     const bool found = at < view.Used();
+    atRightEnd = atRightEnd && !found;
     const bool goesOn = !found && match == Match::AtOrAfter && view.Next() != 0;
     if (view.IsLeaf() && !goesOn) {
+      atRightEnd = atRightEnd && view.Next() == 0;
       SetCursor(page, at);
       return found;
     }

@@ -46,6 +46,9 @@ class Tree {
   // Whether a root that may not split any more still has room for a separator.
   bool RootHasRoom();
 
+  // All files are new ones from here on.
+  void Forget() { end = {}; }
+
   // ---- Changing; each at the place where a descent has just ended ----
 
   // In the place of `removed` bytes of entries.
@@ -66,6 +69,8 @@ class Tree {
   std::size_t Scan(const TreePage& page, Bytes key);
   std::size_t Search(const PageSlot& slot, const TreePage& page, Bytes key);
   void Push(Step step);
+  bool GoesBehindEnd(Bytes key);
+  void NoteEnd(Step last);
   void CheckNotOnPath(std::uint16_t page);
   PageSlot* NextLeaf(PageSlot& leaf);
   void CheckAscends(PageSlot& leaf, PageSlot& next);
@@ -86,6 +91,17 @@ class Tree {
   std::array<Step, 6> path{};  // from the root down, without the leaf
   std::size_t pathLength = 0;
   std::optional<bool> foundEqual;  // by the latest search in a page, if it has told
+  bool atRightEnd = false;         // the latest descent ended behind all entries of the tree
+
+  // The entry at the tree's right end, if it was inserted there last: what is greater goes behind
+  // it, by the path of that descent.
+  struct End {
+    const UdbFile* file = nullptr;  // null: it is not known
+    std::uint64_t state = 0;        // ahead of that insertion
+    std::uint64_t orders = 0;
+    Step last{};
+  };
+  End end;
 };
 
 }  // namespace store

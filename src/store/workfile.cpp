@@ -273,6 +273,7 @@ PageSlot& WorkFile::Fetch(std::uint16_t page, PageSlot& preferred) {
   if (slotA.Holds(page)) return slotA;
   if (slotB.Holds(page)) return slotB;
   preferred.filled = preferred.kept = false;
+  preferred.there = nullptr;
   FillFrom(page, preferred);
   preferred.number = page;
   ViewOf(preferred);
@@ -282,15 +283,23 @@ PageSlot& WorkFile::Fetch(std::uint16_t page, PageSlot& preferred) {
 
 PageSlot& WorkFile::FetchForChange(std::uint16_t page, PageSlot& preferred) {
   PageSlot& slot = Fetch(page, preferred);
-  const Page& bytes = slot.Own();
+  const bool inPlace = slot.IsInPlace() && entry->OnlyOursToChange() && entry->writable != 0;
+  if (!inPlace) slot.Own();
   CheckSound();
   ViewOf(slot);
   // Of a file that may not be written, the attempt to write is what fails.
   if (slot.kept || entry->writable == 0) return slot;
   BeginUndo();
-  Keep(OffsetOf(page), bytes);
+  Keep(OffsetOf(page), slot.Bytes());
   slot.kept = true;
+  if (inPlace) ChangeInPlace(slot);
+  if (inPlace && slot.there == nullptr) Raise(UDB_SYSTEM_ERROR);
   return slot;
+}
+
+void WorkFile::ChangeInPlace(PageSlot& slot) {
+  slot.there = reinterpret_cast<Page*>(entry->fd->Place(OffsetOf(slot.number), PageSize));
+  if (slot.there != nullptr) slot.LookAt(*slot.there);
 }
 
 TreePage WorkFile::ViewOf(const PageSlot& slot) {
@@ -345,7 +354,9 @@ void WorkFile::Tell(std::uint32_t page) {
 }
 
 void WorkFile::WritePage(const PageSlot& slot) {
-  if (slot.kept) {
+  if (slot.there != nullptr) {
+    NoteWrite(slot.number);
+  } else if (slot.kept) {
     NoteWrite(slot.number);
     Write(OffsetOf(slot.number), slot.Bytes(), UDB_FILE_ACCESS);
   } else {
@@ -420,10 +431,17 @@ void WorkFile::AllocatePage(PageSlot& slot) {
   const std::uint16_t page = AllocateRun(1);
   // A damaged bitmap may offer a page of the tree; not the one that is just being split, at least.
   if (slotA.Holds(page) || slotB.Holds(page)) Raise(UDB_FILE_CORRUPTED);
-  slot.Fresh().fill(0);
+  slot.Fresh();
   slot.kept = false;
+  slot.there = nullptr;
   slot.number = page;
   slot.filled = true;
+  // One that was free before is of no value, and need not be kept.
+  if (!slotH.IsInPlace() || !entry->OnlyOursToChange() || WasInUse(page)) return;
+  BeginUndo();
+  NeedSize(OffsetOf(page), PageSize);
+  GrowAhead(OffsetOf(page) + PageSize);
+  ChangeInPlace(slot);
 }
 
 Page& WorkFile::OwnHeaderPage() {

@@ -24,7 +24,8 @@ class PageSlot {
 
   std::uint16_t number = 0;
   bool filled = false;
-  bool kept = false;  // what it was before this operation is kept for taking it back
+  bool kept = false;      // what it was before this operation is kept for taking it back
+  Page* there = nullptr;  // where it lies in the file, to be changed there
 
   bool Holds(std::uint16_t page) const { return filled && number == page; }
   // Whether the bytes lie in the file, and change with it.
@@ -41,6 +42,8 @@ class PageSlot {
     return Fresh();
   }
   void LookAt(const Page& page) { at = &page; }
+  // What was got for a change: where it lies, or a copy, of which WritePage makes the file's.
+  Page& Changing() { return there != nullptr ? *there : Own(); }
 
  private:
   const Page* at = &copy;
@@ -91,7 +94,7 @@ class WorkFile {
 
   // The tree page, from the slot that holds it or got into the preferred one.
   PageSlot& Fetch(std::uint16_t page, PageSlot& preferred);
-  // The same for changing it: the slot's own copy, of which what it was is kept for taking it back.
+  // The same for changing it; what it was is kept for taking it back.
   PageSlot& FetchForChange(std::uint16_t page, PageSlot& preferred);
   // Puts the entry, or nothing, in the place of `removed` bytes of entries: in the file at once,
   // keeping no more than what changes. What the entries leave behind is zero.
@@ -123,7 +126,7 @@ class WorkFile {
   std::uint16_t AllocateRun(std::uint32_t count);
   // Raises FILE CORRUPTED for a run that does not lie within the bitmap.
   void FreeRun(std::uint16_t first, std::uint32_t count);
-  // A zeroed page of its own in the slot.
+  // A page of its own in the slot, with nothing in it that means anything.
   void AllocatePage(PageSlot& slot);
   // Whether the page was in use before this operation.
   bool WasInUse(std::uint32_t page) const;
@@ -155,6 +158,7 @@ class WorkFile {
   void FillFrom(std::uint16_t page, PageSlot& slot);
   void Write(std::uint64_t offset, Bytes bytes, int codeOfFailure);
   void Mark(std::uint32_t first, std::uint32_t count, bool inUse);
+  void ChangeInPlace(PageSlot& slot);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
   void NoteWrite(std::uint32_t page);
