@@ -296,6 +296,7 @@ std::optional<PageOrder::Found> PageOrders::Find(std::uint16_t number, const Tre
   const bool isFirst = place.asOf != state;
   if (isFirst && page.IsLeaf()) Put(place, nullptr);
   if (place.isUnfit != 0 || (isFirst && page.IsLeaf())) return std::nullopt;
+  // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the place owns it
   Put(place, PageOrder::Of(page, kd));
   place.isUnfit = place.order == nullptr ? 1 : 0;
   return place.order == nullptr ? std::nullopt : place.order->Find(page, kd, key);
