@@ -105,6 +105,19 @@ TEST_F(QuickReadsTest, ChangeAmidAReadIsSeenWholeOrNotAtAll) {
   Sound();
 }
 
+TEST_F(QuickReadsTest, WalkSeesWhatOthersChangeAheadOfItInItsLeaf) {
+  ASSERT_EQ(udbRewind(file), 0);
+  for (unsigned n = 0; n < Keys; n += 2) {
+    const bool changes = n % 10 == 0;  // between steps that nobody disturbs
+    if (changes) {
+      ASSERT_EQ(Update(writer, KeyOf(n) + ' ', Record(KeyOf(n), 200, 9)), 0);
+    }
+    Bytes record;
+    ASSERT_EQ(GetNext(file, record), 0);
+    ASSERT_EQ(record, Record(KeyOf(n), 200, changes ? 9 : 1));
+  }
+}
+
 TEST_F(QuickReadsTest, DirectoriesStayWithinTheirMemoryAndGoWithTheirFiles) {
   store::DirectoryMemory& memory = store::TheEngine().files.Directories();
   const std::size_t limit = memory.limit;

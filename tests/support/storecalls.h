@@ -37,7 +37,7 @@ inline int Get(int file, const Bytes& key, Bytes& record) {
   return answer;
 }
 inline int GetNext(int file, Bytes& record) {
-  DataTransfer data;
+  static DataTransfer data;  // as a walk has it: records out of a copy need a carrier with room
   const int answer = udbGetNext(file, data);
   if (answer == 0) data.GetData(record);
   return answer;
