@@ -127,5 +127,7 @@ class KVORLIB_API AlfFile : public IndexFile {
   bool Report(char const* words) const;
   template <class T>
   bool ReadArticle(std::string_view name, BASIC_ALFSTAT<T>& article, bool fillIn) const;
+  template <class T>
+  static bool ReadNext(RecordPool& pool, BASIC_ALFSTAT<T>& article);
   bool MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record) const;
 };

@@ -9,6 +9,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "kvorlib/datatransfer.h"
 #include "kvorlib/export.h"
@@ -44,8 +45,11 @@ class KVORLIB_API RecordPool {
 
  private:
   friend class IndexFile;
+  friend class AlfFile;
 
   void SetCursor(MapCursor* walk);
+  // The next record, in place if the cursor has one, else in the room.
+  bool GetNextInPlace(std::string_view& record, DataTransfer& room);
 
   std::unique_ptr<MapCursor> cursor;
 };

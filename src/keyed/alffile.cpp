@@ -82,14 +82,12 @@ bool AlfFile::GetAlfPool(RecordPool& pool, char16_t const* key, int n) {
   return GetPool(pool, key != nullptr ? std::u16string(key) : std::u16string(), n);
 }
 
-namespace {
-
 template <class T>
-bool GiveNext(RecordPool& pool, BASIC_ALFSTAT<T>& article) {
-  std::string record;
-  std::string key;
+bool AlfFile::ReadNext(RecordPool& pool, BASIC_ALFSTAT<T>& article) {
+  DataTransfer room;
+  std::string_view record;
+  if (!pool.GetNextInPlace(record, room)) return false;
   keyed::ArticleFields fields;
-  if (!pool.GetNext(record, key)) return false;
   if (!fields.Read(record)) {
     if constexpr (sizeof(T) == 1) article.Name.clear();
     return false;
@@ -99,14 +97,12 @@ bool GiveNext(RecordPool& pool, BASIC_ALFSTAT<T>& article) {
   return true;
 }
 
-}  // namespace
-
 bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char>* article) {
-  return GiveNext(pool, *article);
+  return ReadNext(pool, *article);
 }
 
 bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char16_t>* article) {
-  return GiveNext(pool, *article);
+  return ReadNext(pool, *article);
 }
 
 int AlfFile::GetNewNumber() const { return 0; }

@@ -3,6 +3,7 @@
 
 #include "keyed/utf8.h"
 #include "kvorlib/persistentmap.h"
+#include "maps/stdcursor.h"
 
 RecordPool::RecordPool() = default;
 
@@ -18,7 +19,18 @@ bool RecordPool::GetNext(DataTransfer& key, DataTransfer& record) {
   return is_valid() && cursor->getnext(key, record);
 }
 
+bool RecordPool::GetNextInPlace(std::string_view& record, DataTransfer& room) {
+  if (!is_valid()) return false;
+  if (auto* const walk = maps::StdMapCursor::Of(*cursor)) return walk->NextInPlace(record);
+  DataTransfer key;
+  if (!cursor->getnext(key, room)) return false;
+  record = {room.GetData(), static_cast<std::size_t>(room.Available())};
+  return true;
+}
+
 bool RecordPool::GetNext(std::string& record, std::string& key) {
+  if (!is_valid()) return false;
+  if (auto* const walk = maps::StdMapCursor::Of(*cursor)) return walk->NextText(record, key);
   DataTransfer keyBytes;
   DataTransfer recordBytes;
   if (!GetNext(keyBytes, recordBytes)) return false;

@@ -1,7 +1,10 @@
 // A walk over a store file.
 #include "maps/stdcursor.h"
 
+#include <typeinfo>
+
 #include "maps/frame.h"
+#include "maps/keyrules.h"
 #include "maps/stdmap.h"
 #include "store/udb.h"
 
@@ -20,6 +23,10 @@ bool StdMapCursor::detach() {
 
 StdPersistentMap& StdMapCursor::Walked() const { return static_cast<StdPersistentMap&>(*map); }
 
+StdMapCursor* StdMapCursor::Of(MapCursor& cursor) {
+  return typeid(cursor) == typeid(StdMapCursor) ? static_cast<StdMapCursor*>(&cursor) : nullptr;
+}
+
 bool StdMapCursor::getnext(DataTransfer& nextKey, DataTransfer& nextRecord) {
   if (!is_valid() || !hasNext) return false;
   nextKey = key;
@@ -28,11 +35,34 @@ bool StdMapCursor::getnext(DataTransfer& nextKey, DataTransfer& nextRecord) {
   return true;
 }
 
-// Puts the file back on the record in hand, wherever it stands now, and reads the one behind it. If
-// the record in hand has gone, the search for it leaves the file where its key would stand, and the
-// walk goes on behind that place. Other processes are kept out, lest they move records in between.
+bool StdMapCursor::NextText(std::string& nextRecord, std::string& nextKey) {
+  if (!is_valid() || !hasNext) return false;
+  record.GetData(nextRecord);
+  key.GetData(nextKey);
+  ReadAhead();
+  return true;
+}
+
+bool StdMapCursor::NextInPlace(std::string_view& nextRecord) {
+  if (!is_valid() || !hasNext) return false;
+  ReadAhead();
+  nextRecord = {inHand.GetData(), static_cast<std::size_t>(inHand.Available())};
+  return true;
+}
+
+// If nobody has touched the file since, the walk simply goes on. Otherwise puts the file back on
+// the record in hand, wherever it stands now, and reads the one behind it. If the record in hand
+// has gone, the search for it leaves the file where its key would stand, and the walk goes on
+// behind that place. Other processes are kept out, lest they move records in between.
 void StdMapCursor::ReadAhead() {
   StdPersistentMap& walked = Walked();
+  inHand.Swap(record);
+  if (udbStepOn(walked.file, mark, record)) {
+    isMarked = true;
+    hasNext = Framed(walked, false, [&] { return walked.TakeKey(0, key, record); });
+    return;
+  }
+  if (isMarked) NoteMarked();
   UdbHold const hold(walked.file);
   hasNext = Framed(walked, false, [&] {
     walked._set_position(position, keyText);
@@ -41,8 +71,21 @@ void StdMapCursor::ReadAhead() {
   if (hasNext) NotePosition();
 }
 
+void StdMapCursor::NoteMarked() {
+  StdPersistentMap const& walked = Walked();
+  position.SetData(static_cast<void const*>(&mark.at), sizeof mark.at);
+  Framed(Walked(), false, [&] {
+    Bytes const own = KeyOf(walked.keyDescr, BytesOf(inHand));
+    keyText.assign(own.begin(), own.end());
+    if (walked.keyDescr.IsText()) keyText += static_cast<char>(walked.keyDescr.len);
+    return true;
+  });
+  isMarked = false;
+}
+
 // Without its position the record could not be left behind again: the walk ends as failed.
 void StdMapCursor::NotePosition() {
+  mark = udbMark(Walked().file);
   if (Walked()._get_position(position, keyText)) return;
   hasNext = false;
   Walked().Answered(-1);

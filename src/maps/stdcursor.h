@@ -2,8 +2,10 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "kvorlib/persistentmap.h"
+#include "store/udb.h"
 
 namespace maps {
 
@@ -17,7 +19,13 @@ class StdMapCursor : public MapCursor {
   explicit StdMapCursor(StdPersistentMap* walked);
   ~StdMapCursor() override;
 
+  // The cursor, if it is one of these.
+  static StdMapCursor* Of(MapCursor& cursor);
+
   bool getnext(DataTransfer& nextKey, DataTransfer& nextRecord) override;
+  // The same as texts. The record in place lives until the next step.
+  bool NextText(std::string& nextRecord, std::string& nextKey);
+  bool NextInPlace(std::string_view& nextRecord);
   bool empty() override { return !hasNext; }
   bool is_valid() override { return map != nullptr; }
   bool detach() override;
@@ -26,15 +34,20 @@ class StdMapCursor : public MapCursor {
   friend class StdPersistentMap;
 
   void ReadAhead();
-  // The file stands on the record in hand: remembers where that is.
+  // The file stands on the record that was read ahead: remembers where that is.
   void NotePosition();
+  // The same, of the record in hand, when nothing but a mark was kept of its place.
+  void NoteMarked();
   StdPersistentMap& Walked() const;
 
   DataTransfer key;
   DataTransfer record;
-  DataTransfer position;
+  DataTransfer position;  // this and the next: as of the last step that could not go by the mark
   std::string keyText;
   bool hasNext = false;
+  UdbMark mark;
+  bool isMarked = false;  // the place is that of the mark, and the two above are out of date
+  DataTransfer inHand;    // the record that was handed out last
 };
 
 }  // namespace maps

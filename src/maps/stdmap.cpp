@@ -116,7 +116,11 @@ bool StdPersistentMap::_get(DataTransfer const& key, DataTransfer& record) {
 }
 
 bool StdPersistentMap::_getnext(DataTransfer& key, DataTransfer& record) {
-  if (!Answered(udbGetNext(file, record))) return false;
+  return TakeKey(udbGetNext(file, record), key, record);
+}
+
+bool StdPersistentMap::TakeKey(int answer, DataTransfer& key, DataTransfer const& record) {
+  if (!Answered(answer)) return false;
   Bytes const own = KeyOf(keyDescr, BytesOf(record));
   key.SetData(own.data(), static_cast<int>(own.size()));
   return true;

@@ -48,6 +48,8 @@ class StdPersistentMap : public PersistentMap {
   bool CutPath(std::string& path);
   // Turns an answer of the store into the state, and into whether it was a success.
   bool Answered(int answer);
+  // The same; after a success the key is taken out of the record.
+  bool TakeKey(int answer, DataTransfer& key, DataTransfer const& record);
   // Reads the first record at or after the key into the cursor.
   bool ReadFrom(DataTransfer const& key, StdMapCursor& cursor);
 

@@ -294,3 +294,31 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
   entry.seen.cursor = Seen::Never;  // seen without the lock
   return 0;
 }
+
+UdbMark udbMark(int file) {
+  const UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr || entry->cursorPage == 0 || entry->missedSize != 0) return {};
+  const Seen& seen = entry->seen;
+  if (seen.count == nullptr || seen.header == Seen::Never || seen.cursor != seen.header) return {};
+  return {{entry->cursorPage, entry->cursorOffset}, seen.count, seen.header};
+}
+
+// No count is the same twice: in the state of the mark, the cursor that is where it was is at the
+// same record. Whether the file is still in that state is seen by the step itself.
+bool udbStepOn(int file, UdbMark& mark, DataTransfer& record) {
+  UdbFile* const entry = TheEngine().files.Find(file);
+  if (entry == nullptr || mark.count == nullptr) return false;
+  const Seen& seen = entry->seen;
+  if (seen.count != mark.count || seen.header != mark.state || seen.cursor != mark.state ||
+      entry->cursorPage != mark.at.page || entry->cursorOffset != mark.at.offset ||
+      entry->missedSize != 0) {
+    return false;
+  }
+  if (!TheEngine().quick.StepInCopy(*entry, record) &&
+      TheEngine().quick.Next(*entry, record) != QuickReads::Found) {
+    return false;
+  }
+  entry->lastError = UDB_SUCCESS;
+  mark = udbMark(file);
+  return true;
+}

@@ -82,6 +82,19 @@ int udbGetPosition(int file, UdbPosition& position, std::string& key);
 // Back to a position whose record had this key, or to where a find by the key leads; as udbFind.
 int udbSetPosition(int file, const UdbPosition& position, UdbKey key);
 
+// What a walk keeps of its place, to go on without looking whether its record is still there. Any
+// other use of the cursor, and any change of the file by anybody, make it worth nothing.
+struct UdbMark {
+  UdbPosition at;
+  const void* count = nullptr;  // null: of no place
+  std::uint64_t state = 0;
+};
+// Where the cursor is, if that is known without asking.
+UdbMark udbMark(int file);
+// If the mark is worth something and the next record is at hand: as udbGetNext, and the mark goes
+// with it. False: nothing is done, but the record may have been filled.
+bool udbStepOn(int file, UdbMark& mark, DataTransfer& record);
+
 // Version 23 becomes 24. Only the number changes: external records of version 23 keep their shorter
 // prefix and cannot be read any more.
 int udbUpgrade(int file);
