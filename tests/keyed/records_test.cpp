@@ -1,6 +1,8 @@
 // Keys made of texts and integers and taken out of records, records as texts, walks. Most is asked
 // through the wide forms, which go through the narrow ones.
 #include <map>
+#include <optional>
+#include <random>
 
 #include "keyed/keyedfixture.h"
 #include "maps/maps.h"
@@ -145,6 +147,36 @@ TEST_F(RecordsTest, PoolStartsAtTheKeyAndGivesKeysFirstAmongBytesAndLastAmongTex
   EXPECT_TRUE(file.GetPool(pool, std::u16string(u"р"), 5) && pool.GetKeyArray(keys));
   EXPECT_THAT(keys, ::testing::ElementsAre(u"пёс", u"слон", u"кот", u"пёс", u"слон", u"слон"));
   EXPECT_FALSE(IndexFile().GetPool(pool) || pool.is_valid());
+}
+
+TEST_F(RecordsTest, PoolsReadOneRecordAheadAndGoOnByKeyWhateverIsChangedMeanwhile) {
+  IndexFile file;
+  CreateWords(file, "");
+  std::map<std::string, std::string> model;
+  std::minstd_rand random(1);
+  auto const change = [&] {
+    std::string const key = std::to_string(random() % 999);
+    std::string const record = key + ' ' + std::to_string(random());
+    file.Erase(key);
+    model.erase(key);
+    if (random() % 3 != 0 && file.Put(record)) model[key] = record;
+  };
+  for (int n = 0; n < 2000; ++n) change();
+  struct {
+    RecordPool pool;
+    std::optional<std::pair<std::string, std::string>> ahead;
+  } walks[3];
+  for (int n = 0; n < 20000; ++n) {
+    if (random() % 20 == 0) change();
+    auto& [pool, ahead] = walks[random() % 3 * random() % 3];  // now one, now another
+    ASSERT_TRUE(ahead || (!model.empty() && file.GetPool(pool)));
+    auto const expected = ahead.value_or(*model.begin());
+    auto const next = model.upper_bound(expected.first);
+    ahead = next == model.end() ? std::nullopt : std::make_optional(*next);
+    std::string record, key;
+    ASSERT_TRUE(pool.GetNext(record, key));
+    ASSERT_EQ(key + '|' + record, expected.first + '|' + expected.second + Zero);
+  }
 }
 
 }  // namespace
