@@ -10,7 +10,8 @@ namespace store {
 
 Engine& MakeEngine() {
   static Engine engine;
-  return *(madeEngine = &engine);
+  madeEngine.store(&engine, std::memory_order_release);
+  return engine;
 }
 
 bool Select(int file) {

@@ -2,6 +2,7 @@
 // work, and turn what was raised into an answer, all at one place.
 #pragma once
 
+#include <atomic>
 #include <exception>
 
 #include "store/guard.h"
@@ -33,8 +34,11 @@ struct Engine {
 };
 
 Engine& MakeEngine();
-inline Engine* madeEngine = nullptr;
-inline Engine& TheEngine() { return madeEngine != nullptr ? *madeEngine : MakeEngine(); }
+inline std::atomic<Engine*> madeEngine = nullptr;
+inline Engine& TheEngine() {
+  Engine* const made = madeEngine.load(std::memory_order_acquire);
+  return made != nullptr ? *made : MakeEngine();
+}
 
 // Makes the file current and reads its header, ahead of the lock or without it. Operations that
 // take the lock see the header behind it and do without this; where an answer needs no lock, the
