@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -20,8 +21,8 @@ struct UdbFile {
   std::string path;  // as opened, from the root of the file system
   std::uint16_t cursorPage = 0;  // 0: before the first record
   std::uint16_t cursorOffset = 0;
-  // Not 0: the latest search found nothing. Where in the cursor's page the key would stand is found
-  // by this key when somebody asks.
+  // Not 0: the latest search found nothing, and the cursor is where this key would stand when
+  // somebody asks, whatever is changed until then.
   std::uint8_t missedSize = 0;
   std::array<std::uint8_t, store::MaxKey> missed;
   store::Header header;  // what the last selection or operation saw; stays when the file is closed
@@ -37,6 +38,10 @@ struct UdbFile {
   // nothing seen of the file outlives an operation, and none goes without its lock.
   bool OnlyOursToChange() const { return company != platform::Company::Writers; }
   bool isHeld = false;  // by a UdbHold, which locks it for looking
+  void RememberMissed(store::Bytes key) {
+    missedSize = static_cast<std::uint8_t>(key.size());
+    std::memcpy(missed.data(), key.data(), key.size());
+  }
   // Its file could not be made anew after clearing. The number is still its holder's, who closes
   // it; until then nobody else is given it.
   bool lost = false;

@@ -64,11 +64,14 @@ int Seek(UdbKey key) {
   const Bytes whole = WholeKey(key);
   const int mode = engine.work.File().matchMode;
   const bool exact = mode != UDB_AT_OR_AFTER && mode != UDB_AFTER;
-  if (!engine.tree.Descend(whole, exact ? Match::Exact : Match::AtOrAfter)) return 1;
-  if (mode == UDB_AT_OR_AFTER) return 0;
-  const bool equal = engine.tree.CurrentHas(whole);
-  if (exact) return equal ? 0 : 1;
-  return !equal || engine.tree.Advance() ? 0 : 1;
+  const bool found = engine.tree.Descend(whole, exact ? Match::Exact : Match::AtOrAfter);
+  if (exact) {
+    if (found && engine.tree.CurrentHas(whole)) return 0;
+    if (engine.work.Head().root != 0) engine.work.File().RememberMissed(whole);
+    return 1;
+  }
+  if (!found || mode == UDB_AT_OR_AFTER) return found ? 0 : 1;
+  return !engine.tree.CurrentHas(whole) || engine.tree.Advance() ? 0 : 1;
 }
 
 // Whether the key stands in the tree, the cursor at its place. Updates match exactly, whatever the

@@ -256,10 +256,7 @@ QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* re
   });
   if (answer > Absent) return answer;
   if (spot.page != 0) SetCursor(file, spot);
-  if (answer == Absent && spot.page != 0 && MatchesExactly(file)) {
-    file.missedSize = static_cast<std::uint8_t>(whole->size());
-    std::memcpy(file.missed.data(), whole->data(), whole->size());
-  }
+  if (answer == Absent && spot.page != 0 && MatchesExactly(file)) file.RememberMissed(*whole);
   return answer;
 }
 

@@ -76,8 +76,6 @@ std::vector<Bytes> RunScript(FileForm form, const std::string& path, bool isShar
       case 3:
         answers.push_back(std::to_string(Get(file, key + ' ', got)));
         answers.push_back(got);
-        // Where a missed key would stand is looked up late in one form: ahead of others' changes.
-        if (answers.end()[-2] == "1") GetNext(file, got);
         break;
       case 4:  // a walk from wherever the cursor is
         for (auto n = random() % 12; n > 0; --n) {

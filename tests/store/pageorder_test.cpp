@@ -22,7 +22,7 @@ std::string KeyOf(std::mt19937& random) {
   return key + ' ';
 }
 
-Bytes BytesOf(const std::string& text) {
+Bytes RecordOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
@@ -38,10 +38,10 @@ TEST(PageOrderTest, OrderThatFollowedAllChangesFindsWhatAWalkFinds) {
     const auto view = *store::TreePage::Of(page);
     const std::string key = KeyOf(random);
     if (order == nullptr) order = PageOrder::Of(view, kd);
-    const std::size_t at = store::StepOverLess(view, kd, BytesOf(key));
+    const std::size_t at = store::StepOverLess(view, kd, RecordOf(key));
     const auto entry = view.At(at);
-    const bool there = entry && store::CompareKeys(kd, *entry->Key(kd), BytesOf(key)) == 0;
-    const auto found = order->Find(view, kd, BytesOf(key));
+    const bool there = entry && store::CompareKeys(kd, *entry->Key(kd), RecordOf(key)) == 0;
+    const auto found = order->Find(view, kd, RecordOf(key));
     ASSERT_TRUE(found && found->offset == at && found->isEqual == there) << step;
     equal += there ? 1 : 0;
     if (view.Used() > 3900) {
@@ -54,7 +54,7 @@ TEST(PageOrderTest, OrderThatFollowedAllChangesFindsWhatAWalkFinds) {
       continue;
     }
     store::StagedEntry staged;
-    staged.BuildInline(BytesOf(key + std::string(random() % 30, 'v')));
+    staged.BuildInline(RecordOf(key + std::string(random() % 30, 'v')));
     const Bytes added = there && random() % 2 == 0 ? Bytes() : staged.Whole();
     const std::size_t removed = there ? entry->Size() : 0;
     store::PageEditor(page).Splice(at, removed, added);
@@ -70,12 +70,12 @@ TEST(PageOrderTest, ChangeThatDoesNotFitThePageItKnowsEndsAnOrder) {
   store::PageEditor(page).SetType(store::LeafType);
   store::StagedEntry staged;
   for (const char* const key : {"e ", "c "}) {
-    staged.BuildInline(BytesOf(key));
+    staged.BuildInline(RecordOf(key));
     store::PageEditor(page).Insert(0, staged.Whole());
   }
   const auto view = *store::TreePage::Of(page);
   const std::size_t size = staged.Size();
-  staged.BuildInline(BytesOf("x "));
+  staged.BuildInline(RecordOf("x "));
   const struct {
     std::size_t offset, removed;
     Bytes added;
