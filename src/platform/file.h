@@ -77,8 +77,8 @@ class File {
   virtual std::uint64_t Viewable() const { return 0; }
   virtual bool Sound() const { return true; }
   virtual void Renew() {}
-  // As View, for storing: what is stored there is in the file at once. Null also for a file that may
-  // not be written. What is stored where the bytes could not be had after all is lost.
+  // As View, for storing: what is stored there is in the file at once. Null also for a file that
+  // may not be written. What is stored where the bytes could not be had after all is lost.
   virtual std::byte* Place(std::uint64_t /*offset*/, std::size_t /*n*/) { return nullptr; }
   // Makes the file as long as that, by zeros, so that Write will find room for what lies within: a
   // full disk fails here. False where there is no View, and when it failed; the file may be longer
