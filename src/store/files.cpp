@@ -44,6 +44,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
   entry.writable = mode == platform::OpenMode::ReadOnly ? 0 : 1;
   entry.identity = {};
   entry.fd->Identity(entry.identity);
+  TheEngine().work.Undo().ForgetStanding();
   entry.company = entry.fd->WhoElse();
 }
 

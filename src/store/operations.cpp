@@ -245,6 +245,9 @@ int udbUpdate(int file, UdbKey key, const unsigned char* record, std::uint32_t l
     const Bytes whole = WholeKey(key);
     if (!SeekForUpdate(whole)) return 1;
     StagedEntry staged;
+    // A record with another key than the one it takes the place of breaks the order of keys.
+    const auto key = KeyIn(engine.work.KeyDescr(), bytes);
+    if (!key || CompareKeys(engine.work.KeyDescr(), *key, whole) != 0) entry.seen.orders.DropAll();
     const std::size_t old = engine.tree.TakeOut();
     engine.records.Stage(bytes, whole, staged);
     engine.tree.Insert(staged, old);

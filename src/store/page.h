@@ -70,6 +70,7 @@ struct Header {
 
   static Header Load(const Page& page);
   void Store(Page& page) const;
+  friend bool operator==(const Header&, const Header&) = default;
 };
 
 // Page 0's first byte alone tells its version; nothing when it is neither.

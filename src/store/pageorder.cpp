@@ -309,6 +309,7 @@ void PageOrders::Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t of
 }
 
 void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t offset) {
+  memory->MakeRoom();
   PageOrder* const known = Known(number);
   Drop(left);
   if (known == nullptr) return;

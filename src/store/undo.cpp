@@ -68,14 +68,16 @@ bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
   if (block == nullptr) return false;
   const bool again = standing != 0 && standing == board->order &&
                      record == reinterpret_cast<UndoRecord*>(block) &&
-                     board->held[area].file == subject.identity && record->HasPath(subject.path);
+                     board->held[area].file == subject.identity && record->HasPath(subject.path) &&
+                     record->WasToBegin(startOfPage0.first(HeaderEnd));
+  Publish(board->order, board->order + 1);  // nobody goes on from what is written over now
   record = reinterpret_cast<UndoRecord*>(block);
   if (again) {
     record->BeginAgain();
   } else {
     record->Begin(startOfPage0, subject.path);
   }
-  board->held[area] = {subject.identity, ++board->order, 0};
+  board->held[area] = {subject.identity, board->order, 0};
   Publish(board->active, std::uint32_t{area});
   BeginChange(subject.identity);
   return true;

@@ -50,6 +50,9 @@ class UndoLog {
   };
   // What is kept so far. REQUIRES: Active().
   const UndoRecord& InWork() const { return *record; }
+  // Somebody may have written over a file, or files, since the latest update: what that left in
+  // page 0 is nothing to go on from.
+  void ForgetStanding() { standing = 0; }
   // Begins to keep. REQUIRES: not Active().
   // The file's page 0 is `startOfPage0` and zeros. False: there is not memory enough.
   bool Begin(const Subject& subject, Bytes startOfPage0);

@@ -55,6 +55,10 @@ struct UndoRecord {
   bool HasPath(const std::string& where) const {
     return where.size() == pathLength && std::memcmp(path, where.data(), pathLength) == 0;
   }
+  // Whether page 0 was to begin with these bytes. REQUIRES: they are not more than the header.
+  bool WasToBegin(Bytes start) const {
+    return std::memcmp(saving != 0 ? pageAfter : pageBefore, start.data(), start.size()) == 0;
+  }
   // The first bytes of page 0 are about to become these.
   void Announce(Bytes start);
   // A stretch begins: where its bytes are to be copied to, behind the others. REQUIRES: there is

@@ -69,6 +69,10 @@ void WorkFile::LoadHeader() {
   if (!VersionOf(slotH.Bytes())) Raise(UDB_FILE_CORRUPTED);
   version = Load32(slotH.Bytes().data());
   headerBefore = Header::Load(slotH.Bytes());
+  // Changed, and nobody counted that: something that is not this library has written to the file.
+  Seen& seen = entry->seen;
+  const bool changedSince = entry->header != headerBefore;
+  if (changedSince && seen.count != nullptr && seen.count->Still(seen.header)) seen.Forget();
   entry->header = headerBefore;
   CheckSound();
   slotH.filled = true;
@@ -396,6 +400,9 @@ void WorkFile::Mark(std::uint32_t first, std::uint32_t count, bool inUse) {
   const auto moved = static_cast<std::uint16_t>(touched * count);
   std::uint16_t& figure = entry->header.freePages;
   figure = static_cast<std::uint16_t>(inUse ? figure - moved : figure + moved);
+  for (std::uint32_t page = first; page < first + count; ++page) {
+    entry->seen.orders.Drop(static_cast<std::uint16_t>(page));  // a bitmap may be wrong
+  }
   // Taken back, pages freed are in use again, and pages first freed and then taken are no loss.
   if (!inUse) figureToGiveBack = static_cast<std::uint16_t>(figureToGiveBack - moved);
   if (inUse && WereAllInUse(first, count)) {

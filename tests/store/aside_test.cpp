@@ -107,6 +107,39 @@ TEST_F(AsideTest, FileCutToNothingWaitsAndOneWrittenOverIsLetBe) {
   EXPECT_TRUE(Image() == HeaderPage({}));
 }
 
+// What stood in page 0 behind the latest update is no help when something else has written to the
+// file since, be it that the file was closed meanwhile or not.
+TEST_F(AsideTest, FileWrittenOverBetweenTwoUpdatesIsTakenBackToWhatThatWrote) {
+  for (const bool views : {false, true}) {
+    host.givesViews = views;
+    for (const bool closes : {true, false}) {
+      unsigned mended = 0;
+      for (int nth = 1;; ++nth) {
+        Create();
+        Fill({Record("a", 1000), Record("b", 1000)});
+        const Bytes other = Image();
+        Fill({Record("c", 1000), Record("d", 1000), Record("dd", 1000), Record("e", 1000)});
+        if (closes) CloseAll();
+        Image() = other;
+        if (closes) file = OpenAt(path);
+        host.FailCall(nth, Fault::Crash);
+        const int answer = Insert(file, Record("cc", 1000));
+        udbClose(file);
+        host.Restart();
+        if (host.Struck().empty()) {
+          EXPECT_EQ(answer, 0);
+          break;
+        }
+        mended += Image() != other ? 1 : 0;
+        file = OpenAt(path);
+        EXPECT_TRUE(Image() == other || Walk(file).size() == 3) << nth << views << closes;
+        Sound();
+      }
+      EXPECT_GT(mended, 0U);
+    }
+  }
+}
+
 // Seven wait at most; the eighth pushes the oldest out. The store goes on all the while.
 TEST_F(AsideTest, SevenFilesWaitAndTheOldestIsForgottenForTheEighth) {
   for (int n = 0; n < 8; ++n) {

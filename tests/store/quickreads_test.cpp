@@ -134,4 +134,33 @@ TEST_F(QuickReadsTest, DirectoriesStayWithinTheirMemoryAndGoWithTheirFiles) {
   EXPECT_EQ(memory.Used(), 0U);
 }
 
+// Orders of pages among it, which go on as the pages split, without anything being looked up anew.
+TEST_F(QuickReadsTest, WhatIsKnownOfPagesThatSplitStaysWithinItsMemory) {
+  store::DirectoryMemory& memory = store::TheEngine().files.Directories();
+  const std::size_t limit = std::exchange(memory.limit, 20000);
+  std::mt19937 random(5);
+  std::size_t most = 0;
+  for (int n = 0; n < 10000; ++n) {
+    Bytes key;
+    while (key.size() < 8) key += static_cast<char>('A' + random() % 57);
+    ASSERT_NE(Insert(file, key + " 1"), -1);
+    most = std::max(most, memory.Used());
+  }
+  memory.limit = limit;
+  EXPECT_LE(most, 20000U + 4096);
+}
+
+// Such a page is walked over, be its keys known or not.
+TEST_F(QuickReadsTest, RecordStoredUnderAnotherKeyIsWhereAWalkFindsIt) {
+  for (const bool views : {true, false}) {
+    host.givesViews = views;
+    Create();
+    Fill({"a 1", "b 1", "long-key-1 1", "long-key-2 1", "long-key-3 1", "z 1", "zz 1"});
+    ASSERT_EQ(Update(file, "long-key-1 ", "long-key-9 1"), 0);
+    EXPECT_EQ(Find(file, "long-key-3 "), 1) << views;
+    EXPECT_EQ(Erase(file, "long-key-3 "), 1) << views;
+    EXPECT_EQ(Find(file, "long-key-9 "), 0) << views;
+  }
+}
+
 }  // namespace
