@@ -77,6 +77,14 @@ Change LoadingAtOnce(const char* what, const std::vector<Bytes>& records) {
   };
   return {what, {}, store, meaning, take};
 }
+// Where the latest insertion ended, without a descent.
+Change Following(Change change) {
+  change.prepare = [last = change.before.back()](int file) {
+    Erase(file, KeyOf(last));
+    Insert(file, last);
+  };
+  return change;
+}
 Change WithRecovery(Change change) {
   change.recoveryToo = true;
   return change;
@@ -99,6 +107,8 @@ std::vector<Change> Changes() {
       WithRecovery(Inserting("insertion that splits a leaf amid others", tree, Sized(5, 1900))),
       // Found by the test: as many as the root takes.
       WithRecovery(Inserting("split up to a new root", Many(60, 1400), {})),
+      Following(Inserting("insertion behind the one before", tree, Sized(20, 600))),
+      Following(Inserting("insertion behind the one before that splits", tree, Sized(20, 1900))),
       LoadingAtOnce("records loaded at once", Many(8, 1900) + Sized(90, 5000)),
       Erasing("erasure in place", leaf, 4),
       Erasing("erasure of the only record", {Sized(0, 300)}, 0),
@@ -319,6 +329,10 @@ void StepsTest::StepThrough(const Change& change) {
     udbInit();
     const int file = OpenIt();
     for (int n = 0; n < 30; ++n) Find(file, "none ");  // it is mapped by now
+    // What updates leave for the next one is there: the undo record, and orders of pages.
+    for (const Bytes& record : change.before) {
+      if (record.size() < 2000) Update(file, KeyOf(record), record);
+    }
     change.prepare(file);
     SteppedProcess::StandStill();
     if (change.run(file) != 0) ::_exit(1);
