@@ -95,8 +95,9 @@ class ChangeCount {
 
  private:
   std::atomic<std::uint64_t> count;
-  // By the numbers of changes, each with its number in the highest bits: an older one is none.
-  std::array<std::atomic<std::uint64_t>, 7> notes;
+  // By the numbers of changes, each with its number in the highest bits: an older one is none. So
+  // many that a reader beside a busy writer is not left behind between one reading and the next.
+  std::array<std::atomic<std::uint64_t>, 31> notes;
 };
 
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "locks would be of one process");

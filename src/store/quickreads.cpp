@@ -4,13 +4,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/pagesearch.h"
+
 namespace store {
 
 namespace {
 
-constexpr int MostTries = 4;
-constexpr int MostLooks = 200;         // at a count that is odd, before the lock is taken
-constexpr std::size_t MostLevels = 7;  // of pages, as a descent under the lock can pass
+constexpr int MostTries = 40;
+constexpr int MostLooks = 2000;             // at a count that is odd, before the lock is taken
+constexpr std::uint32_t RestlessFor = 256;  // searches behind a change by others
+constexpr std::size_t MostLevels = 7;       // of pages, as a descent under the lock can pass
 
 std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
 
@@ -38,6 +41,7 @@ bool QuickReads::Relearn(UdbFile& file) {
     seen.MoveTo(now, file.cursorPage);
     if (seen.count->Still(now)) {
       file.header = header;
+      seen.restless = RestlessFor;
       return true;
     }
     seen.header = before;  // of which there is less left
@@ -85,12 +89,39 @@ const PageDirectories::Place* QuickReads::Directory(UdbFile& file, std::uint16_t
   return view ? seen.directories.Make(page, *view, file.header.key) : nullptr;
 }
 
+// Where others go on changing the file, a leaf is likely to be changed before it is searched again,
+// and the making of a directory takes longer than a walk.
+bool QuickReads::WalksLeaf(UdbFile& file, std::uint16_t page) {
+  Seen& seen = file.seen;
+  if (seen.restless == 0 || seen.directories.Find(page) != nullptr) return false;
+  const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
+  if (bytes == nullptr || bytes->front() != LeafType) return false;
+  --seen.restless;
+  return true;
+}
+
+// As Tree::Scan, and what is behind the leaf's last entry is left to the lock.
+QuickReads::Answer QuickReads::WalkLeaf(const UdbFile& file, const SoughtKey& key, Spot& spot) {
+  const KEYDESCR& kd = file.header.key;
+  const auto view = TreePage::Of(*PageAt(file, spot.page));
+  if (!view || !view->IsLeaf()) return Unknown;
+  spot.entries = view->Entries();
+  spot.offset = StepOverLess(*view, kd, key.Whole());
+  if (spot.offset >= spot.entries.size()) return MatchesExactly(file) ? Absent : Unknown;
+  const auto entry = spot.At();
+  const auto there = entry ? entry->Key(kd) : std::nullopt;
+  const int order = there ? CompareKeys(kd, *there, key.Whole()) : -1;
+  if (order < 0) return Unknown;
+  return order == 0 || !MatchesExactly(file) ? Found : Absent;
+}
+
 // As Tree::Descend. Links that lead in a circle lead on for ever, and so past the last level.
 QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot& spot) {
   const KEYDESCR& kd = file.header.key;
   spot.page = file.header.root;
   bool hopped = false;
   for (std::size_t level = 0; level < MostLevels; ++level) {
+    if (!hopped && WalksLeaf(file, spot.page)) return WalkLeaf(file, key, spot);
     const PageDirectories::Place* const place = Directory(file, spot.page);
     if (place == nullptr || (hopped && !place->shape.leaf)) return Unknown;
     const PageDirectory& directory = *place->directory;

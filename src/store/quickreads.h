@@ -73,6 +73,8 @@ class QuickReads {
   static const Page* PageAt(const UdbFile& file, std::uint16_t page);
   static const PageDirectories::Place* Directory(UdbFile& file, std::uint16_t page);
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
+  static bool WalksLeaf(UdbFile& file, std::uint16_t page);
+  static Answer WalkLeaf(const UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);
   static const std::uint8_t* LeafBehind(const UdbFile& file, std::uint16_t page);

@@ -62,6 +62,7 @@ struct Seen {
   LeafCopy copy;                // of the leaf in which it goes on
   PageDirectories directories;  // of the same state as the header
   PageOrders orders;            // likewise
+  std::uint32_t restless = 0;   // so many leaves are searched without making a directory of them
   std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
 
   // Goes on to a later state with what the changes since have left as it was; `cursorPage` tells
