@@ -103,7 +103,8 @@ bool QuickReads::WalksLeaf(UdbFile& file, std::uint16_t page) {
 // As Tree::Scan, and what is behind the leaf's last entry is left to the lock.
 QuickReads::Answer QuickReads::WalkLeaf(const UdbFile& file, const SoughtKey& key, Spot& spot) {
   const KEYDESCR& kd = file.header.key;
-  const auto view = TreePage::Of(*PageAt(file, spot.page));
+  const Page* const page = PageAt(file, spot.page);
+  const auto view = page != nullptr ? TreePage::Of(*page) : std::nullopt;
   if (!view || !view->IsLeaf()) return Unknown;
   spot.entries = view->Entries();
   spot.offset = StepOverLess(*view, kd, key.Whole());

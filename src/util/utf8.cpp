@@ -108,7 +108,7 @@ constexpr std::array<std::uint64_t, 256> kSteps = [] {
   for (unsigned byte = 0; byte < steps.size(); ++byte) {
     if (byte < ' ') steps[byte] |= kControl;
     for (unsigned state = 0; state < StateCount; ++state)
-      steps[byte] |= std::uint64_t{After(state, byte) * kStateBits} << (state * kStateBits);
+      steps[byte] |= std::uint64_t{After(state, byte)} * kStateBits << (state * kStateBits);
   }
   return steps;
 }();
