@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/prefetch.h"
+#include "store/countless.h"
 
 namespace store {
 
@@ -180,26 +181,15 @@ int PageDirectory::Side(const SoughtKey& key) const {
   return common < all.size() ? -1 : 0;
 }
 
-// Two rounds of comparing that do not wait for one another: one in so many, then those between.
-std::size_t PageDirectory::NumbersLess(std::uint64_t number) const {
-  constexpr std::size_t stride = 16;
-  const std::uint64_t* const numbers = Numbers();
-  std::size_t less = 0;
-  for (std::size_t i = stride - 1; i < samples; i += stride) less += numbers[i] < number ? 1 : 0;
-  const std::size_t begin = less * stride;
-  const std::size_t end = std::min<std::size_t>(begin + stride, samples);
-  less = begin;
-  for (std::size_t i = begin; i < end; ++i) less += numbers[i] < number ? 1 : 0;
-  return less;
-}
-
 PageDirectory::Place PageDirectory::FirstNotLess(const SoughtKey& key, const KEYDESCR& kd,
                                                  Bytes entries) const {
   const int side = Side(key);
   const std::uint64_t number = key.Number(prefix);
   const std::uint64_t* const numbers = Numbers();
   const std::uint16_t* const offsets = Offsets();
-  std::size_t sample = side == 0 ? NumbersLess(number) : side > 0 ? samples : 0;
+  std::size_t sample = side == 0  ? CountLess<std::uint64_t>(numbers, samples, number)
+                       : side > 0 ? samples
+                                  : 0;
   if (!shape.leaf) {
     // Equal numbers: there the keys must tell.
     for (; sample < samples && side == 0 && numbers[sample] == number; ++sample) {

@@ -94,7 +94,6 @@ class PageDirectory {
   PageDirectory() = default;
 
   int Side(const SoughtKey& key) const;
-  std::size_t NumbersLess(std::uint64_t number) const;
 
   // Leaf: where each entry is found by its key's mark. Internal page: the children.
   const std::uint16_t* Slots() const { return reinterpret_cast<const std::uint16_t*>(this + 1); }

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/prefetch.h"
+#include "store/countless.h"
 
 namespace store {
 
@@ -131,19 +132,6 @@ int PageOrder::Side(const OrderedKey& key) const {
   return common < prefixLength ? -1 : 0;
 }
 
-// Two rounds of comparing that do not wait for one another: one in so many, then those between.
-std::size_t PageOrder::CountLess(std::uint32_t number) const {
-  constexpr std::size_t stride = 16;
-  const std::uint32_t* const numbers = Numbers();
-  std::size_t less = 0;
-  for (std::size_t i = stride - 1; i < count; i += stride) less += numbers[i] < number ? 1 : 0;
-  const std::size_t begin = less * stride;
-  const std::size_t end = std::min<std::size_t>(begin + stride, count);
-  less = begin;
-  for (std::size_t i = begin; i < end; ++i) less += numbers[i] < number ? 1 : 0;
-  return less;
-}
-
 std::optional<PageOrder::Found> PageOrder::Find(const TreePage& page, const KEYDESCR& kd,
                                                 Bytes key) const {
   if (page.Used() != used) return std::nullopt;
@@ -152,7 +140,7 @@ std::optional<PageOrder::Found> PageOrder::Find(const TreePage& page, const KEYD
   if (side != 0) return Found{side < 0 ? 0U : std::size_t{used}, false};
   const std::uint32_t number = sought.Number(prefixLength);
   const std::uint32_t* const numbers = Numbers();
-  std::size_t first = CountLess(number);
+  std::size_t first = CountLess(numbers, count, number);
   std::size_t equal = first;
   while (equal < count && numbers[equal] == number) ++equal;
   // Among equal numbers the keys must tell, the last one first: keys that come in order go behind
@@ -268,9 +256,7 @@ PageOrder* PageOrders::Known(std::uint16_t number) {
 PageOrders::Place& PageOrders::At(std::uint16_t number) {
   if (number >= pages.size()) {
     const std::size_t more = std::min<std::size_t>(MaxPages, number + number / 2U + 8U);
-    const std::size_t bytes = (more - pages.size()) * sizeof(pages[0]);
-    memory->Account(*this, held, held + bytes);
-    held += bytes;
+    Hold(Held() + (more - pages.size()) * sizeof(pages[0]));
     pages.resize(more);
   }
   return pages[number];
@@ -279,9 +265,7 @@ PageOrders::Place& PageOrders::At(std::uint16_t number) {
 void PageOrders::Put(Place& place, PageOrder::Pointer order) {
   const std::size_t before = place.order != nullptr ? place.order->Memory() : 0;
   place = {std::move(order), state, 0};
-  const std::size_t now = held - before + (place.order != nullptr ? place.order->Memory() : 0);
-  memory->Account(*this, held, now);
-  held = now;
+  Hold(Held() - before + (place.order != nullptr ? place.order->Memory() : 0));
 }
 
 std::optional<PageOrder::Found> PageOrders::Find(std::uint16_t number, const TreePage& page,
@@ -291,7 +275,7 @@ std::optional<PageOrder::Found> PageOrders::Find(std::uint16_t number, const Tre
     if (!found) Drop(number);
     return found;
   }
-  memory->MakeRoom();
+  MakeRoom();
   Place& place = At(number);
   const bool isFirst = place.asOf != state;
   if (isFirst && page.IsLeaf()) Put(place, nullptr);
@@ -309,7 +293,7 @@ void PageOrders::Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t of
 }
 
 void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t offset) {
-  memory->MakeRoom();
+  MakeRoom();
   PageOrder* const known = Known(number);
   Drop(left);
   if (known == nullptr) return;
@@ -325,10 +309,8 @@ void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t off
 
 void PageOrders::Clear() {
   ++state;
-  if (held == 0) return;
   pages = std::vector<Place>();
-  memory->Account(*this, held, 0);
-  held = 0;
+  Hold(0);
 }
 
 }  // namespace store

@@ -93,7 +93,6 @@ class PageOrder {
   class Walk;
   bool Take(const Walk& walk, const KEYDESCR& kd);
   int Side(const OrderedKey& key) const;
-  std::size_t CountLess(std::uint32_t number) const;
   void ShortenTo(std::size_t length);
   void Close(std::size_t place);
   void Open(std::size_t place);
@@ -109,8 +108,6 @@ class PageOrder {
 // Those of one file, by pages.
 class PageOrders final : public DirectoryMemory::Holder {
  public:
-  void KeepIn(DirectoryMemory& shared) { memory = &shared; }
-
   // By the order of this page. An internal page has one from the first search on, a leaf from the
   // second. REQUIRES: OrderedKey::Serves(kd).
   std::optional<PageOrder::Found> Find(std::uint16_t number, const TreePage& page,
@@ -144,8 +141,6 @@ class PageOrders final : public DirectoryMemory::Holder {
 
   std::vector<Place> pages;
   std::uint64_t state = 1;
-  DirectoryMemory* memory = nullptr;
-  std::size_t held = 0;
 };
 
 }  // namespace store

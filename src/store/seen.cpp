@@ -7,22 +7,19 @@ namespace store {
 
 const PageDirectories::Place* PageDirectories::Make(std::uint16_t page, const TreePage& view,
                                                     const KEYDESCR& kd) {
-  memory->MakeRoom();
-  const std::size_t before = held;
+  MakeRoom();
   if (page >= pages.size()) {
     const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{page} * 2 + 16);
-    held += (more - pages.size()) * sizeof(pages[0]);
+    Hold(Held() + (more - pages.size()) * sizeof(pages[0]));
     pages.resize(more);
   }
   Place& place = pages[page];
-  if (place.directory != nullptr) held -= place.directory->Memory();
+  const std::size_t before = place.directory != nullptr ? place.directory->Memory() : 0;
   place = {PageDirectory::Of(view, kd), state, {}};
-  if (place.directory != nullptr) {
-    held += place.directory->Memory();
-    place.shape = place.directory->Looks();
-  }
-  memory->Account(*this, before, held);
-  return place.directory != nullptr ? &place : nullptr;
+  Hold(Held() - before + (place.directory != nullptr ? place.directory->Memory() : 0));
+  if (place.directory == nullptr) return nullptr;
+  place.shape = place.directory->Looks();
+  return &place;
 }
 
 void Seen::MoveTo(std::uint64_t now, std::uint16_t cursorPage) {
@@ -41,10 +38,8 @@ void Seen::MoveTo(std::uint64_t now, std::uint16_t cursorPage) {
 
 void PageDirectories::Clear() {
   ++state;
-  if (held == 0) return;
   pages = std::vector<Place>();
-  memory->Account(*this, held, 0);
-  held = 0;
+  Hold(0);
 }
 
 }  // namespace store

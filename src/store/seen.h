@@ -17,8 +17,6 @@ namespace store {
 // The directories of one file, by pages.
 class PageDirectories final : public DirectoryMemory::Holder {
  public:
-  void KeepIn(DirectoryMemory& shared) { memory = &shared; }
-
   // Where a page's directory is, with what a search begins with: not in its own lines of memory.
   struct Place {
     PageDirectory::Pointer directory;
@@ -44,8 +42,6 @@ class PageDirectories final : public DirectoryMemory::Holder {
  private:
   std::vector<Place> pages;
   std::uint64_t state = 1;
-  DirectoryMemory* memory = nullptr;
-  std::size_t held = 0;
 };
 
 struct Seen {

@@ -149,7 +149,7 @@ void WorkFile::ReadBytes(std::uint64_t offset, std::span<std::uint8_t> out) {
 }
 
 // A page is looked at where it lies if that can be. Nobody who keeps to the lock changes it
-// meanwhile, and this operation does so only by writing whole pages of its own copies.
+// meanwhile but this operation.
 void WorkFile::FillFrom(std::uint16_t page, PageSlot& slot) {
   if (const std::byte* const there = entry->fd->View(OffsetOf(page), PageSize)) {
     slot.LookAt(*reinterpret_cast<const Page*>(there));
@@ -212,7 +212,11 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   for (std::uint32_t page = first; page <= last; ++page) {
     const bool hadContent = WasInUse(page);
     inUse = inUse || hadContent;
-    hadContent ? NoteChange(page) : NoteWrite(page);
+    if (hadContent) {
+      NoteChange(page);
+    } else {
+      NoteWrite(page);
+    }
   }
   BeginUndo();
   if (inUse) NeedSize(offset, bytes.size());
