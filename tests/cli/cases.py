@@ -4,6 +4,7 @@
     cases.py --list             the names of all cases
     cases.py KVOR NAME...       runs these cases with that tool; all cases without names
 """
+import functools
 import gzip
 import json
 import os
@@ -43,26 +44,25 @@ def rows(*args, **more):
     return [json.loads(line) for line in run(*args, '--json', **more).splitlines()]
 
 
-def dic(*args, **more):
-    return run(*args, of='dict', **more)
+cond, dic, kb, lexem, log, term, text, xml = (
+    functools.partial(run, of=name) for name in 'cond dict kb lexem log term text xml'.split())
 
 
 def words():
     run('load', 'w', '--key', '3', stdin=WORDS, out='3 records stored\n')
 
 
-def kb(*args, **more):
-    return run(*args, of='kb', **more)
-
-
 def base(name, text='', terms='<t/>'):
     """A description in the present folder, and its data."""
     config = f'{name}.data/Data/Config'
     os.makedirs(config, exist_ok=True)
-    with open(f'{name}.kb', 'w') as f:
-        f.write(f'Root = "{os.getcwd()}/{name}.data"\n{text}')
-    with open(f'{config}/term.xml', 'w') as f:
-        f.write(terms)
+    write(f'{name}.kb', f'Root = "{os.getcwd()}/{name}.data"\n{text}')
+    write(f'{config}/term.xml', terms)
+
+
+def write(name, data):
+    with open(name, 'wb') as f:
+        f.write(data if isinstance(data, bytes) else data.encode())
 
 
 def patch(name, offset, data):
@@ -71,10 +71,12 @@ def patch(name, offset, data):
         f.write(data)
 
 
-def limit_files(size):
-    """To be called in a process that is to meet a full disk."""
-    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+def full_disk(size):
+    """For a process that can write no file beyond this size."""
+    def limit():
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+    return limit
 
 
 def content(name):
@@ -135,8 +137,7 @@ def case_load_reports_what_it_leaves_out():
             'kvor: standard input:4: an empty line\n'
             'kvor: standard input:5: a zero byte inside the text\n'
             'kvor: standard input:6: not valid UTF-8\n')
-    with open('more', 'wb') as f:
-        f.write(b'\xef\xbb\xbfcat once more\r\nfox red')  # a mark in front, no line end behind
+    write('more', b'\xef\xbb\xbfcat once more\r\nfox red')  # a mark in front, no line end behind
     run('load', 'w', 'more', '--replace', out='2 records stored\n')
     run('get', 'w', 'cat', 'fox', out='cat once more\nfox red\n')
     run('load', 'w', 'missing', code=2, err='kvor: missing: No such file or directory\n')
@@ -177,11 +178,7 @@ def case_compact_makes_a_file_small_or_leaves_it():
         assert holder.stdout.readline() == b'ok 4000\n'
         run('compact', 'w', code=2, err='kvor: w: somebody has the file open')
         holder.communicate()
-
-    def limit(size=40 * PAGE):
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
-    run('compact', 'w', code=2, err='kvor: w: SYSTEM ERROR', preexec_fn=limit)
+    run('compact', 'w', code=2, err='kvor: w: SYSTEM ERROR', preexec_fn=full_disk(40 * PAGE))
     assert content('w') == before and sorted(os.listdir()) == ['link', 'w']
     told = rows('compact', 'link')[0]
     assert told['bytesBefore'] == len(before) and told['records'] == 4000, told
@@ -302,8 +299,7 @@ WRITERS = [('load',), ('del', 'KEY'), ('upgrade',), ('batch',), ('clear',)]
 
 def case_files_that_are_none():
     for name, data in ('empty', b''), ('foreign', b'\x89PNG' * 3000), ('short', b'\x18\0\1\2'):
-        with open(name, 'wb') as f:
-            f.write(data)
+        write(name, data)
     os.mkdir('folder')
     told = {'empty': 'SYSTEM ERROR', 'foreign': 'FILE CORRUPTED', 'folder': 'SYSTEM ERROR',
             'short': 'SYSTEM ERROR', 'missing': 'NONEXISTENT FILE'}
@@ -425,8 +421,7 @@ def case_first_list_whose_first_base_is_missing_is_kept_by_the_first_change():
     here = os.getcwd()
     base('good')
     shutil.copytree(f'{os.path.dirname(KVOR)}/../lib/kvorlib', 'lib', symlinks=True)
-    with open('lib/stdkbnames.lst', 'w') as f:
-        f.write(f'{here}/none.kb {here}/good.kb')
+    write('lib/stdkbnames.lst', f'{here}/none.kb {here}/good.kb')
     env = {**os.environ, 'LD_LIBRARY_PATH': f'{here}/lib'}
     kb('default', 'good', env=env, err='kvor: База none не найдена\n', out='good\n')
     kb('list', env=env, out=f'  <LOCAL>\n* good\t{here}/good.kb\n')
@@ -436,9 +431,6 @@ def case_first_list_whose_first_base_is_missing_is_kept_by_the_first_change():
 
 
 def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
-    def term(*args, **more):
-        return run(*args, of='term', **more)
-
     term('code', 'arabic', 'no', '7', code=1, out='2707\n0107\n', err='kvor: no: no such term\n')
     term('name', '0x1011', 'fffe', '886', code=1, out='common-noun\nspanish\n', err='fffe: no such')
     term('name', '10111', code=2, err='kvor: 10111: no code: ')
@@ -514,8 +506,7 @@ def case_bad_rows_are_told_and_good_ones_stored():
            'b|0|K|||a\0|': 'no text', 'b|0|K||||\udcff|': 'no text'}
     good = 'good|5|B|verb|noun|k|слово\n', 'x' * 126 + '|-2147483648|N||||\n'
     table = ''.join([good[0], *(row + '\n' for row in bad), good[1]]).replace('|', '\t')
-    with open('t', 'wb') as f:
-        f.write(table.encode('utf-8', 'surrogateescape'))
+    write('t', table.encode('utf-8', 'surrogateescape'))
     dic('create', 'd')
     told = rows('import', 'd', 't', of='dict', code=1)
     assert told.pop() == {'file': 'd', 'stored': 2, 'refused': len(bad)}
@@ -580,15 +571,12 @@ def case_whole_real_dictionary_comes_back():
 
 def case_digests_are_the_lines_of_md5sum():
     run('-', of='md5', stdin='abc', out='900150983cd24fb0d6963f7d28e17f72  -\n')
-    with open('кот', 'wb'):
-        run('.', 'кот', 'none', of='md5', code=2, out='d41d8cd98f00b204e9800998ecf8427e  кот\n',
-            err='kvor: .: Is a directory\nkvor: none: No such file')
+    write('кот', '')
+    run('.', 'кот', 'none', of='md5', code=2, out='d41d8cd98f00b204e9800998ecf8427e  кот\n',
+        err='kvor: .: Is a directory\nkvor: none: No such file')
 
 
 def case_texts_are_converted_as_far_as_they_tell_what_they_are():
-    def text(*args, **more):
-        return run(*args, of='text', **more)
-
     plain = 'いろはにほへと 表ソ漢字\n' * 9999  # many times what the library converts at once
     text('convert', '-', '--to', 'shift_jis', '--output', 'out', stdin=plain)
     text('convert', '--from', '932', 'out', out=plain)
@@ -603,12 +591,8 @@ def case_texts_are_converted_as_far_as_they_tell_what_they_are():
 
 
 def case_tables_are_shown_row_by_row():
-    def table(*args, **more):
-        return run('show', *args, of='table', **more)
-
-    text = 'кот\tcat\tx\nкошка\tshe-cat\n\n\tempty\n'
-    with open('t', 'wb') as f:
-        f.write(text.encode('utf-16'))
+    table = functools.partial(run, 'show', of='table')
+    write('t', 'кот\tcat\tx\nкошка\tshe-cat\n\n\tempty\n'.encode('utf-16'))
     table('t', out='кот    cat      x\nкошка  she-cat\n\n       empty\n')
     table('t', '--columns', '2', code=1, out='кошка  she-cat\n       empty\n',
           err='kvor: t:1: more than 2 cells\nkvor: t:3: 0 cells; expected 2 cells\n')
@@ -619,12 +603,8 @@ def case_tables_are_shown_row_by_row():
 
 
 def case_documents_are_shown_and_converted():
-    def xml(*args, **more):
-        return run(*args, of='xml', **more)
-
-    with open('d', 'wb') as f:
-        f.write('<?xml version="1.0" encoding="windows-1251"?>\n<a b="1" a="&lt;&quot;&#233;"><p>mixed '
-                '<i>кот</i>\n text &amp;<![CDATA[<raw>]]></p>\n <e/></a>'.encode('cp1251'))
+    write('d', '<?xml version="1.0" encoding="windows-1251"?>\n<a b="1" a="&lt;&quot;&#233;"><p>mixed '
+          '<i>кот</i>\n text &amp;<![CDATA[<raw>]]></p>\n <e/></a>'.encode('cp1251'))
     xml('convert', 'd', '--cp', '866', out='<?xml version="1.0" encoding="cp866" standalone="no"?>\r\n'
         '<a a="&lt;&quot;e" b="1"><p>mixed <i>кот</i>\n text &amp;&lt;raw&gt;</p>\n <e/></a>', cp='cp866')
     xml('show', 'd', out='<a a="&lt;&quot;é" b="1">\n\t<p>mixed <i>кот</i>\n text &amp;&lt;raw&gt;</p>\n'
@@ -638,12 +618,9 @@ def case_documents_are_shown_and_converted():
 
 
 def case_error_files_are_shown_with_their_places():
-    def errors(*args, **more):
-        return run('show', *args, of='errors', **more)
-
-    with open('e', 'w', encoding='utf-8-sig') as f:
-        f.write('<errors><error message="узел" type="Warning"><coord line="3" column="7" name="п.txt"/>'
-                '</error>\n<error message="all"/></errors>')
+    errors = functools.partial(run, 'show', of='errors')
+    write('e', '\ufeff<errors><error message="узел" type="Warning"><coord line="3" column="7" name="п.txt"/>'
+          '</error>\n<error message="all"/></errors>')
     errors('e', out='п.txt(3,7): warning: узел\nnote: all\n')
     bad = '<errors><error message="m" type="Error"><coord line="3" name="n"/></error>'
     errors('-', '--color', 'always', stdin=bad + '</errors>', code=1,
@@ -668,9 +645,6 @@ def case_letters_of_languages():
 
 
 def case_conditions_hold_as_they_are_drawn():
-    def cond(*args, **more):
-        return run(*args, of='cond', **more)
-
     text = '(a + ^(b | c) | ^a + b) + (c | a)\n+ ^(a + d)'
     graph = cond(text, '--dot')
     labels = dict(re.findall(r'^  (\d+) \[label="(\w+)"', graph, re.M))
@@ -690,8 +664,7 @@ def case_conditions_hold_as_they_are_drawn():
 
 
 def case_demonstration_shows_what_it_did_and_what_it_lacked():
-    def demo(*args, **more):
-        return run('demo', *args, of='log', **more)
+    demo = functools.partial(run, 'demo', of='log')
     told = demo('a/b')
     assert told.startswith('a/b/analysis.html: a log for a browser, with 3 errors '), told
     assert int(told.split()[-1]) > 1000, 'conditions that were evaluated'
@@ -711,7 +684,7 @@ def case_demonstration_shows_what_it_did_and_what_it_lacked():
     assert '\r\nThe old bat' in content('c/analysis.html').decode('utf-16')
     demo('a/b/words.dat', code=2, err='a/b/words.dat: Not a directory')
     demo('/proc/x', code=2, err='kvor: /proc/x: ')
-    demo('d', code=2, err='cannot be written', preexec_fn=lambda: limit_files(9000))
+    demo('d', code=2, err='cannot be written', preexec_fn=full_disk(9000))
 
 
 # ---- the world around -----------------------------------------------------------------------
@@ -727,13 +700,13 @@ def case_full_disk():
         assert b'kvor: standard output: No space left' in done.stderr, (args, done)
 
     lines = [f'k{n:04} {"x" * 400}\n' for n in range(1000)]
-    out = run('load', 'f', '--key', '3', stdin=''.join(lines), code=2, preexec_fn=lambda: limit_files(40 * PAGE),
+    out = run('load', 'f', '--key', '3', stdin=''.join(lines), code=2, preexec_fn=full_disk(40 * PAGE),
               err='kvor: f: SYSTEM ERROR')
     stored = int(out.split()[0])
     assert 100 < stored < 1000
     run('list', 'f', out=''.join(lines[:stored]))
     assert rows('check', 'f')[-1]['sound']
-    run('header', 'w', of='term', code=2, preexec_fn=lambda: limit_files(PAGE), err='w: cannot be written')
+    run('header', 'w', of='term', code=2, preexec_fn=full_disk(PAGE), err='w: cannot be written')
     run('list', 'w', out=LISTED)  # what was there under the name
 
 
