@@ -1,34 +1,97 @@
-// The comparisons of slices, and tables of patterns.
-
+// Searches and tables of patterns: beside a naive model for all small texts and tables, and what
+// lies beyond its alphabet.
 #include "kvorlib/searcharray.h"
 
+#include <algorithm>
+#include <optional>
+
+#include "support/allwords.h"
 #include "text/bothwidths.h"
 
+namespace {
+
+using Words = std::vector<std::string>;
+
+Words WordsOver(std::string_view alphabet, std::size_t longest) {
+  Words words;
+  ForEachWord(alphabet, longest, [&](const std::string& word) { words.push_back(word); });
+  return words;
+}
+
+std::string Folded(std::string text, bool ignoreCase) {
+  if (ignoreCase) std::replace(text.begin(), text.end(), 'A', 'a');
+  return text;
+}
+
+// Where the first of the patterns stands and which it is: at one place the longest, of equals the
+// first. An empty one begins every text, but is found at a zero character only.
+std::pair<std::size_t, std::optional<std::size_t>> FirstHitIn(const std::string& text,
+                                                              const Words& patterns,
+                                                              bool anywhere) {
+  for (std::size_t at = 0; at < (anywhere ? text.size() : 1); ++at) {
+    std::optional<std::size_t> best;
+    for (std::size_t i = 0; i < patterns.size(); ++i)
+      if (text.substr(at).starts_with(patterns[i]) &&
+          (!patterns[i].empty() || !anywhere || text[at] == 0) &&
+          (!best || patterns[i].size() > patterns[*best].size()))
+        best = i;
+    if (best) return {at, best};
+  }
+  return {text.size(), std::nullopt};
+}
+
 template <class T>
-class SearchArrayTest : public testing::Test {
- public:
-  static TransArray<T> Table(const std::vector<std::pair<std::string_view, const char*>>& rows) {
+struct SearchArrayTest : testing::Test {
+  static TransArray<T> Table(const std::vector<std::pair<std::string, std::string>>& rows) {
     std::vector<STRINGPAIR<T>> pairs;
     for (const auto& [first, second] : rows) pairs.push_back({W<T>(first), W<T>(second)});
-    return TransArray<T>(pairs.data(), static_cast<int>(pairs.size()));
+    TransArray<T> table(pairs.data(), static_cast<int>(pairs.size()));
+    table.SetCaseMode(true);
+    return table;
+  }
+
+  // Each pattern stands for its number among the others.
+  static void Compare(const TransArray<T>& table, const std::string& word, const Words& patterns) {
+    const auto text = W<T>(word);
+    const auto number = [](const std::optional<std::size_t>& found) {
+      return found ? std::to_string(*found) : "none";
+    };
+    STRINGPAIR<T> begins{{}, W<T>("none")}, first = begins;
+    const auto begin = FirstHitIn(Folded(word, true), patterns, false).second;
+    ASSERT_EQ(table.CheckFirstPos(Slice(text), begins), begin.has_value());
+    ASSERT_EQ(U8(Slice(begins.second)), number(begin)) << word;
+    const auto [at, found] = FirstHitIn(Folded(word, true), patterns, true);
+    ASSERT_EQ(table.GetFirstElement(Slice(text), first), found ? text.data() + at : nullptr);
+    ASSERT_EQ(U8(Slice(first.second)), number(found)) << word;
+
+    std::string expected, rest = word;
+    for (auto [place, hit] = std::pair(at, found); hit;
+         std::tie(place, hit) = FirstHitIn(Folded(rest, true), patterns, true)) {
+      const std::size_t used = patterns[*hit].size();
+      expected += rest.substr(0, place) + std::to_string(*hit);
+      if (used == 0) expected += rest[place];
+      rest.erase(0, place + std::max<std::size_t>(used, 1));
+    }
+    auto result = text;
+    ASSERT_EQ(table.Translate(Slice(result), result), found.has_value());
+    ASSERT_EQ(U8(Slice(result)), expected + rest) << word;
   }
 };
 TYPED_TEST_SUITE(SearchArrayTest, Widths);
 
-TYPED_TEST(SearchArrayTest, APrefixIsComparedAndAPatternFoundWithAndWithoutCase) {
-  const std::tuple<std::string_view, const char*, bool, bool, int> rows[] = {
-      {"abc", "abcd", false, false, -1}, {"", "", false, true, -1},
-      {"abc", "", false, true, -1},      {"a\0b"sv, "", false, true, 1},
-      {"aabab", "ab", false, false, 1},  {"abcab", "abd", false, false, -1},
-      {"aBcb", "AbC", true, true, 0},    {"xAb", "aB", false, false, -1},
-      {"xAb", "aB", true, false, 1},     {"xab", "AB", true, false, 1},
-      {"ab[", "{", true, false, -1}};
-  for (const auto& [content, sought, ignoreCase, begins, place] : rows) {
-    const auto text = W<TypeParam>(content), pattern = W<TypeParam>(sought);
-    EXPECT_EQ(StrEQU(Slice(text), pattern.c_str(), ignoreCase), begins) << content << sought;
-    EXPECT_EQ(MyMemStr(Slice(text), pattern.c_str(), ignoreCase),
-              place < 0 ? nullptr : text.data() + place)
-        << content << sought;
+TYPED_TEST(SearchArrayTest, PrefixesAndPlacesAreThoseOfAllShortTextsAndPatterns) {
+  for (const bool ignoreCase : {false, true}) {
+    for (const std::string& word : WordsOver(std::string_view("aA[\0", 4), 4)) {
+      for (const std::string& pattern : WordsOver("aA{", 3)) {
+        const auto text = W<TypeParam>(word), sought = W<TypeParam>(pattern);
+        const std::string key = Folded(word, ignoreCase), wanted = Folded(pattern, ignoreCase);
+        ASSERT_EQ(StrEQU(Slice(text), sought.c_str(), ignoreCase), key.starts_with(wanted));
+        const std::size_t at = wanted.empty() ? key.find('\0') : key.find(wanted);
+        ASSERT_EQ(MyMemStr(Slice(text), sought.c_str(), ignoreCase),
+                  at == key.npos ? nullptr : text.data() + at)
+            << word << ' ' << pattern << ' ' << ignoreCase;
+      }
+    }
   }
 }
 
@@ -39,33 +102,31 @@ TEST(WideText, BeyondEightBitsFoldsCaseInAllCharactersButTheFirstOneOfASearch) {
   EXPECT_TRUE(StrEQU(Slice(text), u"приВЕТ", true));
 }
 
-TYPED_TEST(SearchArrayTest, TheFirstPlaceWinsThenTheLongestPatternAndNothingReachesBehindAHit) {
-  auto table = this->Table({{"a", ""}, {"abc", ""}, {"bcd", ""}, {"ab", ""}, {"x", ""}});
-  table.GetArray().push_back({W<TypeParam>("yabcd"), {}});
-  const std::tuple<const char*, const char*, int> rows[] = {
-      {"_abcd", "abc", 1}, {"_xbcd", "x", 1}, {"_abd", "ab", 1}, {"_yabcd", "abc", 2}};
-  for (const auto& [content, pattern, place] : rows) {
-    const auto text = W<TypeParam>(content);
-    STRINGPAIR<TypeParam> first, anywhere;
-    EXPECT_TRUE(table.CheckFirstPos(Slice(text) += place, first));
-    EXPECT_EQ(table.GetFirstElement(Slice(text), anywhere), text.data() + place) << content;
-    EXPECT_EQ(U8(Slice(first.first)) + U8(Slice(anywhere.first)), pattern + std::string(pattern));
+TYPED_TEST(SearchArrayTest, TheFirstPlaceThenTheLongestPatternWinsInAllTablesOfThree) {
+  const Words all = WordsOver("ab", 3), texts = WordsOver(std::string_view("aAb\0", 4), 4);
+  for (const std::string& one : all) {
+    for (const std::string& two : all) {
+      for (const std::string& three : {std::string("ab"), std::string("bba"), std::string()}) {
+        const auto table = this->Table({{one, "0"}, {two, "1"}, {three, "2"}});
+        for (const std::string& word : texts) this->Compare(table, word, {one, two, three});
+        if (this->HasFatalFailure()) FAIL() << one << ' ' << two << ' ' << three;
+      }
+    }
   }
-  STRINGPAIR<TypeParam> none;
-  EXPECT_EQ(table.GetFirstElement(Slice(W<TypeParam>("_bd")), none), nullptr);
 }
 
-TYPED_TEST(SearchArrayTest, TranslationReplacesEveryPatternAndNeverWhatItPutIn) {
-  auto table = this->Table({{"a", "aa"}, {"LT", "<"}, {"", "!"}, {"b\0c"sv, "B"}, {"bd", "<"}});
-  table.SetCaseMode(true);
-  const std::tuple<std::string_view, std::string_view, bool> rows[] = {
-      {"", "", false},       {"xyz", "xyz", false},       {"aa", "aaaa", true},
-      {"xlty", "x<y", true}, {"x\0y"sv, "x!\0y"sv, true}, {"ab", "aaB", true}};
-  for (const auto& [before, after, replaced] : rows) {
-    auto text = W<TypeParam>(before);
-    EXPECT_EQ(table.Translate(Slice(text), text), replaced) << before;
-    EXPECT_EQ(U8(Slice(text)), after);
-  }
-  for (const auto& [second, first] : {std::pair{"<", "LT"}, {"b", "b"}, {"a", "a"}, {"<<", "<<"}})
-    EXPECT_EQ(U8(Slice(table.ReverseSubst(W<TypeParam>(second)))), first);
+TYPED_TEST(SearchArrayTest, WhatWasAddedLastIsSoughtLastAndAZeroEndsAPattern) {
+  auto table = this->Table({{"abc", "1"}, {std::string("b\0c", 3), "2"}, {"x", "1"}});
+  table.GetArray().push_back({W<TypeParam>("_abcd"), {}});
+  STRINGPAIR<TypeParam> found;
+  const auto text = W<TypeParam>("_abcd");
+  EXPECT_EQ(table.GetFirstElement(Slice(text), found), text.data() + 1)
+      << "what reaches behind a hit is not seen";
+  auto zero = W<TypeParam>("abd!");
+  EXPECT_TRUE(table.Translate(Slice(zero), zero));
+  EXPECT_EQ(U8(Slice(zero)), "a2") << "but its length counts";
+  EXPECT_EQ(U8(Slice(table.ReverseSubst(W<TypeParam>("1")))), "abc");
+  EXPECT_EQ(U8(Slice(table.ReverseSubst(W<TypeParam>("b")))), "b");
 }
+
+}  // namespace
