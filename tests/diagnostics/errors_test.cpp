@@ -37,17 +37,22 @@ TEST(ErrDescr, TextLeavesOutWhatIsNotKnown) {
   for (const auto& [descr, text] : cases) EXPECT_EQ(TextOf(descr), text);
 }
 
-TEST(ErrProc, MergesAtOnePlaceAndRaisesTheEntryAlone) {
+TEST(ErrProc, MergesAtOnePlaceAndNamesTheNamelessAfterTheDocument) {
   ErrProc errors;
-  errors.ProcError(Warning, u"one", u"doc", 1, 2, 3);
+  errors.SetDocName(u"doc");
+  const ErrDescr mine = Descr(Warning, u"one", 1, u"");
+  errors.ProcError(mine);
+  EXPECT_EQ(mine.GetEName(), u"doc") << "the caller's own record is named, too";
   errors.ProcError(Error, u"two\n", u"doc", 1, 2, 3);
-  errors.ProcError(Warning, u"three", u"doc", 1, 2, 3);
-  EXPECT_EQ(TextOf(errors), u"doc(1,2) Error: one\r\ntwo\nthree\r\n");
-  EXPECT_EQ(errors.GetMostSeriousError(), Warning);
-
-  errors.ProcError(Error, u"elsewhere", u"doc", 1, 2, 4);
-  errors.ProcError(Warning, u"back", u"doc", 1, 2, 3);
-  EXPECT_EQ(errors.GetENum(), 3U) << "only the last entry is merged into";
+  errors.ProcError(Warning, u"three", u"", 1, 2, 3);
+  EXPECT_EQ(errors.GetMostSeriousError(), Warning) << "the entry alone was raised";
+  errors.SetDocName(u"next");
+  errors.ProcError(Warning, u"renamed", u"", 1, 2, 3);
+  errors.ProcError(Error, u"longer", u"", 1, 2, 4);
+  errors.ProcError(Warning, u"back", u"", 1, 2, 3);
+  EXPECT_EQ(TextOf(errors),
+            u"doc(1,2) Error: one\r\ntwo\nthree\r\nnext(1,2) Warning: renamed\r\n"
+            u"next(1,2) Error: longer\r\nnext(1,2) Warning: back\r\n");
   EXPECT_EQ(errors.GetMostSeriousError(), Error);
 }
 
@@ -77,30 +82,17 @@ TEST(ErrProc, FatalIsNeverMergedButIsMergedIntoAndThrownOnce) {
   EXPECT_EQ(errors.GetError(12).message, u"warning\r\nwarning");
 }
 
-TEST(ErrProc, NamelessDiagnosticTakesTheDocumentNameForGood) {
-  ErrProc errors;
-  errors.SetDocName(u"first");
-  const ErrDescr mine = Descr(Error, u"a", 1, u"");
-  errors.ProcError(mine);
-  errors.SetDocName(u"second");
-  EXPECT_EQ(mine.GetEName(), u"first") << "the caller's own record is named, too";
-  errors.ProcError(Error, u"a", u"", 1, 2, 3);
-  EXPECT_EQ(TextOf(errors), u"first(1,2) Error: a\r\nsecond(1,2) Error: a\r\n");
-}
-
 TEST(ErrProc, LimitIsExceededOnlyByMoreThanIt) {
   ErrProc errors;
-  const auto reset = [&](int limit, int count) {
+  for (const auto& [limit, count] : {std::pair(3, 3), {0, 10}, {-1, 10}, {3, 4}}) {
     errors.Reset(limit, true);
     EXPECT_EQ(errors.GetMostSeriousError(), ErrData::ERR_NONE);
     for (int i = 0; i < count; ++i) errors.ProcError(Descr(Warning, u"w", i));
-  };
-  for (const auto& [limit, count] : {std::pair(3, 3), {0, 10}, {-1, 10}}) {
-    reset(limit, count);
-    EXPECT_NO_THROW(errors.CheckMaxNum()) << limit;
+    if (count == 4)
+      EXPECT_THROW(errors.CheckMaxNum(), ErrDescr);
+    else
+      EXPECT_NO_THROW(errors.CheckMaxNum()) << limit;
   }
-  reset(3, 4);
-  EXPECT_THROW(errors.CheckMaxNum(), ErrDescr);
   EXPECT_EQ(errors.GetENum(), 5U);
   EXPECT_TRUE(errors.GetError(4) == Descr(Fatal, u"Limit of error messages (3) exceed", 3));
 }

@@ -2,7 +2,9 @@
 #include "kvorlib/messages.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <cstring>
 #include <string>
 
@@ -113,6 +115,33 @@ TEST_F(MessLoggerTest, FileTakesAMarkInEveryModeAndEverythingAtOnce) {
   EXPECT_FALSE(writer.OpenLog(Wide("no/where"), u"wb") || writer.Write(u"lost"));
   ASSERT_TRUE(writer.OpenLog(u"/dev/full", u"wb"));
   EXPECT_FALSE(writer.Write(u"x") || logger.LogMessage(MC_ALWAYS, u"%d", 1));
+}
+
+// Does it while files take no more than this many bytes.
+template <class Work>
+void InLittleRoom(rlim_t bytes, Work work) {
+  rlimit former{};
+  getrlimit(RLIMIT_FSIZE, &former);
+  const rlimit limit = {bytes, former.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  work();
+  setrlimit(RLIMIT_FSIZE, &former);
+  std::signal(SIGXFSZ, handler);
+}
+
+TEST_F(MessLoggerTest, FullDiskTakesWholeCharactersAndMoreOfThemWhenThereIsRoom) {
+  FileLogWriter writer;
+  ASSERT_TRUE(writer.OpenLog(file, u"wb"));
+  std::u16string expected = u"\uFEFF";
+  for (const std::size_t room : {1001, 2001}) {  // which ends in the middle of a character
+    InLittleRoom(room, [&] {
+      for (int i = 0; i < 200; ++i) writer.Write(u"кот");
+    });
+    for (std::size_t i = 0; expected.size() < room / 2; ++i) expected += u"кот"[i % 3];
+  }
+  EXPECT_TRUE(writer.Write(u"!"));
+  EXPECT_TRUE(Logged() == expected + u'!') << Logged().size();
 }
 
 TEST_F(MessLoggerTest, SafeWriterEscapesPlainTextAlone) {
