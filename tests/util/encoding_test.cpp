@@ -1,5 +1,5 @@
 // Conversions of texts in one piece and in several, the current code page and the functions with
-// static results; case, unit by unit.
+// static results; which buffers count as UTF-16; case, unit by unit.
 
 #include "kvorlib/encoding.h"
 
@@ -8,12 +8,15 @@
 #include <utf8.h>
 
 #include <cerrno>
+#include <numeric>
 
+#include "support/allwords.h"
 #include "util/textsupport.h"
 #include "util/utf8.h"
 
 namespace {
 
+using namespace std::string_literals;
 using namespace std::string_view_literals;
 using testing::PrintToString;
 using testing::StartsWith;
@@ -36,21 +39,13 @@ TEST(Utf8, EachBadByteAndLoneSurrogateGivesOneReplacement) {
 }
 
 TEST(Utf8, TraitsOfATextAreTheOnesThatEachOfItsLettersTells) {
-  for (const std::string all =
-           "\t z\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5";
-       const char a : all) {
-    for (const char b : all) {
-      for (const char c : all) {
-        for (const char d : all) {
-          const std::string text{a, b, c, d};
-          const auto [valid, hasControls] = util::TraitsOf(text);
-          ASSERT_EQ(valid, utf8::is_valid(text.begin(), text.end())) << PrintToString(text);
-          ASSERT_EQ(hasControls, text.find('\t') != text.npos) << PrintToString(text);
-        }
-      }
-    }
-  }
-  EXPECT_TRUE(util::TraitsOf("").valid && !util::TraitsOf("\xE2\x82").valid);
+  const std::string letters =
+      "\t z\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5";
+  ForEachWord(letters, 4, [](const std::string& text) {
+    const auto [valid, hasControls] = util::TraitsOf(text);
+    ASSERT_EQ(valid, utf8::is_valid(text.begin(), text.end())) << PrintToString(text);
+    ASSERT_EQ(hasControls, text.find('\t') != text.npos) << PrintToString(text);
+  });
 }
 
 TEST(Conversion, TakesTheCodePageFromTheArgumentOrTheProcess) {
@@ -150,6 +145,43 @@ TEST(StaticResults, LiveUntilTheNextCallOfTheSameFunction) {
   EXPECT_THAT(Words([] { TSTR2STR(u"a"); }), StartsWith("UTF16 to ANSI conversion error\n"));
   EXPECT_THAT(Words([] { STR2TSTR("a"); }), StartsWith("ANSI to UTF16 conversion error\n"));
   EXPECT_STREQ(fromWide, "\xA4\xAE\xAC");
+}
+
+const std::u16string kRussian = u"Съешь же ещё этих мягких французских булок, да выпей чаю.\r\n";
+const std::u16string kEnglish = u"The quick brown fox jumps over the lazy dog.\r\n";
+const std::u16string kChinese = u"人人生而自由在尊严和权利上一律平等他们赋有理性和良心";
+const std::u16string kXml = u"<?xml version=\"1.0\"?>\r\n<слово>дом</слово>";
+
+bool LooksWide(const std::string& bytes) {
+  return CheckUnicode(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+TEST(CheckUnicode, SaysYesToLittleEndianText) {
+  for (const std::u16string& text :
+       {kRussian, kEnglish, kXml, kChinese, u"12345"s, u"\r\n"s, u"П"s, u"a"s, u"\uFEFF"s,
+        u"\uFEFF" + kChinese, kRussian.substr(0, 25)})
+    EXPECT_TRUE(LooksWide(Encoded(1200, text))) << PrintToString(text);
+  EXPECT_TRUE(LooksWide(Encoded(1200, u"текст 😀").substr(0, 14))) << "cut inside the pair";
+  EXPECT_TRUE(LooksWide(Encoded(1251, u"яюшка идет"))) << "begins as the mark does";
+}
+
+TEST(CheckUnicode, SaysNoToNarrowAndBigEndianTextAndBytesOfNone) {
+  for (const char* text : {"", "a", "ab", "abc", "Bush hid the facts", "this app can break",
+                           "aaaa aaa aaa aaaaa", "  ", "\r\n", "line\r\nline\r\n"})
+    EXPECT_FALSE(LooksWide(text)) << text;
+  for (int codePage : {65001, 1251, 866, 20866})
+    for (const auto& text : {kRussian, kXml, kRussian.substr(0, 5), kRussian.substr(0, 6)})
+      EXPECT_FALSE(LooksWide(Encoded(codePage, text))) << codePage;
+  for (const auto& text : {kRussian, kEnglish, u"\uFEFF" + kRussian, u"\uFEFF"s})
+    EXPECT_FALSE(LooksWide(Encoded(1201, text)) || LooksWide(Encoded(1200, text) + "x"));
+  std::string everyByte(256, '\0');
+  std::iota(everyByte.begin(), everyByte.end(), '\0');
+  for (const std::string& bytes :
+       {Encoded(65001, kRussian).substr(0, 32), Encoded(65001, u"\uFEFF1"), Encoded(936, kChinese),
+        Encoded(932, u"日本語の文章はこう書きます。"), Encoded(1200, u"текст\0текст"s), everyByte,
+        std::string(2, '\0'), "narrow text\0"s})
+    EXPECT_FALSE(LooksWide(bytes)) << PrintToString(bytes);
+  EXPECT_FALSE(CheckUnicode("\xFF\xFE", -2));
 }
 
 TEST(LetterCase, MapsUnitByUnit) {

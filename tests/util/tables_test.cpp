@@ -35,9 +35,6 @@ struct TablesTest : testing::Test {
     }
   }
   std::string Bytes() const { return folder.Read("таблица"); }
-  static std::string Utf16(const std::u16string& text) {
-    return {reinterpret_cast<const char*>(text.data()), 2 * text.size()};
-  }
   // What was told since the last time.
   static std::u16string Told() { return std::exchange(told, u""); }
 
@@ -68,8 +65,8 @@ TEST_F(TablesTest, LinesBecomeCellsAndWrongNumbersOfThemAreTold) {
 }
 
 TEST_F(TablesTest, EncodingsAreFoundOut) {
-  EXPECT_EQ(Read(Utf16(u"\xFEFFкот\tcat\r\n"), 2), u"[кот][cat];");
-  EXPECT_EQ(Read(Utf16(u"кот\tcat and dog\r\n"), 2), u"[кот][cat and dog];");
+  EXPECT_EQ(Read(Encoded(1200, u"\xFEFFкот\tcat\r\n"), 2), u"[кот][cat];");
+  EXPECT_EQ(Read(Encoded(1200, u"кот\tcat and dog\r\n"), 2), u"[кот][cat and dog];");
   SetCP(1251);
   EXPECT_EQ(Read("\xEA\xEE\xF2\tcat\r\n", 2), u"[кот][cat];");
   EXPECT_EQ(Read("\xEF\xBB\xBFкот", 1), u"[кот];");
@@ -91,7 +88,7 @@ TEST_F(TablesTest, WriterFillsShortRowsUpAndCutsLongOnes) {
   EXPECT_FALSE(copy.Write({u"1", u"2", u"3", u"4"}));
   EXPECT_TRUE(copy.Close() && table.Close());
   EXPECT_FALSE(table.Write({u"x"}) || table.Create(name, 1)) << "taken for good";
-  EXPECT_EQ(Bytes(), Utf16(u"\uFEFFa;;c\r\nд;;\r\n1;2;3\r\n"));
+  EXPECT_EQ(Bytes(), Encoded(1200, u"\uFEFFa;;c\r\nд;;\r\n1;2;3\r\n"));
 }
 
 struct Headed : TableBuf {

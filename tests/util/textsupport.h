@@ -18,8 +18,15 @@ inline std::u16string Decoded(int codePage, std::string_view text) {
   return platform::DecodeCodePage(codePage, text, out) ? out : u"no such page";
 }
 
+// 1200 and 1201 are UTF-16, low and high byte first.
 inline std::string Encoded(int codePage, std::u16string_view text) {
   std::string out;
+  if (codePage == 1200 || codePage == 1201) {
+    for (const char16_t unit : text)
+      for (const int byte : {codePage - 1200, 1201 - codePage})
+        out += static_cast<char>(unit >> (8 * byte));
+    return out;
+  }
   return platform::EncodeCodePage(codePage, text, 1000, out) ? out : "no such page";
 }
 

@@ -5,6 +5,8 @@
 
 namespace {
 
+using namespace std::string_view_literals;
+
 std::string Repeated(const std::string& text, int times) {
   std::string all;
   for (int i = 0; i < times; ++i) all += text;
@@ -30,7 +32,7 @@ TEST(Encodings, DocumentReadsAlikeAndItsCodePageIsReported) {
     doc.SetCP(7);
     doc.SetCallback(&events, XMLDoc::DC_READ);
     const std::u16string document = mark + declaration + u"<а б='в'>Где\r\nя</а>";
-    EXPECT_TRUE(LoadBytes(doc, Encode(encodedIn, document)));
+    EXPECT_TRUE(LoadBytes(doc, Encoded(encodedIn, document)));
     EXPECT_TRUE(doc.LoadFromString(document)) << "wide text is what it is";
     const std::u16string log = u"^<а б=в>[Где][\n][я]</а>";
     EXPECT_EQ(events.log, log + log) << encodedIn;
@@ -39,7 +41,7 @@ TEST(Encodings, DocumentReadsAlikeAndItsCodePageIsReported) {
   XMLDoc doc;
   const std::u16string unknown = u"<?xml version='1.0' encoding='klingon'?><a/>";
   for (const int encodedIn : {65001, 1200})
-    EXPECT_THROW(LoadBytes(doc, Encode(encodedIn, unknown)), Except);
+    EXPECT_THROW(LoadBytes(doc, Encoded(encodedIn, unknown)), Except);
   EXPECT_THROW(doc.LoadFromString(unknown), Except);
   EXPECT_TRUE(LoadBytes(doc, "<a/>"));
 }
@@ -53,23 +55,22 @@ TEST(Faults, SayWhatAndWhereBehindTheEventsBefore) {
   const std::tuple<std::string, std::u16string, std::u16string> cases[] = {
       {"", u"^doc(1,1)", u"no element found"},
       {"<a>\r\n<b>\r\r\n \xD0\xAF</c>", u"^<a>[\n]<b>[\n][\n]doc(4,5)", u"mismatched tag"},
-      {Encode(1200, u"\uFEFF<a>\r\n\U0001F600ёж</c>"), u"^<a>[\n]doc(2,6)", u"mismatched tag"},
+      {Encoded(1200, u"\uFEFF<a>\r\n\U0001F600ёж</c>"), u"^<a>[\n]doc(2,6)", u"mismatched tag"},
       {"<!DOCTYPE a [<!ENTITY e '<b>'>]>\n<a>\n &e;</a>", u"^<a>[\n][ ]<b>doc(3,2)",
        u"asynchronous entity"},
-      {Encode(1200, {u'<', u'a', u'>', 0}), u"^<a>doc(1,4)", u"zero character"},
-      {Encode(1200, {u'\uFEFF', u'<', 0, u'a', 0, u'/', 0, u'>', 0}), u"^doc(1,2)",
-       u"zero character"},
-      {"\xEF\xBB\xBF" + Encode(1201, u"\uFEFF<a/>"), u"^doc(1,1)", badBytes},
+      {Encoded(1200, u"<a>\0"sv), u"^<a>doc(1,4)", u"zero character"},
+      {Encoded(1200, u"\uFEFF<\0a\0/\0>\0"sv), u"^doc(1,2)", u"zero character"},
+      {"\xEF\xBB\xBF" + Encoded(1201, u"\uFEFF<a/>"), u"^doc(1,1)", badBytes},
       {"<a>\n\xD0\xAF\xFF</a>", u"^<a>[\n]doc(2,2)", badBytes},
       {"<a><b c='\xD0", u"^<a>doc(1,4)", badBytes},
-      {Encode(1201, u"<a>я\xD800</a>"), u"^<a>doc(1,5)", badBytes},
-      {Encode(1200, u"<a/>") + "\n", u"^<a></a>doc(1,5)", badBytes},
+      {Encoded(1201, u"<a>я\xD800</a>"), u"^<a>doc(1,5)", badBytes},
+      {Encoded(1200, u"<a/>") + "\n", u"^<a></a>doc(1,5)", badBytes},
       {declared("us-ascii", "<a>\xDF</a>"), u"^<a>doc(2,4)", badBytes},
       {declared("windows-1253", "<a>\xE1\xD2</a>"), u"^<a>doc(2,5)", badBytes},
       {declared("gb2312", "<a>\xD6\xD0<c/>\x81\x20</a>"), u"^<a>[中]<c></c>doc(2,9)", badBytes},
       {declared("euc-jp", "<a>\xA4\xA2\xA4 </a>"), u"^<a>doc(2,5)", badBytes},
       {declared("utf-16", "<a/>"), u"doc(1,31)", wrong},
-      {Encode(1200, u"<?xml version='1.0'\nencoding='utf-8'?><a/>"), u"doc(2,11)", wrong},
+      {Encoded(1200, u"<?xml version='1.0'\nencoding='utf-8'?><a/>"), u"doc(2,11)", wrong},
       {"\xEF\xBB\xBF" + declared("koi8-r", "<a/>"), u"doc(1,31)", wrong},
       {declared("x-mac-japanese", "<a/>"), u"doc(1,31)",
        u"encoding of the XML declaration is not supported"}};

@@ -31,16 +31,6 @@ struct EventLog : DataConstr {
   std::function<bool(const std::u16string& event)> hook;
 };
 
-// In a code page; 1200 and 1201 are UTF-16, low and high byte first.
-inline std::string Encode(int codePage, const std::u16string& text) {
-  if (codePage != 1200 && codePage != 1201) return Encoded(codePage, text);
-  std::string bytes;
-  for (const char16_t unit : text)
-    for (const int byte : {codePage - 1200, 1201 - codePage})
-      bytes += static_cast<char>(unit >> (8 * byte));
-  return bytes;
-}
-
 inline bool LoadBytes(XMLDoc& doc, const std::string& bytes) {
   return doc.LoadArray(bytes.data(), static_cast<int>(bytes.size()), u"doc");
 }

@@ -74,7 +74,7 @@ TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
     EXPECT_TRUE(doc.SaveFile(Wide(path)));
     std::ifstream file(path, std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}),
-              mark + Encode(codePage, document));
+              mark + Encoded(codePage, document));
   }
 }
 
