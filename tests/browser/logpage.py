@@ -316,7 +316,7 @@ for chosen in sys.argv[3:] or CASES:
         os.chdir(folder)
         os.environ.update(HOME=folder, USERPROFILE=folder, XDG_CONFIG_HOME='')
         subprocess.run([tool, 'log', 'demo', '.'], check=True, stdout=subprocess.DEVNULL)
-        subprocess.run([writer, folder], check=True)
+        subprocess.run([writer], check=True)
         language = 'ru' if 'russian' in chosen else 'en'
         with Browser(f'{folder}/browser', language=language) as browser:
             CASES[chosen](browser)

@@ -1,5 +1,6 @@
-// Writes logs for the browser tests: odd texts, and a long row of sections. The texts that a reader
-// of the page has to see stand in UTF-8 in the file texts.txt, each ended by a zero byte.
+// Writes logs for the browser tests into the current folder: odd texts, and a long row of sections.
+// The texts that a reader of the page has to see stand in UTF-8 in the file texts.txt, each ended
+// by a zero byte.
 #include <fstream>
 #include <string>
 #include <vector>
@@ -21,26 +22,14 @@ const std::vector<std::u16string> Texts = {
     std::u16string(20000, u'x') + u"END",
 };
 
-class Folder {
- public:
-  explicit Folder(const char* path) : base(path) {}
-  std::string Path(const char* name) const { return base + '/' + name; }
-  bool Open(LogHTML& log, const char* name) const {
-    return log.OpenLog(A2U(Path(name), 65001), true, 'S', nullptr);
-  }
-
- private:
-  std::string base;
-};
-
 // Every text in a folded section of a folded one; beside them what may go wrong around sections.
-bool WriteOdd(const Folder& folder) {
+bool WriteOdd() {
   LogHTML log;
-  if (!folder.Open(log, "odd.html")) return false;
+  if (!log.OpenLog(u"./odd.html", true, 'S', nullptr)) return false;
   LogStringMessage(MC_LOG, u"Before all sections\r\n");
   log.foldNext = true;
   const int outer = log.OpenDiv(Texts[0], u"", u"header");
-  std::ofstream expected(folder.Path("texts.txt"), std::ios::binary);
+  std::ofstream expected("texts.txt", std::ios::binary);
   for (const std::u16string& text : Texts) {
     log.foldNext = true;
     const int inner = log.OpenDiv(u"Text", u"", u"header");
@@ -61,10 +50,10 @@ bool WriteOdd(const Folder& folder) {
 }
 
 // One section of a row has a long row of its own.
-bool WriteLong(const Folder& folder) {
+bool WriteLong() {
   constexpr int Rows = 2000;
   LogHTML log;
-  if (!folder.Open(log, "long.html")) return false;
+  if (!log.OpenLog(u"./long.html", true, 'S', nullptr)) return false;
   for (int row = 1; row <= Rows; ++row) {
     const int section = log.OpenDiv(u"Row", u"", u"header");
     LogMessage(MC_LOG, u"row %d\r\n", row);
@@ -80,12 +69,11 @@ bool WriteLong(const Folder& folder) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
   std::u16string words;
   KBEnv::KBMap& bases = *KBEnv::GetKBMap();
-  if (argc != 2 || !bases.StartUp(words, u"<LOCAL>")) return 2;
-  const Folder folder(argv[1]);
-  const bool written = WriteOdd(folder) && WriteLong(folder);
+  if (!bases.StartUp(words, u"<LOCAL>")) return 2;
+  const bool written = WriteOdd() && WriteLong();
   bases.ShutDown();
   return written ? 0 : 1;
 }

@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/knowledgebase.h"
 #include "support/tempfolder.h"
+#include "util/textsupport.h"
 
 namespace {
 
@@ -20,33 +20,33 @@ struct HtmlLogTest : testing::Test {
   HtmlLogTest() {
     fs::create_directories(templates);
     fs::create_directory(folder.Path("run"));
-    std::ofstream(templates / "term.xml") << "<t><term name='noun' code='1'/></t>";
-    Put(templates / "header.html", u"[H]");
-    Put(templates / "footer.html", u"[F]");
-    for (const char* name : {"plus.png", "minus.png", "nada.png"}) Put(templates / name, u"1");
+    folder.Write("Data/Config/term.xml", "<t><term name='noun' code='1'/></t>");
+    for (const auto& [name, text] : {std::pair("header.html", u"[H]"),
+                                     {"footer.html", u"[F]"},
+                                     {"plus.png", u"1"},
+                                     {"minus.png", u"1"},
+                                     {"nada.png", u"1"}})
+      Put(std::string("Data/Config/") + name, text);
     fs::current_path(folder.Path("run"));
     std::u16string msg;
-    EXPECT_TRUE(base.LoadFromBuf(u"logs", A2U("Root=\"" + folder.Path() + "\"", 65001), msg));
+    EXPECT_TRUE(base.LoadFromBuf(u"logs", u"Root=\"" + folder.Wide("") + u'"', msg));
     EXPECT_TRUE(base.SetDefaultKB(u"logs", msg));
   }
   ~HtmlLogTest() override {
     fs::current_path(former);
     base.ShutDown();
   }
-  static void Put(const fs::path& path, const std::u16string& text) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(text.data()), static_cast<long>(text.size()) * 2);
+  void Put(const std::string& name, const std::u16string& text) const {
+    folder.Write(name, Encoded(1200, text));
   }
   std::u16string Read(const std::string& name) const {
-    std::stringstream bytes;
-    bytes << std::ifstream(folder.Path("run/" + name), std::ios::binary).rdbuf();
-    std::u16string text(bytes.str().size() / 2, u'\0');
-    bytes.read(reinterpret_cast<char*>(text.data()), static_cast<long>(text.size()) * 2);
+    const std::string bytes = folder.Read("run/" + name);
+    std::u16string text(bytes.size() / 2, u'\0');
+    std::memcpy(text.data(), bytes.data(), text.size() * 2);
     return text;
   }
-  std::u16string Wide(const std::string& name) const { return A2U(folder.Path(name), 65001); }
   bool Open(const std::u16string& name, bool html = true, char mode = 'S') {
-    return log.OpenLog(Wide("run/") + name, html, mode, nullptr);
+    return log.OpenLog(folder.Wide("run/") + name, html, mode, nullptr);
   }
 
   KBEnv::KBMap& base = *KBEnv::GetKBMap();
@@ -68,7 +68,7 @@ TEST_F(HtmlLogTest, SectionsAreMarkedUpAndTheirTitlesCleaned) {
   log.Error(u"<i>");
   log.LegendError(u"<2>");
   EXPECT_EQ(log.CloseDiv(2, 0), 0);
-  EXPECT_EQ(log.CloseLog(), Wide("run/Разбор.html"));
+  EXPECT_EQ(log.CloseLog(), folder.Wide("run/Разбор.html"));
   LogStringMessage(MC_ALWAYS, u"swallowed");
   EXPECT_EQ(Read("Разбор.html"),
             u"[H]\uFEFF<h1 id=\"h1\" onclick=\"toggle('_1')\">a b c &lt;&quot;&amp;&gt;</h1>"
@@ -112,7 +112,7 @@ TEST_F(HtmlLogTest, SidePagesOpenBehindTheThresholdAndImagesAreNumbered) {
   }
   log.ResetAlternatives(true);
   EXPECT_EQ(log.altThreshold, -1);
-  EXPECT_EQ(log.GetImageFileName(u"png"), Wide("run") + u"//tree-100-b.png");
+  EXPECT_EQ(log.GetImageFileName(u"png"), folder.Wide("run") + u"//tree-100-b.png");
   log.InsertImageRef(u"png");
   log.InsertImageRef(u"svg");
   const auto link = [](const std::u16string& k) {
@@ -128,8 +128,8 @@ TEST_F(HtmlLogTest, SidePagesOpenBehindTheThresholdAndImagesAreNumbered) {
 
 TEST_F(HtmlLogTest, FolderTakesNewerTemplatesAndLosesTheFilesOfEarlierRuns) {
   for (const char* name : {"tree-1-b*.png", "alts-7-b*.html", "tree-b*", "tree-1-bc.png"})
-    Put(folder.Path(std::string("run/") + name), u"");
-  Put(folder.Path("run/plus.png"), u"0");
+    Put(std::string("run/") + name, u"");
+  Put("run/plus.png", u"0");
   fs::last_write_time(folder.Path("run/plus.png"), fs::last_write_time(templates / "plus.png"));
   ASSERT_TRUE(Open(u"b*"));
   EXPECT_EQ(Read("plus.png"), u"0") << "as old as its template";
@@ -155,7 +155,7 @@ TEST_F(HtmlLogTest, TextLogHasTitlesAlone) {
 }
 
 TEST_F(HtmlLogTest, WithoutAHeaderTheRunGoesOnAsTextAndWithoutAFileNotAtAll) {
-  ASSERT_TRUE(log.OpenLog(Wide("run/c.html"), true, 'S', u"nowhere.html"));
+  ASSERT_TRUE(log.OpenLog(folder.Wide("run/c.html"), true, 'S', u"nowhere.html"));
   EXPECT_EQ(log.OpenDiv(u"<", u"", u"header"), 0);
   EXPECT_EQ(Read("c.html"), u"\uFEFF\r\n<\r\n");
   log.CloseLog();

@@ -2,8 +2,6 @@
 
 #include "kvorlib/textbuffer.h"
 
-#include <fstream>
-
 #include "support/tempfolder.h"
 #include "text/bothwidths.h"
 
@@ -29,7 +27,7 @@ class TextBufferTest : public testing::Test {
     return U8(all);
   }
   const char* Write(std::string_view bytes) {
-    std::ofstream(folder.Path("текст 😀"), std::ios::binary) << bytes;
+    folder.Write("текст 😀", std::string(bytes));
     return "текст 😀";
   }
 

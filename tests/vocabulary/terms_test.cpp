@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/knowledgebase.h"
@@ -31,8 +29,7 @@ struct TermsTest : testing::Test {
       </group>
       <term name="12:" code="2000"><group name="within" code="2001"/></term></v>)");
     std::u16string words;
-    const std::u16string root = A2U(folder.Path("Словарь"), 65001);
-    EXPECT_TRUE(base.LoadFromBuf(u"test", u"Root=\"" + root + u"\"", words));
+    EXPECT_TRUE(base.LoadFromBuf(u"test", u"Root=\"" + folder.Wide("Словарь") + u'"', words));
     EXPECT_TRUE(base.SetDefaultKB(u"test", words)) << U2A(words, 65001);
   }
   ~TermsTest() override {
@@ -40,13 +37,11 @@ struct TermsTest : testing::Test {
     SetTermMap(nullptr);
     UnloadTerm();
   }
-  void GiveDefault(const char* xml) { std::ofstream(folder.Path(Default)) << xml; }
+  void GiveDefault(const char* xml) { folder.Write("Словарь/Data/Config/term.xml", xml); }
   bool Load(const char* xml) {
-    std::ofstream(folder.Path("more")) << xml;
-    return LoadTerm(A2U(folder.Path("more"), 65001).c_str());
+    folder.Write("more", xml);
+    return LoadTerm(folder.Wide("more").c_str());
   }
-
-  static constexpr const char* Default = "Словарь/Data/Config/term.xml";
 
   TempFolder folder;
   KBEnv::KBMap& base = *KBEnv::GetKBMap();
@@ -141,13 +136,10 @@ TEST_F(TermsTest, HeaderHoldsNamesMadeIdentifiersInTheOrderOfCodes) {
   UnloadTerm();
   ASSERT_TRUE(Load(R"(<v><term name="ABC" code="12AB"/><term name="b" code="2"/></v>)"));
   ASSERT_TRUE(CreateHeader(folder.Path("я.h").c_str()));
-  std::ostringstream text;
-  text << std::ifstream(folder.Path("я.h")).rdbuf();
-  EXPECT_THAT(text.str(),
-              testing::HasSubstr("LOADED   1\n\n\n//\xC3\xEE\xEB\xEE\xE2\xED\xEE\xE9 "));
-  EXPECT_THAT(text.str(),
-              testing::EndsWith("\n\n#define T_b                        \t\t0x0002\n"
-                                "#define T_ABC                      \t\t0x12ab\n#endif\n"));
+  const std::string text = folder.Read("я.h");
+  EXPECT_THAT(text, testing::HasSubstr("LOADED   1\n\n\n//\xC3\xEE\xEB\xEE\xE2\xED\xEE\xE9 "));
+  EXPECT_THAT(text, testing::EndsWith("\n\n#define T_b                        \t\t0x0002\n"
+                                      "#define T_ABC                      \t\t0x12ab\n#endif\n"));
   EXPECT_FALSE(CreateHeader(folder.Path("no/x.h").c_str()));
 }
 

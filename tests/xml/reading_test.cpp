@@ -1,7 +1,6 @@
 // What events come, and how objects steer them.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <stdexcept>
 
 #include "support/tempfolder.h"
@@ -31,8 +30,8 @@ TEST_F(Reading, TextComesByLinesNamesAreQualifiedAttributesDecoded) {
 
 TEST_F(Reading, EntitiesOfTheDocumentExpandAndNothingElseIsLoaded) {
   TempFolder folder;
-  std::ofstream(folder.Path("e.txt")) << "LOADED";
-  std::ofstream(folder.Path("e.dtd")) << "<!ENTITY f 'LOADED'>";
+  folder.Write("e.txt", "LOADED");
+  folder.Write("e.dtd", "<!ENTITY f 'LOADED'>");
   const std::string url = "'file://" + folder.Path("e.");
   EXPECT_EQ(EventsOf("<!DOCTYPE a SYSTEM " + url + "dtd' [<!ENTITY % q SYSTEM " + url +
                      "dtd'><!ENTITY e SYSTEM " + url +
@@ -130,14 +129,14 @@ TEST_F(Reading, DocumentRefusesToBeLoadedOrFreedWithinItsOwnLoad) {
 
 TEST_F(Reading, MissingFileAndFolderAreToldApart) {
   TempFolder folder;
-  const std::u16string path = Wide(folder.Path("файл \U0001F600"));
+  const std::u16string path = folder.Wide("файл \U0001F600");
   EXPECT_FALSE(doc.LoadFile(path));
   EXPECT_EQ(LastError(doc), u" Fatal error: Couldnot found file");
-  std::ofstream(folder.Path("файл \U0001F600")) << "<a></b>";
+  folder.Write("файл \U0001F600", "<a></b>");
   EXPECT_FALSE(doc.LoadFile(path));
   EXPECT_EQ(LastError(doc), path + u"(1,6) Fatal error: mismatched tag");
-  EXPECT_FALSE(doc.LoadFile(Wide(folder.Path())));
-  EXPECT_EQ(LastError(doc), Wide(folder.Path()) + u" Fatal error: Could not read file");
+  EXPECT_FALSE(doc.LoadFile(folder.Wide("")));
+  EXPECT_EQ(LastError(doc), folder.Wide("") + u" Fatal error: Could not read file");
 }
 
 }  // namespace

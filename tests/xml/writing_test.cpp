@@ -1,7 +1,6 @@
 // What is written, into strings and files.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <stdexcept>
 
 #include "kvorlib/datacont.h"
@@ -57,8 +56,7 @@ TEST_F(Writing, IndentsButForElementsWithText) {
 }
 
 TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
-  TempFolder folder;
-  const std::string path = folder.Path("файл.xml");
+  const TempFolder folder;
   scribe.write = [&] { return scribe.Element(u"я", {}, u"ё日"); };
   const std::tuple<int, std::string, std::u16string, std::u16string> cases[] = {
       {65001, "\xEF\xBB\xBF", u"utf-8", u"ё日"},
@@ -66,26 +64,22 @@ TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
       {936, "", u"gb2312", u"ё日"},
       {1200, "\xFF\xFE", u"utf-16", u"ё日"}};
   for (const auto& [codePage, mark, encoding, text] : cases) {
-    std::u16string document = u"<?xml version=\"1.0\" encoding=\"";
-    document.append(encoding).append(u"\" standalone=\"no\"?>\r\n<я>").append(text).append(u"</я>");
-    std::ofstream(path) << std::string(1000, '?');
+    folder.Write("файл", std::string(1000, '?'));
     doc.SetCP(codePage);
     doc.SetFeatures(codePage == 936 ? XMLDoc::FORMAT : XMLDoc::DEFAULT);
-    EXPECT_TRUE(doc.SaveFile(Wide(path)));
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}),
-              mark + Encoded(codePage, document));
+    EXPECT_TRUE(doc.SaveFile(folder.Wide("файл")));
+    EXPECT_EQ(folder.Read("файл"),
+              mark + Encoded(codePage, u"<?xml version=\"1.0\" encoding=\"" + encoding +
+                                           u"\" standalone=\"no\"?>\r\n<я>" + text + u"</я>"));
   }
 }
 
 TEST_F(Writing, WhatIsNearestInACodePageIsEscapedAndNeverAControlCharacter) {
-  TempFolder folder;
+  const TempFolder folder;
   scribe.write = [&] { return scribe.Element(u"a", {{u"x", u"«“＼n”＞§"}}, u"«b»＆“§😀"); };
   doc.SetCP(866);
-  EXPECT_TRUE(doc.SaveFile(Wide(folder.Path("f"))));
-  std::ifstream file(folder.Path("f"));
-  EXPECT_EQ(EventsOf(std::string(std::istreambuf_iterator<char>(file), {})),
-            u"^<a x=<\"\\n\">?>[<b>&\"???]</a>");
+  EXPECT_TRUE(doc.SaveFile(folder.Wide("f")));
+  EXPECT_EQ(EventsOf(folder.Read("f")), u"^<a x=<\"\\n\">?>[<b>&\"???]</a>");
 }
 
 TEST_F(Writing, ListenerIsOfferedStartTagsAndTakesTheRest) {
