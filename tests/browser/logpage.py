@@ -144,7 +144,7 @@ def case_odd_texts_are_shown_as_they_were_logged(b):
     b.press('u')
     assert b.js('document.documentElement.scrollWidth <= innerWidth'), 'long lines are broken'
     assert b.js('document.querySelector("pre.plain").textContent.startsWith("Without a heading, 100%An ")')
-    b.wait('document.querySelector("img.missing")?.complete')
+    b.wait('document.querySelector("img.missing")?.naturalWidth > 0')
     assert b.js('document.querySelector("img.missing").src.endsWith("nada.png")')
     b.press('f')
     same(b.js('rows()'), [texts[0], 'Empty', 'Unclosed'])

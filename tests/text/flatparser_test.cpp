@@ -64,8 +64,6 @@ Item Commanded(const tagCommand& command, const std::string& text) {
   return {-1, 0, opening, opening};
 }
 
-}  // namespace
-
 TEST_F(FlatParserTest, ItemsAreCutAsTheRulesSayFromAllShortTexts) {
   tagCommand commands[101] = {{"\"", "\"", 7},   {"[", "]]", 8},      {"[a", nullptr, 9},
                               {"[a", "a", 10},   {"a[", nullptr, 11}, {"", "", 12},
@@ -160,3 +158,5 @@ TEST_F(FlatParserTest, TranslationIsThatOfTheFirstAndLongestPatternIntoJustEnoug
               buffer.npos);
   });
 }
+
+}  // namespace
