@@ -101,13 +101,13 @@ TEST_F(TermsTest, FailedLoadSaysWhyAndLeavesWhatItReadButNoElementOpen) {
   EXPECT_TRUE(Load(R"(<term name="top" code="B"/>)"));
   EXPECT_TRUE(TermGroup(0xA) == 9 && TermGroup(0xB) == 0);
 
-  EXPECT_FALSE(Load(R"(<v><term name="1.2" code="FFFF"/><term name="new" code="C"/></v>)"));
   EXPECT_FALSE(Load("<?xml version='1.0' encoding='klingon'?><v/>"));
+  EXPECT_FALSE(Load(R"(<v><term name="1.2" code="FFFF"/><term name="new" code="C"/></v>)"));
   const std::string head = "\n!!!   Cannot open term file " + folder.Path("more") + " \r\n";
   EXPECT_EQ(log.text, head + folder.Path("more") +
-                          "(1,60) Fatal error: no element found\r\n  !!!\r\n"
-                          "\n!!!   Wrong version!  !!!\r\n" +
-                          head + " Fatal error: Multianguage support error\r\n  !!!\r\n");
+                          "(1,60) Fatal error: no element found\r\n  !!!\r\n" + head +
+                          " Fatal error: Multianguage support error\r\n  !!!\r\n"
+                          "\n!!!   Wrong version!  !!!\r\n");
   EXPECT_TRUE(IsTerm(0xC));
   EXPECT_EQ(TermName(0xFFFF), "1.1") << "refused, so that the default file is read on top";
   EXPECT_EQ(TermCode("new"), 0xC);
