@@ -1,9 +1,15 @@
-// Opening, creating, copying; what a keyed file tells of itself.
+// Opening, creating, copying; what a keyed file tells of itself; who may go first: copies of a
+// file, pools on it, the library itself.
 #include <memory>
 
 #include "keyed/keyedfixture.h"
 
 namespace {
+
+// Global objects are built before the library may know of itself and go after all tests; the
+// sanitizers watch their end.
+IndexFile leftOpen;
+RecordPool leftWalking;
 
 using IndexFileTest = KeyedFixture;
 
@@ -35,7 +41,7 @@ TEST_F(IndexFileTest, UnusableMapStaysSoIsSharedByAssignmentAndFreedOnce) {
   EXPECT_EQ(third.GetIndHandle(), nullptr);
   second = *file;
   file.reset();
-  EXPECT_EQ(StateOf(*second.GetIndHandle()), "3 NONEXISTENT FILE");
+  EXPECT_EQ(StateOf(second), "3 NONEXISTENT FILE");
   EXPECT_FALSE(second.Open(static_cast<char const*>(nullptr), true) || second.Close());
   EXPECT_EQ(second.GetIndHandle(), nullptr);
 }
@@ -57,6 +63,24 @@ TEST_F(IndexFileTest, OpenComparesTheLayoutUnlessTheStoredOneIsAskedFor) {
   EXPECT_TRUE(file.Clear()) << "somebody still holds the file";
 }
 
+TEST_F(IndexFileTest, PathStandsBehindAnySchemeAndOnlyAFailureToOpenMakesTheMapUnusable) {
+  IndexFile file;
+  CreateWords(file, "cat 1");
+  file.Close();
+  for (std::string const scheme : {"", "std://", "unknown://"}) {
+    EXPECT_FALSE(file.Create(scheme.c_str(), IndexFile::KD_TEXT0));
+    EXPECT_EQ(StateOf(file), "3 Wrong file name");
+    ASSERT_TRUE(file.Open((scheme + Path("words")).c_str(), true));
+    EXPECT_FALSE(file.Put(std::string("dog 1")));
+    EXPECT_EQ(StateOf(file), "2 SYSTEM ERROR") << "it was opened for reading only";
+    EXPECT_TRUE(file.Find(std::string("cat")) && !file.ExtraCommand(3, nullptr, false));
+    EXPECT_EQ(StateOf(file), "2 Command not supported");
+    EXPECT_TRUE(file.Close());
+  }
+  auto const* const none = maps::CreateMap(Path("new").c_str(), 0, nullptr);
+  EXPECT_EQ(::StateOf(*none), "3 WRONG KEY");
+}
+
 TEST_F(IndexFileTest, TryOpenAsksOnceAndCreatesOnlyOnYes) {
   static std::u16string asked;
   static bool answer;
@@ -64,24 +88,19 @@ TEST_F(IndexFileTest, TryOpenAsksOnceAndCreatesOnlyOnYes) {
     asked += question;
     return answer;
   });
-  Write("damaged", "x");
-  struct {
-    char const* scheme;  // with one it never is there
-    char const* name;
-    bool answer, due, opened;
-  } const cases[] = {{"", "слова", false, true, false},
-                     {"", "слова", true, true, true},
-                     {"", "слова", false, false, true},
-                     {"", "damaged", true, false, false},
-                     {"std://", "damaged", true, true, false}};
-  for (auto const& [scheme, name, yes, due, opened] : cases) {
-    std::u16string const uri = A2U(scheme, 65001) + Wide(name);
+  auto const tried = [&](std::u16string const& uri, bool yes) {
     asked.clear();
     answer = yes;
-    EXPECT_EQ(IndexFile().TryOpen(uri.c_str(), false, IndexFile::KD_TEXT0), opened) << name << yes;
-    EXPECT_EQ(asked, due ? u"File " + uri + u" isn't exist. Try to create it?" : u"");
-    EXPECT_EQ(std::filesystem::exists(Path("слова")), asked.empty() || yes) << name << yes;
-  }
+    return IndexFile().TryOpen(uri.c_str(), false, IndexFile::KD_TEXT0);
+  };
+  std::u16string const words = Wide("слова");
+  EXPECT_FALSE(tried(words, false) || std::filesystem::exists(Path("слова")));
+  EXPECT_EQ(asked, u"File " + words + u" isn't exist. Try to create it?");
+  EXPECT_TRUE(tried(words, true) && std::filesystem::exists(Path("слова")));
+  EXPECT_TRUE(tried(words, false) && asked.empty());
+  Write("damaged", "x");
+  EXPECT_FALSE(tried(Wide("damaged"), true) || !asked.empty());
+  EXPECT_FALSE(tried(u"std://" + Wide("damaged"), true) || asked.empty()) << "no such path";
   SetUserQuestCallback(nullptr);
 }
 
@@ -103,23 +122,69 @@ TEST_F(IndexFileTest, CopyHoldsTheTargetOpenAndNeverCopiesAFileOntoItself) {
   CreateWords(words, "cat кошка,dog собака");
   words.Close();
   std::filesystem::create_hard_link(Path("words"), Path("linked"));
-  std::u16string const source = u"std://" + Wide("words");
-  for (char const* const name : {"words", "linked", "copied"}) {
-    std::u16string const target = u"std://" + Wide(name);
-    bool const other = name == std::string("copied");
-    EXPECT_EQ(copied.Copy(target.c_str(), source.c_str(), IndexFile::KD_TEXT0, nullptr), other);
-    EXPECT_EQ(StateOf(*copied.GetIndHandle()), other ? "0 " : "3 SYSTEM ERROR");
-  }
-  EXPECT_EQ(copied.Size(), 2);
+  std::u16string const folder = u"std://" + Wide(""), source = folder + u"words";
+  auto const copy = [&](std::u16string const& name) {
+    copied.Copy((folder + name).c_str(), source.c_str(), IndexFile::KD_TEXT0, nullptr);
+    return StateOf(copied);
+  };
+  EXPECT_EQ(copy(u"words"), "3 SYSTEM ERROR");
+  EXPECT_EQ(copy(u"linked"), "3 SYSTEM ERROR");
+  EXPECT_EQ(copy(u"copied"), "0 ");
+  EXPECT_EQ(Stored(copied), "cat кошка,dog собака,");
   EXPECT_FALSE(copied.Put(std::string("x y")));  // the layout was not looked up
   EXPECT_STREQ(copied.ErrorMessage(), "Key must be defined for this record format");
 
   RecordPool pool;
   EXPECT_TRUE(copied.Clear() && !copied.Copy(pool, nullptr) && words.Open(source.c_str(), true));
   EXPECT_TRUE(words.GetPool(pool, std::string("d"), -1) && copied.Copy(pool, nullptr));
-  EXPECT_EQ(copied.Size(), 1);
+  EXPECT_EQ(Stored(copied), "dog собака,");
   EXPECT_TRUE(words.GetPool(pool) && copied.Copy(pool, nullptr));  // one refusal: "dog" is there
   EXPECT_EQ(copied.Size(), 2);
+}
+
+TEST_F(IndexFileTest, LastOfTheCopiesClosesTheFile) {
+  IndexFile first, third;
+  CreateWords(first, "cat 1");
+  IndexFile second(first);
+  IndexFile const& same = third = second;
+  third = second;  // these change nothing
+  third = same;
+  EXPECT_TRUE(first == third && third.Find(std::string("cat of a text layout")));
+  EXPECT_TRUE(first.Close() && second.Find(std::string("cat")));
+  EXPECT_FALSE(first == third);
+  EXPECT_TRUE(second.Close() && third.Find(std::string("cat")) && third.Close());
+  EXPECT_TRUE(first.Open(Path("words").c_str(), false));
+  EXPECT_TRUE(first.Clear()) << "somebody still holds the file";
+}
+
+TEST_F(IndexFileTest, ShutDownClosesAllFilesAndTheirHoldersNeverSeeALaterOne) {
+  IndexFile first, later, third;
+  CreateWords(first, "cat 1");
+  IndexFile second(first);
+  RecordPool pool, lost;
+  EXPECT_TRUE(first.GetPool(pool));
+  // Opened over: it is lost, but open until the end.
+  EXPECT_TRUE(third.Create(Path("other").c_str(), IndexFile::KD_TEXT0) && third.GetPool(lost));
+  third = IndexFile::EmptyFile;
+  EXPECT_TRUE(third.Close() && lost.is_valid());
+  udbShutDown();
+  DataTransfer key, record;
+  EXPECT_FALSE(lost.is_valid() || pool.is_valid() || pool.GetNext(key, record));
+  EXPECT_FALSE(first.Find(std::string("cat")));
+  EXPECT_TRUE(later.Open(Path("words").c_str(), true));  // most likely at the same address
+  third = second;
+  for (IndexFile* stale : {&first, &second, &third}) {
+    EXPECT_FALSE(stale->IsValid() || *stale == later || stale->GetIndHandle());
+    EXPECT_FALSE(stale->Close());
+    EXPECT_TRUE(stale->Close());
+  }
+  EXPECT_TRUE(later.IsValid());
+}
+
+TEST_F(IndexFileTest, GlobalFileMayStayOpenToTheEndOfTheProcess) {
+  static TempFolder const stays;
+  ASSERT_TRUE(leftOpen.Create(stays.Path("words").c_str(), IndexFile::KD_TEXT0));
+  EXPECT_TRUE(leftOpen.Put(std::string("cat 1")) && leftOpen.GetPool(leftWalking));
 }
 
 }  // namespace

@@ -38,32 +38,26 @@ TEST_F(MemIndexFileTest, WithoutMemoryModeRecordsAreReadThroughButNotFound) {
   EXPECT_TRUE(file.Reset() && file.GetMap().empty());
 }
 
-TEST_F(MemIndexFileTest, MemoryModeMirrorsTheFileUntilReset) {
+TEST_F(MemIndexFileTest, MemoryModeMirrorsTheFileUntilResetAndInexactMatchTakesTheNextHigherKey) {
   MemIndexFile file;
   EXPECT_FALSE(file.SetMemMode(true));
   ASSERT_TRUE(file.Open(path.c_str(), false, IndexFile::KD_INT0) && file.Get(KeyOf(4), record));
   ASSERT_TRUE(file.SetMemMode(true));
   for (int const n : {-1, 4, 6, 0, 0}) EXPECT_EQ(NumberOf(file.GetNext()), n);
   EXPECT_TRUE(file.Rewind() && NumberOf(file.GetNext()) == -1);
-  EXPECT_TRUE(file.Put(Record(5, "new")) && file.Erase(4));
-  EXPECT_FALSE(file.Find(5) || file.Get(KeyOf(5), record));
-  EXPECT_TRUE(file.Find(4));
-  EXPECT_TRUE(file.Reset() && file.Find(5) && !file.Find(4));
-  EXPECT_TRUE(file.Close() && !file.Reset());
-}
-
-TEST_F(MemIndexFileTest, InexactMatchInMemoryTakesTheNextHigherKey) {
-  MemIndexFile file(path.c_str(), IndexFile::KD_INT0);
-  ASSERT_TRUE(file.SetMemMode(true));
   EXPECT_FALSE(file.Find(5));
   EXPECT_EQ(NumberOf(file.GetNext()), 6);  // the lookup left its mark
   EXPECT_EQ(NumberOf(file.Get(4)), 4);
   EXPECT_EQ(NumberOf(file.GetNext()), 6);
-  file.SetExactMatch(false);
-  EXPECT_TRUE(file.Find(5) && !file.Find(7));
+  EXPECT_TRUE(file.SetExactMatch(false) && file.Find(5) && !file.Find(7));
   EXPECT_EQ(NumberOf(file.Get(5)), 6);
   EXPECT_TRUE(file.Get(KeyOf(-7), record) && NumberOf(&record) == -1);
   EXPECT_EQ(NumberOf(file.GetNext()), 4);
+
+  EXPECT_TRUE(file.SetExactMatch(true) && file.Put(Record(5, "new")) && file.Erase(4));
+  EXPECT_FALSE(file.Find(5) || file.Get(KeyOf(5), record));
+  EXPECT_TRUE(file.Find(4) && file.Reset() && file.Find(5) && !file.Find(4));
+  EXPECT_TRUE(file.Close() && !file.Reset());
 }
 
 TEST_F(MemIndexFileTest, CopyHasRecordsOfItsOwnAndGoesOnAtTheSameKey) {

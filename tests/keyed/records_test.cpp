@@ -1,44 +1,15 @@
-// Keys made of texts and integers and taken out of records, records as texts, walks. Most is asked
-// through the wide forms, which go through the narrow ones.
+// Keys made of texts and integers and taken out of records, what keys and records must be like,
+// records as texts, walks. Most is asked through the wide forms, which go through the narrow ones.
 #include <map>
 #include <optional>
 #include <random>
 
 #include "keyed/keyedfixture.h"
-#include "maps/maps.h"
+#include "store/udb.h"
 
 namespace {
 
-// Opens up what kinds of files use.
-struct OpenedFile : IndexFile {
-  using IndexFile::FillKey;
-};
-
-class RecordsTest : public KeyedFixture {
- protected:
-  // With a layout that need not be a standard one.
-  void OpenAs(IndexFile& file, KEYDESCR kd) {
-    std::string const path = Path(std::to_string(++files));
-    maps::CloseMap(maps::CreateMap(path.c_str(), 0, &kd));
-    ASSERT_TRUE(file.Open(path.c_str(), false));
-  }
-  int files = 0;
-};
-
-TEST_F(RecordsTest, TextIsMadeAKeyOfTheFilesFormat) {
-  std::tuple<KEYDESCR, char const*, char const*> const cases[] = {
-      {{1, 5, 0}, "abcdefg", "abcde"},
-      {{3, 5, 0}, "ab", "ab   "},
-      {{4, ' ', 0}, "two words", "two"},
-      {{2, 0, 0}, "two words", "two words"},
-      {{0, 4, 0}, "1234x", "1234x"}};
-  for (auto const& [layout, text, key] : cases) {
-    OpenedFile file;
-    OpenAs(file, layout);
-    EXPECT_EQ(file.FillKey(text), key) << int{layout.type};
-  }
-  EXPECT_EQ(OpenedFile().FillKey("as it is"), "as it is");
-}
+using RecordsTest = KeyedFixture;
 
 TEST_F(RecordsTest, KeyIsTakenOutOfItsPlaceInTheRecordOrRefusedWithWords) {
   auto const standard = [](int n) {
@@ -60,67 +31,108 @@ TEST_F(RecordsTest, KeyIsTakenOutOfItsPlaceInTheRecordOrRefusedWithWords) {
       {{1, 3, 2}, "..ke", "Record doesn't contain the specified key"}};
   for (auto const& [layout, record, key] : cases) {
     IndexFile file;
-    OpenAs(file, layout);
+    CreateAs(layout, file);
     std::u16string const taken = file.ExtractKey(A2U(record, 65001));
     EXPECT_EQ(taken + file.wErrorMessage(), A2U(key, 65001));
   }
-  IndexFile file;
-  DataTransfer key("old");
-  OpenAs(file, {4, ' ', 2});
-  EXPECT_TRUE(file.ExtractKey(DataTransfer(".. x"), key) && file.Put(std::u16string(u".. x")));
-  EXPECT_EQ(key, DataTransfer("old"));  // an empty key writes nothing
   for (int const none : {-1, 9}) EXPECT_EQ(standard(none), standard(10)) << "there is no such row";
 }
 
-TEST_F(RecordsTest, KeyOfTheWrongSortIsRefusedWithWords) {
-  IndexFile text, fixed, number;
-  OpenAs(text, {4, ' ', 0});
-  OpenAs(fixed, {3, 4, 0});
-  OpenAs(number, {0, 4, 0});
+TEST_F(RecordsTest, TextIsCutOrPaddedToAFixedKeyAndAKeyOfTheWrongSortIsRefused) {
+  IndexFile text, fixed, bytes, number;
+  CreateAs({4, ' ', 0}, text);
+  CreateAs({3, 4, 0}, fixed);
+  CreateAs({1, 4, 0}, bytes);
+  CreateAs({0, 4, 0}, number);
   EXPECT_FALSE(text.Find(5) || fixed.Erase(5) || number.Find(std::u16string(u"5")));
   for (IndexFile const* file : {&text, &fixed, &number})
-    EXPECT_EQ(StateOf(*file->GetIndHandle()), "2 Wrong record format");
+    EXPECT_EQ(StateOf(*file), "2 Wrong record format");
   DataTransfer record;
+  std::u16string const shorter = u"ab", longer = u"ab  cut off";
+  for (IndexFile* const file : {&fixed, &bytes})
+    EXPECT_TRUE(file->Put(BytesFrom("ab  -")) && file->Find(shorter) && file->Find(longer));
   EXPECT_TRUE(number.Put(BytesFrom({"\5\0\0\0x", 5})) && number.Get(5, record));
   EXPECT_TRUE(number.Find(5) && number.Erase(5) && number.Empty());
   for (char16_t const* const empty : {u"", u" cat"}) {
-    EXPECT_FALSE(text.Find(std::u16string(empty)) || !text.CheckError());
-    EXPECT_EQ(text.wErrorMessage(), u"Empty key");
+    EXPECT_FALSE(text.Find(std::u16string(empty)));
+    EXPECT_EQ(StateOf(text), "2 Empty key");
     EXPECT_FALSE(text.Find(std::u16string(u"cat")) || text.CheckError());  // clears the state
   }
 }
 
-TEST_F(RecordsTest, PutNeverOverwritesAndUpdateNeverAdds) {
-  std::u16string const cat = u"кот", dog = u"пёс";
-  IndexFile file;
-  CreateWords(file, "кот 1");
-  EXPECT_FALSE(file.Put(DataTransfer("кот 2"), true) || file.Update(dog + u" 1"));
-  EXPECT_EQ(StateOf(*file.GetIndHandle()), "1 ");
-  EXPECT_EQ(file.Get(std::string("кот")), "кот 1" + Zero);
-  EXPECT_TRUE(file.Update(cat + u" 😺"));
-  EXPECT_EQ(file.Get(cat), u"кот 😺");
-  // The form with a key of its own does overwrite, if asked to.
-  EXPECT_FALSE(file.Put(BytesFrom("кот"), DataTransfer("кот 4"), false));
-  EXPECT_TRUE(file.Put(BytesFrom("кот"), DataTransfer("кот 5"), true));
-  std::u16string value;
-  EXPECT_TRUE(file.SetExactMatch(false) && !file.GetExactMatch() && file.Get(u"ко", value));
-  EXPECT_TRUE(file.Find(cat) && file.Put(dog + u" 6") && !file.Get(u"я", value));
-  EXPECT_EQ(value, u"кот 5");
-  EXPECT_TRUE(file.Erase(cat) && file.Erase(dog) && file.Empty());
+TEST_F(RecordsTest, TextKeyMayEndInItsStopSymbolOrAZeroAndABadOneIsANoToFindAndElseAFailure) {
+  std::string const longest(126, 'k');
+  IndexFile text, fixed;
+  CreateWords(text, "кот cat," + longest + " x");
+  CreateAs({1, 4, 0}, fixed);
+  struct {
+    IndexFile& file;
+    std::string key, words;
+    int found = 1;
+  } const bad[] = {
+      {text, longest + 'k', "WRONG KEY", 2},  // passes the check, and the store refuses it
+      {text, longest + "kk", "Key too long"},
+      {text, "a b", "Stop symbol inside key"},
+      {text, "a " + Zero, "Stop symbol inside key"},
+      {fixed, "abcd" + Zero, "Wrong binary key size"},
+  };
+  DataTransfer record;
+  for (auto const& end : {std::string(), std::string(" "), Zero})
+    EXPECT_TRUE(text.Find(BytesFrom("кот" + end)) && text.Get(BytesFrom(longest + end), record));
+  for (auto const& [file, key, words, found] : bad) {
+    EXPECT_FALSE(file.Find(BytesFrom(key)));
+    EXPECT_EQ(StateOf(file), std::to_string(found) + ' ' + words);
+    EXPECT_FALSE(file.Get(BytesFrom(key), record));
+    EXPECT_EQ(StateOf(file), "2 " + words);
+    EXPECT_FALSE(file.Rewind() && file.Erase(BytesFrom(key)));
+    EXPECT_EQ(StateOf(file), "2 " + words);
+  }
+}
+
+TEST_F(RecordsTest, RecordIsStoredOnlyUnderItsOwnBareKey) {
+  IndexFile text, fixed;
+  CreateAs({4, ' ', 2}, text);
+  CreateAs({3, 2, 1}, fixed);
+  std::string const huge = "01cat " + std::string(udbMaxRecord - 6, 'x');
+  struct {
+    IndexFile& file;
+    std::string key, record, state;
+  } const cases[] = {
+      {text, "cat", "01cat ", "0 "},
+      {text, "", "01 x", "0 "},
+      {text, "cat ", "01cat x", "2 Record don't contain key"},
+      {text, "c t", "01cat x", "2 Record don't contain key"},  // before it is bad
+      {text, "ca", "01cat x", "2 Record don't contain key"},
+      {text, "cat", "01cat", "2 Record contains a wrong key"},
+      {text, "cat", "01", "2 Record doesn't contain key"},
+      {text, "cat", huge, "2 WRONG RECORD LENGTH"},
+      {text, "cat", huge + 'x', "2 Too long record"},
+      {fixed, "ab", "-ab-", "0 "},
+      {fixed, "ab", "-ab", "2 Record doesn't contain key"},  // nothing behind the key
+  };
+  for (auto const& [file, key, record, state] : cases) {
+    bool const stored = state == "0 ";
+    EXPECT_EQ(file.Put(BytesFrom(key), BytesFrom(record), true), stored);
+    EXPECT_EQ(StateOf(file), state);
+    EXPECT_EQ(file.Size(), stored ? 1 : 0);
+    EXPECT_TRUE(file.Clear());
+  }
+  EXPECT_FALSE(text.Update(BytesFrom("cat "), BytesFrom("01cat x")));
+  EXPECT_EQ(StateOf(text), "2 Record don't contain key");
 }
 
 TEST_F(RecordsTest, RecordsAreTextsOnlyInTextLayoutsAndEndBehindTheirLastZero) {
+  std::string const plain = "k plain", zeros("k a\0b\0", 6);
   for (std::uint8_t const type : {2, 4}) {
     IndexFile file;
-    OpenAs(file, {type, ' ', 0});
-    std::string const plain = "k plain", zeros("k a\0b\0", 6);
-    for (auto const& [stored, text] : std::map<std::string, std::string>{
-             {plain, plain}, {zeros, zeros}, {zeros + "rubbish", zeros}}) {
+    CreateAs({type, ' ', 0}, file);
+    for (auto const& [stored, text] :
+         std::map<std::string, std::string>{{plain, plain}, {zeros + "rubbish", zeros}}) {
       std::string value = "as it was";
       std::u16string wide = u"as it was";
-      EXPECT_TRUE(file.Put(BytesFrom(stored)) && file.Get(std::string("k"), value));
+      EXPECT_TRUE(file.Put(BytesFrom("k"), BytesFrom(stored), true));
+      EXPECT_TRUE(file.Get(std::string("k"), value) && file.Get(std::u16string(u"k"), wide));
       EXPECT_EQ(value, type == 4 ? text : "as it was");
-      EXPECT_TRUE(file.Get(std::u16string(u"k"), wide) && file.Erase(std::string("k")));
       EXPECT_EQ(wide, type == 4 ? A2U(text.c_str(), 65001) : u"as it was");
     }
   }
@@ -144,24 +156,51 @@ TEST_F(RecordsTest, PoolStartsAtTheKeyAndGivesKeysFirstAmongBytesAndLastAmongTex
   std::list<std::u16string> keys;
   EXPECT_TRUE(file.GetPool(pool, std::u16string(u"пёс и кот"), -1));  // up to the blank
   EXPECT_TRUE(pool.GetKeyArray(keys) && file.GetKeyArray(keys));
-  EXPECT_TRUE(file.GetPool(pool, std::u16string(u"р"), 5) && pool.GetKeyArray(keys));
-  EXPECT_THAT(keys, ::testing::ElementsAre(u"пёс", u"слон", u"кот", u"пёс", u"слон", u"слон"));
+  EXPECT_THAT(keys, ::testing::ElementsAre(u"пёс", u"слон", u"кот", u"пёс", u"слон"));
+
+  // The mode of matching stays. A walk from nowhere ends at once, and without words.
+  for (bool const exact : {true, false}) {
+    EXPECT_TRUE(file.SetExactMatch(exact) && file.GetPool(pool, BytesFrom("р"), 5));
+    EXPECT_EQ(Rest(pool), "слон elephant,");
+    for (char const* const nowhere : {"two words", "я"}) {
+      EXPECT_TRUE(file.GetPool(pool, BytesFrom(nowhere), -1));
+      EXPECT_EQ(StateOf(file) + Rest(pool), "0 ");
+    }
+    EXPECT_NE(file.Find(std::string("к")), file.GetExactMatch());
+    EXPECT_EQ(file.GetExactMatch(), exact);
+  }
   EXPECT_FALSE(IndexFile().GetPool(pool) || pool.is_valid());
 }
 
-TEST_F(RecordsTest, PoolsReadOneRecordAheadAndGoOnByKeyWhateverIsChangedMeanwhile) {
+TEST_F(RecordsTest, ChangesAnswerAsAModelAndPoolsReadOneRecordAheadAndGoOnByKeyMeanwhile) {
   IndexFile file;
   CreateWords(file, "");
   std::map<std::string, std::string> model;
   std::minstd_rand random(1);
   auto const change = [&] {
     std::string const key = std::to_string(random() % 999);
-    std::string const record = key + ' ' + std::to_string(random());
-    file.Erase(key);
-    model.erase(key);
-    if (random() % 3 != 0 && file.Put(record)) model[key] = record;
+    std::string const record = key + ' ' + std::to_string(random()) + "😺";
+    bool const there = model.contains(key);
+    switch (random() % 4) {
+      case 0:
+        EXPECT_EQ(file.Put(record), model.emplace(key, record).second);
+        break;
+      case 1:
+        EXPECT_EQ(file.Update(record), there);
+        if (there) model[key] = record;
+        break;
+      case 2:
+        EXPECT_TRUE(file.Put(BytesFrom(key), DataTransfer(record.c_str()), true));
+        model[key] = record;
+        break;
+      default:
+        EXPECT_EQ(file.Erase(key), model.erase(key) == 1);
+    }
+    EXPECT_FALSE(file.CheckError());
+    EXPECT_EQ(file.Get(key), model.contains(key) ? model[key] + Zero : "");
+    EXPECT_EQ(file.Empty() ? 0U : file.Size(), model.size());
   };
-  for (int n = 0; n < 2000; ++n) change();
+  for (int n = 0; n < 1000; ++n) change();
   struct {
     RecordPool pool;
     std::optional<std::pair<std::string, std::string>> ahead;
@@ -177,6 +216,27 @@ TEST_F(RecordsTest, PoolsReadOneRecordAheadAndGoOnByKeyWhateverIsChangedMeanwhil
     ASSERT_TRUE(pool.GetNext(record, key));
     ASSERT_EQ(key + '|' + record, expected.first + '|' + expected.second + Zero);
   }
+}
+
+TEST_F(RecordsTest, RecordWithoutAWholeKeyEndsTheWalkAsAFailureThatNobodyHasToCatch) {
+  // Four bytes of key and nothing else: the store takes such a record, a file never gives it out.
+  IndexFile file;
+  CreateAs({1, 4, 0}, file);
+  EXPECT_TRUE(file.Put(BytesFrom("aaaa-")) && file.Put(BytesFrom("bbbb-")));
+  RecordPool pool, behind;
+  EXPECT_TRUE(file.GetPool(pool) && file.GetPool(behind, BytesFrom("bbbb"), -1));
+  std::string failure;
+  int const bare = udbOpen(file.GetURI(), 2, failure);
+  auto const* const key = reinterpret_cast<unsigned char const*>("bbbb");
+  ASSERT_EQ(udbUpdate(bare, {key, 4}, key, 4), 0) << failure;
+  udbClose(bare);
+  EXPECT_EQ(Rest(pool), "aaaa-,");
+  EXPECT_EQ(StateOf(file), "2 Record doesn't contain key");
+  EXPECT_EQ(Rest(behind), "bbbb-,") << "it was read ahead";
+  EXPECT_FALSE(file.GetPool(pool, BytesFrom("bbbb"), -1));
+  EXPECT_EQ(StateOf(file), "2 Record doesn't contain key");
+  std::vector<DataTransfer> keys;
+  EXPECT_TRUE(file.GetIndHandle()->get_index_map(keys)) << "a walk that failed answers true";
 }
 
 }  // namespace

@@ -1,20 +1,9 @@
-// Plug-ins that are not what a plug-in should be, one by each definition, and one that is odd but
-// allowed: a factory outside the chain, the same for every scheme.
+// A plug-in that is not what a plug-in should be, as the scheme asks for: "throws", "null". For
+// other schemes it is odd but allowed: a factory outside the chain, the same one each time.
 #include <cstdio>
 #include <new>
 
 #include "maps/memorymap.h"
-
-#if defined(PLUGIN_THROWS)
-// Leaves a factory behind in the chain.
-extern "C" MapFactory* GetFactory(char const* prefix) {
-  alignas(MemoryFactory) static char room[sizeof(MemoryFactory)];
-  new (room) MemoryFactory(prefix);
-  throw std::string("no");
-}
-#elif defined(PLUGIN_NULL)
-extern "C" MapFactory* GetFactory(char const*) { return nullptr; }
-#elif defined(PLUGIN_BARE)
 
 struct Global {
   ~Global() { std::fputs("module ", stderr); }
@@ -39,13 +28,14 @@ class BareFactory final : public MapFactory {
   MemoryStore store;
 };
 
-extern "C" MapFactory* GetFactory(char const*) {
+extern "C" MapFactory* GetFactory(char const* prefix) {
+  std::string const scheme = prefix;
+  if (scheme == "null://") return nullptr;
+  if (scheme == "throws://") {
+    alignas(MemoryFactory) static char room[sizeof(MemoryFactory)];
+    new (room) MemoryFactory(scheme);  // stays behind in the chain
+    throw scheme;
+  }
   static MapFactory* const only = new BareFactory;
   return only;
 }
-#else
-extern "C" int CountCalls() {
-  static int calls = 0;
-  return ++calls;
-}
-#endif
