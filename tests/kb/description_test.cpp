@@ -34,22 +34,18 @@ const Row Rows[] = {
 };
 
 TEST(Description, EachLineIsReadOrSkippedToWhereItsSkipEnds) {
+  KBEnv::dmProc reader;
+  KBEnv::Settings settings;
+  EXPECT_FALSE(reader.LoadFromFile(u"/no/such.kb", settings));
+  EXPECT_EQ(reader.GetErrors(), u"Cannot open file /no/such.kb for read");
   for (const Row& row : Rows) {
-    KBEnv::dmProc reader;
-    KBEnv::Settings settings;
+    settings.clear();
     EXPECT_TRUE(reader.LoadFromText(row.text, settings));
     std::u16string told;
     for (const auto& [name, value] : settings) told += name + u"=" + value + u";";
     EXPECT_EQ(told, row.settings) << testing::PrintToString(row.text);
     EXPECT_EQ(reader.GetErrors(), row.errors) << testing::PrintToString(row.text);
   }
-}
-
-TEST(Description, MissingFileIsNamed) {
-  KBEnv::dmProc reader;
-  KBEnv::Settings settings;
-  EXPECT_FALSE(reader.LoadFromFile(u"/no/such.kb", settings));
-  EXPECT_EQ(reader.GetErrors(), u"Cannot open file /no/such.kb for read");
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ TEST_F(KnowledgeBases, SettingsComeFromTheNamedBaseAndTheFolderFromTheDefault) {
   EXPECT_FALSE(map.ReplStdDir(text, DIR_CONFIG, u"a"));
 }
 
-TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForce) {
+TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForceAndACopyHasADefaultOfItsOwn) {
   Load("a");
   map.LoadFromBuf(u"b", u"Root=\"none\"\nPlugin=\"?\"", words);
   ASSERT_TRUE(Default(u"a"));
@@ -100,6 +100,10 @@ TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForce) {
   EXPECT_EQ(TermName(0x77), "a");
   EXPECT_FALSE(Default(u"b"));
   EXPECT_EQ(words, u"База b имеет ошибки в описании");
+  const KBMap copy = map;
+  map.ShutDown();
+  EXPECT_EQ(copy.GetDir(DIR_DATA, u""), Wide("a/Data/"));
+  EXPECT_EQ(map.GetDir(DIR_DATA, u""), u"");
 }
 
 TEST_F(KnowledgeBases, DefaultThatGoesIsFollowedByTheFirstValidBase) {
@@ -115,15 +119,6 @@ TEST_F(KnowledgeBases, DefaultThatGoesIsFollowedByTheFirstValidBase) {
   // One that cannot take over ends with no default rather than with one that has gone.
   map.LoadFromBuf(u"d", u"Root=\"none\"", words);
   EXPECT_FALSE(Remove(u"b"));
-  EXPECT_EQ(map.GetDir(DIR_DATA, u""), u"");
-}
-
-TEST_F(KnowledgeBases, CopyHasADefaultOfItsOwn) {
-  Load("a");
-  ASSERT_TRUE(Default(u"a"));
-  const KBMap copy = map;
-  map.ShutDown();
-  EXPECT_EQ(copy.GetDir(DIR_DATA, u""), Wide("a/Data/"));
   EXPECT_EQ(map.GetDir(DIR_DATA, u""), u"");
 }
 
