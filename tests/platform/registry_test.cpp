@@ -6,9 +6,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <fstream>
 #include <set>
-#include <sstream>
 
 #include "platform/child.h"
 #include "support/tempfolder.h"
@@ -21,6 +19,7 @@ using Error = RegistryError;
 
 constexpr Hive User = Hive::CurrentUser;
 const std::u16string Path = u"Software\\Kvor-3\\KBase";
+const std::string HiveFile = "Конфиг 🙂/kvor/registry";
 
 struct RegistryTest : testing::Test {
   RegistryTest() { setenv("XDG_CONFIG_HOME", home.Path("Конфиг 🙂").c_str(), 1); }
@@ -46,16 +45,6 @@ struct RegistryTest : testing::Test {
       EXPECT_TRUE(names.insert(name).second);
     return answer.error == Error::End ? names : std::set<std::u16string>();
   }
-  static std::string FileText() {
-    std::ostringstream out;
-    out << std::ifstream(RegistryPlace(User), std::ios::binary).rdbuf();
-    return out.str();
-  }
-  static void WriteFile(const std::string& text) {
-    Created();
-    std::ofstream(RegistryPlace(User), std::ios::binary) << text;
-  }
-
   const TempFolder home;
 };
 
@@ -77,7 +66,7 @@ TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
     EXPECT_EQ(Names(*key), texts);
     for (const auto& name : texts) EXPECT_TRUE(key->Read(name, value) && value == text + name);
   }
-  EXPECT_NE(FileText().find("\n\"Слово\" = \"😀Слово\"\n"), std::string::npos);
+  EXPECT_NE(home.Read(HiveFile).find("\n\"Слово\" = \"😀Слово\"\n"), std::string::npos);
 }
 
 TEST_F(RegistryTest, FailuresAreToldApartAndWalksGoOnWithTheNamesOfTheirBeginning) {
@@ -142,8 +131,9 @@ TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
       {head + "\"a\" = \"\xFF\"\n", "line 3: not UTF-8"},
       {head + std::string(1, '\0'), "line 3: neither"},
   };
+  Created();
   for (const auto& [text, words] : damaged) {
-    WriteFile(text);
+    home.Write(HiveFile, text);
     Key key;
     for (const RegistryAnswer& answer :
          {OpenRegistryKey(User, u"k", RegistryAccess::Read, key),
@@ -152,15 +142,17 @@ TEST_F(RegistryTest, DamagedFileIsNamedByItsLineAndNeverChanged) {
       EXPECT_NE(answer.words.find(words), std::string::npos) << answer.words;
       EXPECT_TRUE(answer.words.starts_with(RegistryPlace(User))) << answer.words;
     }
-    EXPECT_EQ(FileText(), text);
-    unlink(RegistryPlace(User).c_str());
+    EXPECT_EQ(home.Read(HiveFile), text);
   }
+  unlink(RegistryPlace(User).c_str());
   mkdir(RegistryPlace(User).c_str(), 0700);
   EXPECT_EQ(Opened(), Error::Broken) << "a folder in its place";
 }
 
 TEST_F(RegistryTest, ChangesLeaveNamesInTheirCaseTheLinesOfAPersonAndALinkInPlace) {
-  WriteFile("# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\t\"Ёж\"=\"1\"\n\n# next\n[\"L\"]\n");
+  Created();
+  home.Write(HiveFile,
+             "# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\t\"Ёж\"=\"1\"\n\n# next\n[\"L\"]\n");
   const std::string real = home.Path("dotfile");
   rename(RegistryPlace(User).c_str(), real.c_str());
   chmod(real.c_str(), 0640);
@@ -170,7 +162,7 @@ TEST_F(RegistryTest, ChangesLeaveNamesInTheirCaseTheLinesOfAPersonAndALinkInPlac
   ASSERT_TRUE(key->Write(u"ёЖ", u"3"));
   ASSERT_TRUE(DeleteRegistryKey(User, u"l"));
   ASSERT_TRUE(ReplaceRegistryKey(User, u"M", {{u"c", u"4"}}));
-  EXPECT_EQ(FileText(),
+  EXPECT_EQ(home.Read(HiveFile),
             "# mine\r\n  format=1\r\n\n [ \"K\" ]\r\n# one\n\"Ёж\" = \"3\"\n\"b\" = \"2\"\n\n"
             "# next\n\n[\"M\"]\n\"c\" = \"4\"\n");
   struct stat status = {};
@@ -208,7 +200,7 @@ TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersWalk) 
 TEST_F(RegistryTest, WriteThatFindsNoRoomLeavesWhatWasThere) {
   const Key key = Created();
   ASSERT_TRUE(key->Write(u"a", u"1"));
-  const std::string before = FileText();
+  const std::string before = home.Read(HiveFile);
   const Child child([&](const auto& say) {
     const struct rlimit limit = {200, 200};
     signal(SIGXFSZ, SIG_IGN);
@@ -216,7 +208,7 @@ TEST_F(RegistryTest, WriteThatFindsNoRoomLeavesWhatWasThere) {
     say(key->Write(u"a", std::u16string(400, u'x')).error == Error::Failed ? 'y' : 'n');
   });
   EXPECT_EQ(child.Hear(), 'y');
-  EXPECT_EQ(FileText(), before);
+  EXPECT_EQ(home.Read(HiveFile), before);
   EXPECT_EQ(access((RegistryPlace(User) + ".new").c_str(), F_OK), -1);
 }
 
