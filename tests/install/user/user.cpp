@@ -10,13 +10,10 @@ struct Quotes : TagsProc<char16_t> {};
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
   IndexFile file;
-  if (!file.Create(argv[1], IndexFile::KD_TEXT0)) {
-    std::fprintf(stderr, "create: %s\n", file.ErrorMessage());
-    return 1;
-  }
   std::string article;
-  if (!file.Put(std::string("cat кошка")) || !file.Get("cat", article) || !file.Close()) {
-    std::fprintf(stderr, "store: %s\n", file.ErrorMessage());
+  if (!file.Create(argv[1], IndexFile::KD_TEXT0) || !file.Put(std::string("cat кошка")) ||
+      !file.Get("cat", article) || !file.Close()) {
+    std::fprintf(stderr, "%s\n", file.ErrorMessage());
     return 1;
   }
   IndexFile again(argv[1], true, IndexFile::KD_TEXT0);
