@@ -85,37 +85,4 @@ TEST_F(SplitTest, LeafIsDividedAsEvenlyAsItsEntriesAllow) {
   EXPECT_GT(splits, 200);
 }
 
-// A leaf splits below a root that is full: the last entry of the root's left half goes up and
-// leaves its page, and its child becomes that half's right child.
-TEST_F(SplitTest, FullRootSendsTheLastEntryOfItsLeftHalfUp) {
-  const auto longKey = [](unsigned n) { return Number(n) + Bytes(120, 'k') + ' '; };
-  // Root at page 1, its 31 leaves behind it, with two records each.
-  Entries separators;
-  Bytes leaves;
-  for (unsigned leaf = 0; leaf <= 30; ++leaf) {
-    leaves += LeafOf({Record(longKey(leaf * 10 + 3), 2020), Record(longKey(leaf * 10 + 6), 2020)},
-                     {.next = leaf < 30 ? leaf + 3 : 0, .prev = leaf != 0 ? leaf + 1 : 0});
-    if (leaf < 30) separators.push_back(KeyEntry(leaf + 2, longKey(leaf * 10 + 6)));
-  }
-  const Bytes before =
-      HeaderPage({.firstLeaf = 2, .root = 1, .pages = 32, .depth = 1, .recordCount = 62}) +
-      TreePage(InternalPage, {.rightChild = 32}, separators) + leaves;
-  for (unsigned target = 0; target <= 30; ++target) {
-    SCOPED_TRACE(target);
-    OpenBytes(before);
-    // Three equal entries: none at the border makes the halves more even, so one stands left.
-    ASSERT_EQ(Inserting(Record(longKey(target * 10 + 1), 2020)), "0");
-    Entries entries = separators;
-    entries.insert(entries.begin() + target, KeyEntry(33, longKey(target * 10 + 1)));
-    auto [left, right] = Halves(entries);
-    const Bytes up = left.back();
-    left.pop_back();
-    ExpectPage(34, TreePage(InternalPage, {.next = 1, .rightChild = Get16(up, 3)}, left));
-    ExpectPage(1, TreePage(InternalPage, {.prev = 34, .rightChild = 32}, right));
-    ExpectPage(35, TreePage(InternalPage, {.rightChild = 1}, {KeyEntry(34, up.substr(7, 127))}));
-    Sound();
-    ASSERT_FALSE(HasFailure());
-  }
-}
-
 }  // namespace

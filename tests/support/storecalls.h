@@ -129,7 +129,7 @@ class StoreTest : public ::testing::Test {
   // Each of these closes all that is open first.
   void Create(const KEYDESCR& kd = Words) {
     CloseAll();
-    host.Forget(path);
+    store::CurrentHost().Remove(path);
     file = CreateAt(path, kd);
   }
   void Open(int flags = 2) {
@@ -141,7 +141,7 @@ class StoreTest : public ::testing::Test {
     host.Put(path, bytes);
     file = OpenAt(path, flags);
   }
-  Bytes& Image() { return host.Bytes(path); }
+  virtual Bytes& Image() { return host.Bytes(path); }
   unsigned Header16(std::size_t at) { return image::Get16(Image(), at); }
 
   // The answer of a call on `file`, or the words of its failure.
@@ -175,7 +175,7 @@ class StoreTest : public ::testing::Test {
   }
 
   MemoryHost host;
-  const std::string path = "/m/store.udb";
+  std::string path = "/m/store.udb";
   int file = -1;
   std::string failure;
 };

@@ -123,6 +123,7 @@ class Examiner {
     Want(Get16(file, 19) == 0, 0, "reserved bytes");
     Want(Get32(file, 21) == found.records.size(), 0, "recordCount");
     for (unsigned n = 0; n < AllPages; ++n) {
+      if (InUse(n)) found.endOfUse = n + 1;
       if (InUse(n) && owned.count(n) == 0) ++found.leaked;
     }
     found.freePagesShort = static_cast<std::int16_t>((AllPages - taken - Get16(file, 12)) & 0xFFFF);

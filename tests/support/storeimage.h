@@ -64,6 +64,7 @@ struct Findings {
   std::string damage;  // the first rule that is broken; then the rest is not filled in
   // Of how many pages freePages is short, counted as the allocations of this tree count them.
   int freePagesShort = 0;
+  std::size_t endOfUse = 0;    // behind the last page that is marked in use
   unsigned leaked = 0;         // pages marked in use, and nobody's
   std::vector<Bytes> records;  // in the order of the leaves
   unsigned leaves = 0;
