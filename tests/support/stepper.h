@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,30 +15,25 @@
 // are looked at and put back where they lie.
 class Scene {
  public:
-  struct Stretch {
-    std::size_t offset;
-    std::string bytes;
-  };
+  // A file as it was: its size, the blocks that it took, and what was not a hole, by offsets.
   struct Picture {
     std::size_t size = 0;
     long blocks = 0;
-    std::vector<Stretch> stretches;  // what is not a hole
+    std::vector<std::pair<std::size_t, std::string>> stretches;
   };
   using Pictures = std::vector<Picture>;
 
-  Scene() = default;
-  ~Scene() { Clear(); }
+  // Of these files, none of which is ever longer than its number of bytes.
+  explicit Scene(const std::vector<std::pair<std::string, std::size_t>>& paths);
+  ~Scene();
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
-  // False: it cannot be opened or mapped. A file is never longer than `most` bytes.
-  bool Add(const std::string& path, std::size_t most);
-  void Clear();
   Pictures Take() const;
   bool Is(const Pictures& pictures) const;
   void PutBack(const Pictures& pictures) const;
-  // The four bytes at this place of the file that was added as number `file`.
-  std::uint32_t& Word(std::size_t file, std::size_t offset) const;
+  // The four bytes at this place of the first file.
+  std::uint32_t& Word(std::size_t offset) const;
 
  private:
   struct File {
@@ -47,8 +41,6 @@ class Scene {
     std::byte* start;
     std::size_t most;
   };
-  using Extents = std::vector<std::pair<std::size_t, std::size_t>>;  // begin, end
-  static Extents ExtentsOf(const File& file, std::size_t size);
   static bool Is(const File& file, const Picture& picture);
 
   std::vector<File> files;
@@ -58,9 +50,6 @@ class Scene {
 // again.
 class SteppedProcess {
  public:
-  // Why processes cannot be stepped here; nothing if they can.
-  static std::optional<std::string> Refusal();
-
   explicit SteppedProcess(const std::function<void()>& life);  // comes to its first standstill
   ~SteppedProcess();                                           // killed
   SteppedProcess(const SteppedProcess&) = delete;
@@ -70,18 +59,13 @@ class SteppedProcess {
   static void StandStill();
 
   pid_t Id() const { return pid; }
-  // One instruction, or, if it repeats itself, one round of it; all rounds where it only stores to
-  // what is the child's alone. False: the child stands still again, or is gone.
+  // One instruction, or, if it repeats itself, one round of it. False: the child stands still
+  // again, or is gone.
   bool Step();
-  // Whether it stood still and has not died of anything.
+  // Whether it stood still, and has not died of anything since. At first also: it can be stepped.
   bool IsWell() const { return well; }
 
  private:
-  bool Stop(int request);
-  bool FinishRepeating();
-  bool IsShared(unsigned long address) const;
-
   pid_t pid;
-  long at = 0;  // the instruction that is next
   bool well = false;
 };
