@@ -11,7 +11,6 @@ class DamageTest : public StoreTest {
  protected:
   // A root, three leaves and an external record.
   DamageTest() {
-    host.roomForViews = 1U << 20;  // many thousand files are made
     Create(kd);
     for (unsigned n = 10; n < 18; ++n) {
       records.push_back('#' + Record("k" + std::to_string(n), n == 13 ? 2100 : 900 + n * 20));

@@ -1,4 +1,7 @@
-// What happens to files on disk while they are mapped.
+// What happens to files on disk while they are open, most of all while they are mapped.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -46,6 +49,26 @@ TEST_F(FormsTest, OwnerWaitsForOthersWhoReadItsFileOnlyToChangeIt) {
   EXPECT_EQ(Insert(file, "b 2"), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(50));
   leaves.join();
+}
+
+TEST_F(FormsTest, ClearedFileIsOpenToThoseToWhomItWasOpen) {
+  for (const auto form : {store::FileForm::Plain, store::FileForm::Mapped}) {
+    Use(form);
+    const gid_t group = ::geteuid() == 0 ? 1 : ::getegid();
+    ASSERT_EQ(::chown(path.c_str(), static_cast<uid_t>(-1), group), 0);
+    ASSERT_EQ(::chmod(path.c_str(), 0664), 0);
+    Open();
+    Fill({"a 1"});
+    EXPECT_EQ(Said(udbClear(file)), "0");
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0664U);
+    EXPECT_EQ(status.st_gid, group);
+    EXPECT_FALSE(udbEntry(file).OnlyOursToChange());
+    Fill({"b 2"});
+    EXPECT_EQ(Walk(file), std::vector<Bytes>{"b 2"});
+    EXPECT_EQ(udbClear(file), 0);
+  }
 }
 
 // One closes a file that it had made longer than it needs, and so cuts it; the other knows only how

@@ -1,6 +1,7 @@
 // Files in memory, and faults on demand.
 #include "support/memoryhost.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -20,26 +21,21 @@ class MemoryFile : public store::VirtualFile {
     const Fault f = owner.Call("read");
     if (f != Fault::None && f != Fault::Short) return Failed(), -1;
     const std::string& bytes = Part(offset);
-    std::size_t there = offset < bytes.size() ? bytes.size() - offset : 0;
-    if (there > n) there = n;
-    if (f == Fault::Short) there /= 2;
-    std::memcpy(out, bytes.data() + (there != 0 ? offset : 0), there);
-    return static_cast<std::ptrdiff_t>(there);
+    const std::size_t there = offset < bytes.size() ? bytes.size() - offset : 0;
+    n = MemoryHost::Done(f, std::min(there, n));
+    if (n != 0) std::memcpy(out, bytes.data() + offset, n);
+    return static_cast<std::ptrdiff_t>(n);
   }
 
   bool Write(std::uint64_t offset, const void* bytes, std::size_t n) override {
     if (!writable) return Failed(EBADF);
     const Fault f = owner.Call("write");
-    std::size_t done = n;
-    if (f == Fault::Fail || f == Fault::Broken) done = 0;
-    if (f == Fault::Short || f == Fault::Crash) done = n / 2;
-    if (done != 0) {
+    if (const std::size_t done = MemoryHost::Done(f, n); done != 0) {
       std::string& part = Part(offset);
       if (part.size() < offset + done) part.resize(offset + done);
       std::memcpy(part.data() + offset, bytes, done);
     }
-    if (f >= Fault::Crash) owner.TakePicture();
-    return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
+    return End(f);
   }
 
   std::int64_t Size() override {
@@ -51,12 +47,11 @@ class MemoryFile : public store::VirtualFile {
   bool Truncate(std::uint64_t size) override {
     if (!writable) return Failed(EBADF);
     const Fault f = owner.Call("truncate");
-    if (f == Fault::None || f == Fault::CrashBehind) {
+    if (MemoryHost::Done(f, 1) != 0) {
       contents->tail.clear();
       contents->bytes.resize(size);
     }
-    if (f == Fault::CrashBehind) owner.TakePicture();
-    return f == Fault::None || Failed();
+    return End(f);
   }
 
   bool Identity(platform::FileIdentity& identity) override {
@@ -65,35 +60,21 @@ class MemoryFile : public store::VirtualFile {
   }
 
   const std::byte* View(std::uint64_t offset, std::size_t n) override {
-    static const std::string zeros(4096, '\0');
-    const std::string& bytes = contents->bytes;
-    if (!owner.givesViews || !sound || offset + n > bytes.size() || n > zeros.size()) {
-      return nullptr;
-    }
-    sound = owner.Call("view") == Fault::None;
-    return reinterpret_cast<const std::byte*>(sound ? bytes.data() + offset : zeros.data());
+    return Look("view", offset, n);
   }
   std::uint64_t Viewable() const override {
     if (owner.amidReading) owner.amidReading();
     return owner.givesViews && sound ? contents->bytes.size() : 0;
   }
   std::byte* Place(std::uint64_t offset, std::size_t n) override {
-    static std::string lost(4096, '\0');
-    std::string& bytes = contents->bytes;
-    if (!writable || !owner.givesViews || !sound || offset + n > bytes.size()) return nullptr;
-    sound = owner.Call("place") == Fault::None;
-    return reinterpret_cast<std::byte*>(sound ? bytes.data() + offset : lost.data());
+    return writable ? Look("place", offset, n) : nullptr;
   }
   bool Extend(std::uint64_t size) override {
     if (!writable || !owner.givesViews || !sound) return false;
     const Fault f = owner.Call("extend");
     const std::size_t before = contents->bytes.size();
-    std::size_t more = size > before ? size - before : 0;
-    if (f == Fault::Fail || f == Fault::Broken) more = 0;
-    if (f == Fault::Short || f == Fault::Crash) more /= 2;
-    contents->bytes.resize(before + more);
-    if (f >= Fault::Crash) owner.TakePicture();
-    return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
+    if (size > before) contents->bytes.resize(before + MemoryHost::Done(f, size - before));
+    return End(f);
   }
   bool Sound() const override { return sound; }
   void Renew() override { sound = true; }
@@ -110,6 +91,20 @@ class MemoryFile : public store::VirtualFile {
   bool Failed(int code = EIO) {
     error = code;
     return false;
+  }
+
+  bool End(Fault f) {
+    owner.End(f);
+    return f == Fault::None || Failed(f == Fault::Short ? ENOSPC : EIO);
+  }
+  // A look that fails shows other bytes.
+  std::byte* Look(const char* what, std::uint64_t offset, std::size_t n) {
+    static std::string lost(4096, '\0');
+    std::string& bytes = contents->bytes;
+    if (!owner.givesViews || !sound || offset + n > bytes.size()) return nullptr;
+    sound = owner.Call(what) == Fault::None;
+    return reinterpret_cast<std::byte*>(sound ? bytes.data() + offset
+                                              : lost.assign(4096, '\0').data());
   }
 
   static constexpr std::uint64_t LongestFile = std::uint64_t{32568} * 4096;
@@ -153,6 +148,11 @@ MemoryHost::Fault MemoryHost::Call(const char* what) {
   dead = fault >= Fault::Broken;
   if (fault >= Fault::Crash) TakePicture();  // taken anew by a call that still does something
   return fault;
+}
+
+std::size_t MemoryHost::Done(Fault f, std::size_t n) {
+  if (f == Fault::Short || f == Fault::Crash) return n / 2;
+  return f == Fault::None || f == Fault::CrashBehind ? n : 0;
 }
 
 void MemoryHost::TakePicture() {
@@ -203,7 +203,7 @@ std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
   using platform::OpenMode;
   const Fault f = Call("open");
   const auto at = files.find(path);
-  error = f == Fault::None || f == Fault::CrashBehind ? 0 : errorOfFault;
+  error = Done(f, 1) != 0 ? 0 : errorOfFault;
   if (at == files.end()) {
     if (mode == OpenMode::ReadOnly || mode == OpenMode::ReadWrite) error = ENOENT;
   } else {
@@ -214,8 +214,7 @@ std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
   }
   if (error != 0) return nullptr;
   if (at == files.end()) Put(path, "");
-  if (f == Fault::CrashBehind) {
-    TakePicture();
+  if (!End(f)) {
     error = EIO;
     return nullptr;
   }
@@ -226,21 +225,19 @@ std::unique_ptr<store::VirtualFile> MemoryHost::Open(const std::string& path,
 
 int MemoryHost::Remove(const std::string& path) {
   const Fault f = Call("remove");
-  if (f != Fault::None && f != Fault::CrashBehind) return EIO;
+  if (Done(f, 1) == 0) return EIO;
   const auto at = files.find(path);
   if (at == files.end()) return ENOENT;
   if (at->second->holders != 0) return EACCES;
   files.erase(at);
-  if (f == Fault::CrashBehind) TakePicture();
-  return f == Fault::None ? 0 : EIO;
+  return End(f) ? 0 : EIO;
 }
 
 int MemoryHost::Replace(const std::string& from, const std::string& to) {
   const Fault f = Call("replace");
-  if (f != Fault::None && f != Fault::CrashBehind) return EIO;
+  if (Done(f, 1) == 0) return EIO;
   Rename(from, to);
-  if (f == Fault::CrashBehind) TakePicture();
-  return f == Fault::None ? 0 : EIO;
+  return End(f) ? 0 : EIO;
 }
 
 bool MemoryHost::Lock() {
@@ -274,16 +271,9 @@ int MemoryHost::FilesOpen() const {
   return open;
 }
 
-std::string MemoryHost::PathEndingWith(const std::string& end) const {
-  for (const auto& [path, contents] : files) {
-    if (path.ends_with(end)) return path;
-  }
-  return {};
-}
-
 void MemoryHost::Put(const std::string& path, const std::string& bytes) {
   auto contents = std::make_shared<Contents>(Contents{bytes, nextIndex++});
-  if (givesViews) contents->bytes.reserve(roomForViews);
+  if (givesViews) contents->bytes.reserve(RoomForViews);
   files[path] = std::move(contents);
 }
 

@@ -59,15 +59,13 @@ class MemoryHost : public store::Host {
   bool Exists(const std::string& path) const { return files.count(path) != 0; }
   Contents& File(const std::string& path) { return *files.at(path); }
   std::string& Bytes(const std::string& path) { return File(path).bytes; }
-  // The path that ends like this; empty if there is none.
-  std::string PathEndingWith(const std::string& end) const;
   void Put(const std::string& path, const std::string& bytes);
   void Forget(const std::string& path) { files.erase(path); }
   void Rename(const std::string& from, const std::string& to);
 
-  // Files opened from now on can be looked at where they lie, as in a mapping. A look that fails
-  // shows zeros.
-  std::size_t roomForViews = 48U << 20;  // a file that grows beyond would move under its views
+  // Files made from now on can be looked at where they lie, as in a mapping, as long as they are
+  // no longer than RoomForViews. A look that fails shows zeros.
+  static constexpr std::size_t RoomForViews = 2U << 20;
   bool givesViews = false;
   // Called when somebody who reads without the lock asks how far he may look.
   std::function<void()> amidReading;
@@ -84,6 +82,12 @@ class MemoryHost : public store::Host {
 
   // Counts a call; whether and how it goes wrong.
   Fault Call(const char* what);
+  // How much of `n` such a call gets done, and what there is to do behind that.
+  static std::size_t Done(Fault f, std::size_t n);
+  bool End(Fault f) {
+    if (f >= Fault::Crash) TakePicture();
+    return f == Fault::None;
+  }
   void TakePicture();
 
   std::map<std::string, std::shared_ptr<Contents>> files;
