@@ -2,9 +2,9 @@
 #include "store/pagedirectory.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
+#include "platform/byteruns.h"
 #include "platform/prefetch.h"
 #include "store/countless.h"
 
@@ -21,23 +21,25 @@ std::uint64_t BigEndian(std::uint64_t v) {
   return v << 32 | v >> 32;
 }
 
-std::uint16_t MarkOf(Bytes key) {
+// The last word of a key of eight bytes or more is its last eight, some of them for a second time.
+std::uint32_t MarkOf(Bytes key) {
   std::uint64_t h = key.size() * Mixer;
-  for (; key.size() >= 8; key = key.subspan(8)) {
+  const std::uint64_t last =
+      key.size() < 8 ? LoadFewer(key.data(), key.size()) : Load64(key.data() + key.size() - 8);
+  for (; key.size() > 8; key = key.subspan(8)) {
     h = (h ^ Load64(key.data())) * Mixer;
     h ^= h >> 32;
   }
-  h = (h ^ LoadFewer(key.data(), key.size())) * Mixer;
+  h = (h ^ last) * Mixer;
   h = (h ^ h >> 32) * Mixer;
-  return static_cast<std::uint16_t>(h >> 48);
+  return static_cast<std::uint32_t>(h >> 32);
 }
 
-// The bytes of an entry's key where the searched one would have its own.
-Bytes KeyPlace(const Entry& entry, const KEYDESCR& kd, std::size_t length) {
+// The bytes of an entry from where its key begins.
+Bytes FromKeyOn(const Entry& entry, const KEYDESCR& kd) {
   const Bytes payload = entry.Payload();
   const auto before = static_cast<std::size_t>(entry.Form() == EntryForm::Inline ? kd.offset : 0);
-  if (before > payload.size() || length > payload.size() - before) return {};
-  return payload.subspan(before, length);
+  return before > payload.size() ? Bytes() : payload.subspan(before);
 }
 
 }  // namespace
@@ -58,37 +60,45 @@ std::uint64_t SoughtKey::Number(std::size_t at) const {
   return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
 }
 
-// Walks over a page once.
+// Works on a copy: what lies in the file may be changed meanwhile, and behind this there is more to
+// be read.
 class DirectoryBuilder {
  public:
-  DirectoryBuilder(const TreePage& itsPage, const KEYDESCR& descr) : page(itsPage), kd(descr) {}
+  DirectoryBuilder(const TreePage& page, const KEYDESCR& descr)
+      : entries(copy.data(), page.Used()),
+        leaf(page.IsLeaf()),
+        rightChild(page.RightChild()),
+        kd(descr) {
+    std::memcpy(copy.data(), page.Entries().data(), page.Used());
+  }
 
   // False if there is no sound page.
   bool Walk() {
-    const Bytes entries = page.Entries();
-    std::size_t at = 0;
-    for (; at < entries.size(); ++count) {
-      const auto entry = Entry::At(entries, at, page.IsLeaf());
+    Bytes before;
+    for (std::size_t at = 0; at < entries.size(); ++count) {
+      const auto entry = Entry::At(entries, at, leaf);
       if (!entry || count == offsets.size()) return false;
-      const auto key = entry->Key(kd);
-      if (!key || key->size() > MaxKey) return false;
-      if (count > 0 && CompareKeys(kd, keys[count - 1], *key) >= 0) return false;
+      const Bytes key = KeyOf(*entry);
+      if (key.empty() || (count > 0 && !IsLess(before, key))) return false;
       offsets[count] = static_cast<std::uint16_t>(at);
-      keys[count] = *key;
+      if (leaf) marks[count] = SoughtKey(kd, key).Mark();
+      before = key;
       at += entry->Size();
     }
-    return count > 0 || !page.IsLeaf();
+    return count > 0 || !leaf;
   }
 
   PageDirectory::Pointer Fill() {
     PageDirectory head;
-    head.shape.leaf = page.IsLeaf();
-    head.shape.used = static_cast<std::uint16_t>(page.Used());
-    head.prefix = count == 0 ? 0 : CommonPrefix({kd, keys[0]}, {kd, keys[count - 1]});
+    head.shape.leaf = leaf;
+    head.shape.used = static_cast<std::uint16_t>(entries.size());
+    head.prefix = count == 0 ? 0 : CommonPrefix({kd, KeyAt(0)}, {kd, KeyAt(count - 1)});
     const std::size_t step = head.shape.leaf ? PageDirectory::LeafStep : 1;
     head.samples = static_cast<std::uint16_t>((count + step - 1) / step);
-    head.shape.slotMask =
-        static_cast<std::uint16_t>(head.shape.leaf ? std::bit_ceil(2 * count) - 1 : count);
+    if (head.shape.leaf) {
+      head.shape.groups = static_cast<std::uint8_t>(count / PageDirectory::GroupFill + 1);
+      head.shape.lines = static_cast<std::uint8_t>(entries.size() / count / CacheLine + 1);
+    }
     head.size = sizeof head + 2 * (head.SlotSpace() + head.samples) +
                 head.samples * sizeof(std::uint64_t) + head.prefix;
     void* const memory = std::malloc(head.size);
@@ -99,6 +109,26 @@ class DirectoryBuilder {
   }
 
  private:
+  // None: there is no whole key.
+  Bytes KeyOf(const Entry& entry) const {
+    if (!kd.IsText()) {
+      const auto key = entry.Key(kd);
+      return key && key->size() <= MaxKey ? *key : Bytes();
+    }
+    const Bytes there = FromKeyOn(entry, kd);
+    const std::size_t reach = std::min(there.size(), MaxKey);
+    const std::size_t stop = platform::PlaceOf(kd.len, there.data(), reach);
+    return stop < reach ? there.first(stop + 1) : Bytes();
+  }
+  Bytes KeyAt(std::size_t n) const { return KeyOf(*Entry::At(entries, offsets[n], leaf)); }
+
+  bool IsLess(Bytes a, Bytes b) const {
+    if (!kd.IsText()) return CompareKeys(kd, a, b) < 0;
+    const std::size_t common = std::min(a.size(), b.size()) - 1;
+    const std::size_t same = platform::SameBytes(a.data(), b.data(), common);
+    return same == common ? a.size() < b.size() : a[same] < b[same];
+  }
+
   static std::uint8_t CommonPrefix(const SoughtKey& a, const SoughtKey& b) {
     const Bytes one = a.Ordered();
     const Bytes other = b.Ordered();
@@ -106,44 +136,47 @@ class DirectoryBuilder {
     return static_cast<std::uint8_t>(apart.first - one.begin());
   }
 
-  void Store(PageDirectory& d, std::size_t step) {
+  void Store(PageDirectory& d, std::size_t step) const {
     auto* const slots = reinterpret_cast<std::uint16_t*>(&d + 1);
     auto* const numbers = reinterpret_cast<std::uint64_t*>(slots + d.SlotSpace());
     auto* const places = reinterpret_cast<std::uint16_t*>(numbers + d.samples);
     auto* const prefix = reinterpret_cast<std::uint8_t*>(places + d.samples);
-    std::fill_n(slots, d.SlotSpace(), PageDirectory::NoEntry);
-    for (std::size_t i = 0; i < count; ++i) {
-      const SoughtKey key(kd, keys[i]);
-      if (i % step == 0) {
-        numbers[i / step] = key.Number(d.prefix);
-        places[i / step] = offsets[i];
-      }
-      if (d.shape.leaf) {
-        FillSlot(d, slots, key.Mark(), offsets[i]);
-      } else {
-        // Somebody may change the page since it was walked over; 0 is no child.
-        const auto entry = Entry::At(page.Entries(), offsets[i], false);
-        slots[i] = entry ? entry->Child() : std::uint16_t{0};
-      }
-      if (i == 0) std::copy_n(key.Ordered().begin(), d.prefix, prefix);
+    if (d.prefix != 0) std::copy_n(SoughtKey(kd, KeyAt(0)).Ordered().begin(), d.prefix, prefix);
+    for (std::size_t i = 0; i < count; i += step) {
+      numbers[i / step] = SoughtKey(kd, KeyAt(i)).Number(d.prefix);
+      places[i / step] = offsets[i];
     }
-    if (!d.shape.leaf) slots[count] = page.RightChild();
+    if (leaf) {
+      FillGroups(d.shape.groups, slots);
+    } else {
+      for (std::size_t i = 0; i < count; ++i)
+        slots[i] = Entry::At(entries, offsets[i], false)->Child();
+      slots[count] = rightChild;
+    }
   }
 
-  // More than half of the slots stay free: a search ends at the first of them.
-  static void FillSlot(const PageDirectory& d, std::uint16_t* slots, std::uint16_t mark,
-                       std::uint16_t offset) {
-    std::size_t slot = mark & d.shape.slotMask;
-    while (slots[slot] != PageDirectory::NoEntry) slot = (slot + 1) & d.shape.slotMask;
-    slots[slot] = static_cast<std::uint16_t>((mark & ~PageDirectory::NoEntry) | offset / 4);
+  void FillGroups(std::size_t groups, std::uint16_t* slots) const {
+    std::fill_n(slots, groups * PageDirectory::GroupSize, PageDirectory::NoEntry);
+    std::array<std::uint8_t, MostGroups> taken;
+    std::fill_n(taken.begin(), groups, std::uint8_t{0});
+    for (std::size_t i = 0; i < count; ++i) {
+      std::size_t group = PageDirectory::GroupOf(marks[i], static_cast<std::uint32_t>(groups));
+      while (taken[group] == PageDirectory::GroupSize) group = group + 1 == groups ? 0 : group + 1;
+      slots[group * PageDirectory::GroupSize + taken[group]++] =
+          static_cast<std::uint16_t>(PageDirectory::SlotBits(marks[i]) | offsets[i] / 4);
+    }
   }
 
   static constexpr std::size_t MostEntries = EntriesEnd / Rounded(EntryHead) + 2;
-  const TreePage page;
+  static constexpr std::size_t MostGroups = MostEntries / PageDirectory::GroupFill + 1;
+  std::array<std::uint8_t, PageSize + platform::ReadAhead> copy;
+  const Bytes entries;
+  const bool leaf;
+  const std::uint16_t rightChild;
   const KEYDESCR kd;
   std::size_t count = 0;
   std::array<std::uint16_t, MostEntries> offsets;
-  std::array<Bytes, MostEntries> keys;
+  std::array<std::uint32_t, MostEntries> marks;
 };
 
 PageDirectory::Pointer PageDirectory::Of(const TreePage& page, const KEYDESCR& kd) {
@@ -154,21 +187,28 @@ PageDirectory::Pointer PageDirectory::Of(const TreePage& page, const KEYDESCR& k
 PageDirectory::Place PageDirectory::Find(const Shape& looks, const SoughtKey& key,
                                          const KEYDESCR& kd, Bytes entries) const {
   const Bytes wanted = key.Whole();
-  const unsigned mark = key.Mark();
-  const std::uint16_t* const slots = Slots();
-  for (std::size_t slot = mark & looks.slotMask; slots[slot] != NoEntry;
-       slot = (slot + 1) & looks.slotMask) {
-    if (((slots[slot] ^ mark) & ~unsigned{NoEntry}) != 0) continue;
-    const std::uint32_t offset = 4U * (slots[slot] & NoEntry);
-    platform::Prefetch(entries.data() + offset + CacheLine);  // its end, while its head is awaited
-    const auto entry = Entry::At(entries, offset, true);
-    if (!entry) continue;
-    const Bytes there = KeyPlace(*entry, kd, wanted.size());
-    if (!there.empty() && std::memcmp(there.data(), wanted.data(), wanted.size()) == 0) {
-      return {true, 0, offset};
+  const std::uint16_t bits = SlotBits(key.Mark());
+  std::uint32_t group = GroupOf(key.Mark(), looks.groups);
+  for (;;) {
+    const std::uint16_t* const slots = Slots() + group * GroupSize;
+    const platform::EightSlots all(slots);
+    for (auto likely = all.Like(bits, NoEntry & ~OffsetMask); !likely.IsEmpty();
+         likely.DropFirst()) {
+      const std::uint32_t offset = 4U * (slots[likely.First()] & OffsetMask);
+      for (unsigned line = 1; line <= looks.lines; ++line) {  // while its head is awaited
+        platform::Prefetch(entries.data() + offset + line * CacheLine);
+      }
+      const auto entry = Entry::At(entries, offset, true);
+      if (!entry) continue;
+      const Bytes there = FromKeyOn(*entry, kd);
+      if (there.size() >= wanted.size() &&
+          std::memcmp(there.data(), wanted.data(), wanted.size()) == 0) {
+        return {true, 0, offset};
+      }
     }
+    if (!all.Like(NoEntry, NoEntry).IsEmpty()) return {};
+    group = group + 1 == looks.groups ? 0 : group + 1;
   }
-  return {};
 }
 
 // Where the key stands to all that begin with the prefix: -1 or 1, or 0 if it begins so itself.

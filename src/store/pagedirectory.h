@@ -15,7 +15,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/prefetch.h"
+#include "platform/eightslots.h"
 #include "store/page.h"
 
 namespace store {
@@ -36,7 +36,7 @@ class SoughtKey {
   SoughtKey& operator=(const SoughtKey&) = delete;
 
   Bytes Whole() const { return whole; }
-  std::uint16_t Mark() const { return mark; }  // equal for equal keys
+  std::uint32_t Mark() const { return mark; }  // equal for equal keys
   // Eight bytes from `at` on as a number that orders as they do; zeros behind the key.
   std::uint64_t Number(std::size_t at) const;
   Bytes Ordered() const { return ordered; }
@@ -44,12 +44,12 @@ class SoughtKey {
  private:
   Bytes whole;
   Bytes ordered;
-  std::uint16_t mark;
+  std::uint32_t mark;
   std::array<std::uint8_t, 4> number;
 };
 
 // One stretch of memory: this head, then what it counts.
-class PageDirectory {
+class alignas(16) PageDirectory {
  public:
   struct Free {
     void operator()(PageDirectory* directory) const { std::free(directory); }
@@ -63,7 +63,8 @@ class PageDirectory {
   // What a search wants to know first.
   struct Shape {
     std::uint16_t used = 0;
-    std::uint16_t slotMask = 0;  // internal page: as many as there are, less one
+    std::uint8_t groups = 0;  // leaf: of slots
+    std::uint8_t lines = 0;   // leaf: of the processor's memory, behind the first of an entry
     bool leaf = false;
   };
   const Shape& Looks() const { return shape; }
@@ -75,10 +76,6 @@ class PageDirectory {
   };
   // The leaf's entry with this very key.
   Place Find(const Shape& looks, const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
-  // A word to the processor about what Find will look at first.
-  void Await(const Shape& looks, const SoughtKey& key) const {
-    platform::Prefetch(Slots() + (key.Mark() & looks.slotMask));
-  }
   // The first entry with a key not less. Not found: the page is not what it was.
   Place FirstNotLess(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
 
@@ -89,15 +86,29 @@ class PageDirectory {
   static constexpr std::size_t LeafStep = 8;
   // A slot has the offset of an entry, in fours, in its low bits, and bits of its key's mark above.
   static constexpr unsigned OffsetBits = 10;
-  static constexpr std::uint16_t NoEntry = (1U << OffsetBits) - 1;
+  static constexpr std::uint16_t OffsetMask = (1U << OffsetBits) - 1;
+  static constexpr std::uint16_t NoEntry = 0xFFFF;  // no entry begins so far behind
+  // Slots are filled and searched group by group, from the one that the mark leads to until one has
+  // a free slot. Few are free: what is never looked at takes no room in the processor's caches.
+  static constexpr std::size_t GroupSize = platform::SlotsAtOnce;
+  static constexpr std::size_t GroupFill = 6;
 
   PageDirectory() = default;
 
   int Side(const SoughtKey& key) const;
 
+  static std::uint32_t GroupOf(std::uint32_t mark, std::uint32_t groups) {
+    return static_cast<std::uint32_t>(std::uint64_t{mark} * groups >> 32);
+  }
+  static std::uint16_t SlotBits(std::uint32_t mark) {
+    return static_cast<std::uint16_t>(mark << OffsetBits);
+  }
+
   // Leaf: where each entry is found by its key's mark. Internal page: the children.
   const std::uint16_t* Slots() const { return reinterpret_cast<const std::uint16_t*>(this + 1); }
-  std::size_t SlotSpace() const { return (shape.slotMask + 4U) & ~3U; }  // what follows is aligned
+  std::size_t SlotSpace() const {  // what follows is aligned
+    return shape.leaf ? shape.groups * GroupSize : (samples + 4U) & ~3U;
+  }
   const std::uint64_t* Numbers() const {
     return reinterpret_cast<const std::uint64_t*>(Slots() + SlotSpace());
   }
