@@ -35,6 +35,19 @@ std::uint32_t MarkOf(Bytes key) {
   return static_cast<std::uint32_t>(h >> 32);
 }
 
+// The first sixteen bytes, the first one highest, zeros behind the last.
+std::array<std::uint64_t, 2> BeginOf(Bytes key) {
+  if (key.size() < 8) {
+    const std::uint64_t few = LoadFewer(key.data(), key.size());
+    return {BigEndian(few), 0};
+  }
+  // The second eight with some of the first in front of them, which are shifted out; in two steps,
+  // since it may be all of them.
+  const std::size_t more = std::min<std::size_t>(key.size() - 8, 8);
+  const std::uint64_t second = BigEndian(Load64(key.data() + more));
+  return {BigEndian(Load64(key.data())), second << 4 * (8 - more) << 4 * (8 - more)};
+}
+
 // The bytes of an entry from where its key begins.
 Bytes FromKeyOn(const Entry& entry, const KEYDESCR& kd) {
   const Bytes payload = entry.Payload();
@@ -52,9 +65,10 @@ SoughtKey::SoughtKey(const KEYDESCR& kd, Bytes key)
     ordered = number;
   }
   mark = MarkOf(ordered);
+  begin = BeginOf(ordered);
 }
 
-std::uint64_t SoughtKey::Number(std::size_t at) const {
+std::uint64_t SoughtKey::NumberFar(std::size_t at) const {
   if (at >= ordered.size()) return 0;
   const Bytes rest = ordered.subspan(at);
   return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
@@ -93,6 +107,7 @@ class DirectoryBuilder {
     head.shape.leaf = leaf;
     head.shape.used = static_cast<std::uint16_t>(entries.size());
     head.prefix = count == 0 ? 0 : CommonPrefix({kd, KeyAt(0)}, {kd, KeyAt(count - 1)});
+    head.begin = count == 0 ? 0 : SoughtKey(kd, KeyAt(0)).Number(0);
     const std::size_t step = head.shape.leaf ? PageDirectory::LeafStep : 1;
     head.samples = static_cast<std::uint16_t>((count + step - 1) / step);
     if (head.shape.leaf) {
@@ -214,6 +229,13 @@ PageDirectory::Place PageDirectory::Find(const Shape& looks, const SoughtKey& ke
 // Where the key stands to all that begin with the prefix: -1 or 1, or 0 if it begins so itself.
 int PageDirectory::Side(const SoughtKey& key) const {
   if (prefix == 0) return 0;
+  if (prefix < sizeof begin) {
+    // Zeros behind a shorter key may pass for bytes of the prefix: then all numbers are more, or
+    // the keys themselves are asked.
+    const unsigned rest = 64 - 8 * prefix;
+    const std::uint64_t there = key.Number(0) >> rest;
+    return there == begin >> rest ? 0 : there < begin >> rest ? -1 : 1;
+  }
   const Bytes all = Prefix();
   const std::size_t common = std::min(key.Ordered().size(), all.size());
   const int order = common == 0 ? 0 : std::memcmp(key.Ordered().data(), all.data(), common);

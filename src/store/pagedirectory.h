@@ -38,12 +38,19 @@ class SoughtKey {
   Bytes Whole() const { return whole; }
   std::uint32_t Mark() const { return mark; }  // equal for equal keys
   // Eight bytes from `at` on as a number that orders as they do; zeros behind the key.
-  std::uint64_t Number(std::size_t at) const;
+  std::uint64_t Number(std::size_t at) const {
+    if (at >= sizeof(std::uint64_t)) return NumberFar(at);
+    // In two steps, since a number cannot be shifted by its whole length.
+    return begin[0] << 8 * at | begin[1] >> 1 >> (63 - 8 * at);
+  }
   Bytes Ordered() const { return ordered; }
 
  private:
+  std::uint64_t NumberFar(std::size_t at) const;
+
   Bytes whole;
   Bytes ordered;
+  std::array<std::uint64_t, 2> begin;  // the first sixteen bytes, as Number has them
   std::uint32_t mark;
   std::array<std::uint8_t, 4> number;
 };
@@ -121,6 +128,7 @@ class alignas(16) PageDirectory {
   }
 
   std::uint64_t size = 0;
+  std::uint64_t begin = 0;  // the prefix as a number, if it is short
   Shape shape;
   std::uint16_t samples = 0;  // entries with a number: all of an internal page, some of a leaf
   std::uint8_t prefix = 0;    // bytes that all keys begin with; the numbers are of what follows
