@@ -1,0 +1,104 @@
+// Directories of pages find what a walk over the page finds.
+#include "store/pagedirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <string>
+
+#include "store/pageeditor.h"
+#include "store/pagesearch.h"
+#include "store/records.h"
+
+namespace {
+
+using store::Bytes;
+
+Bytes BytesOfText(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+struct KeyKind {
+  KEYDESCR kd;
+  std::size_t prefix;  // bytes that all keys share
+  std::size_t
+      letters;  // behind it, of few kinds: numbers are often equal, and zeros stand for none
+};
+
+std::string RandomKey(const KeyKind& kind, std::mt19937& random) {
+  if (kind.kd.type == 0) {
+    const std::uint32_t number = random() % 400 - 200U;
+    return {reinterpret_cast<const char*>(&number), sizeof number};
+  }
+  const std::string letters("\0\1a\xFF", 4);
+  std::string key = letters + letters + letters;
+  key.resize(random() % 20 == 0 ? random() % (kind.prefix + 1) : kind.prefix);
+  const std::size_t length = kind.kd.IsText() ? key.size() + random() % kind.letters : kind.kd.len;
+  while (key.size() < length) key += letters[random() % letters.size()];
+  return kind.kd.IsText() ? key + ' ' : key;
+}
+
+store::Page PageOf(const KeyKind& kind, bool leaf, std::size_t most, std::mt19937& random) {
+  const auto isLess = [&](const std::string& a, const std::string& b) {
+    return store::CompareKeys(kind.kd, BytesOfText(a), BytesOfText(b)) < 0;
+  };
+  std::set<std::string, decltype(isLess)> keys(isLess);
+  for (std::size_t i = 0; i < most; ++i) keys.insert(RandomKey(kind, random));
+  store::Page page{};
+  store::PageEditor editor(page);
+  editor.SetType(leaf ? store::LeafType : store::InternalType);
+  editor.SetRightChild(9999);
+  store::StagedEntry entry;
+  std::uint16_t child = 100;
+  for (const std::string& key : keys) {
+    if (leaf) {
+      entry.BuildInline(BytesOfText(key + std::string(random() % 9, 'v')));
+    } else {
+      entry.BuildKey(child++, BytesOfText(key));
+    }
+    const std::size_t used = store::TreePage::Of(page)->Used();
+    if (used + entry.Size() >= store::EntriesEnd) break;
+    editor.Insert(used, entry.Whole());
+  }
+  return page;
+}
+
+TEST(PageDirectoryTest, FindsWhatAWalkFindsWhateverKeysShare) {
+  std::mt19937 random(5);
+  std::size_t present = 0;
+  const KeyKind kinds[] = {{KEYDESCR(4, ' ', 0), 0, 5},  {KEYDESCR(4, ' ', 0), 3, 9},
+                           {KEYDESCR(4, ' ', 0), 7, 12}, {KEYDESCR(4, ' ', 0), 8, 20},
+                           {KEYDESCR(4, ' ', 0), 9, 5},  {KEYDESCR(1, 11, 0), 6, 0},
+                           {KEYDESCR(3, 4, 0), 0, 0},    {KEYDESCR(0, 4, 0), 0, 0}};
+  for (int round = 0; round < 480; ++round) {
+    const KeyKind& kind = kinds[static_cast<std::size_t>(round / 2) % std::size(kinds)];
+    const bool leaf = round % 2 == 0;
+    const store::Page page = PageOf(kind, leaf, 1 + random() % 300, random);
+    const auto view = *store::TreePage::Of(page);
+    const auto directory = store::PageDirectory::Of(view, kind.kd);
+    ASSERT_NE(directory, nullptr);
+    for (int asked = 0; asked < 100; ++asked) {
+      const std::string text = RandomKey(kind, random);
+      const store::SoughtKey key(kind.kd, BytesOfText(text));
+      const std::size_t at = store::StepOverLess(view, kind.kd, key.Whole());
+      const auto entry = view.At(at);
+      const auto found = directory->FirstNotLess(key, kind.kd, view.Entries());
+      ASSERT_TRUE(found.found);
+      if (!leaf) {
+        ASSERT_EQ(found.child, entry ? entry->Child() : view.RightChild()) << round;
+        continue;
+      }
+      ASSERT_EQ(found.offset, at) << round;
+      const bool isThere =
+          entry && store::CompareKeys(kind.kd, *entry->Key(kind.kd), key.Whole()) == 0;
+      const auto same = directory->Find(directory->Looks(), key, kind.kd, view.Entries());
+      ASSERT_EQ(same.found, isThere) << round;
+      if (isThere) ASSERT_EQ(same.offset, at) << round;
+      present += isThere ? 1 : 0;
+    }
+  }
+  EXPECT_GT(present, 1000U);
+}
+
+}  // namespace
