@@ -244,7 +244,7 @@ INSTANTIATE_TEST_SUITE_P(
         Script{"ZeroTerminatedTiny", {2, 0, 0}, Sizes::Tiny, 3000, 2500, 1436068850},
         Script{"WordsAroundInlineLimit", {4, ' ', 0}, Sizes::AroundInline, 600, 800, 1806311304},
         Script{"WordsBehind39BytesMixed", {4, ' ', 39}, Sizes::Mixed, 1000, 1000, 3383668034},
-        Script{"LinesHuge", {4, 10, 6}, Sizes::Huge, 60, 120, 718022193},
+        Script{"LinesHuge", {4, 10, 6}, Sizes::Huge, 150, 200, 755321950},
         Script{"HighStopSymbolTiny", {2, 0xFF, 1}, Sizes::Tiny, 2000, 2000, 4262753505},
         Script{"KeysThatLieInRunsOnly", {4, '|', 2041}, Sizes::Tiny, 200, 400, 3792031405}),
     [](const auto& test) { return std::string(test.param.name); });
