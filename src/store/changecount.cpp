@@ -11,36 +11,49 @@ ChangeCount* ChangeCount::Of(Host& host, const platform::FileIdentity& file) {
   return reinterpret_cast<ChangeCount*>(memory) + (mixed >> 32) % slots;
 }
 
-void ChangedPages::Add(std::uint16_t page) {
-  for (std::uint16_t& place : pages) {
-    if (place == page || pages[0] == All) return;
-    if (place == 0) {
-      place = page;
-      return;
-    }
-  }
-  pages[0] = All;
-}
-
-void ChangeCount::BeginChange() {
+// Nobody changes a page whose version is even: those have nothing to end.
+void ChangeCount::EndAll() {
   count.store(count.load(std::memory_order_relaxed) | 1U, std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_release);
-  ChangedPages any;
-  any.pages[0] = ChangedPages::All;
-  Tell(any);
-}
-
-void ChangeCount::Tell(const ChangedPages& changed) {
-  const std::uint64_t change = count.load(std::memory_order_relaxed) / 2;
-  const auto& [first, second, third] = changed.pages;
-  notes[change % notes.size()].store(
-      change << 48 | std::uint64_t{third} << 32 | std::uint64_t{second} << 16 | first,
-      std::memory_order_relaxed);
-}
-
-void ChangeCount::EndChange() {
-  if (IsStable(Now())) BeginChange();
+  for (auto& version : versions) {
+    const std::uint64_t now = version.load(std::memory_order_relaxed);
+    if (!IsStable(now)) version.store(now + 1, std::memory_order_release);
+  }
   count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+void Change::Begin(ChangeCount* itsCount) {
+  count = itsCount;
+  told = 0;
+  if (count == nullptr) return;
+  const std::uint64_t now = count->count.load(std::memory_order_relaxed);
+  isAlone = ChangeCount::IsStable(now);
+  count->count.store(now | 1U, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+}
+
+void Change::Tell(std::uint16_t page) {
+  if (count == nullptr) return;
+  const std::size_t index = ChangeCount::IndexOf(page);
+  const std::uint64_t now = count->versions[index].load(std::memory_order_relaxed);
+  if (!ChangeCount::IsStable(now)) return;
+  indices[told++] = static_cast<std::uint16_t>(index);
+  count->versions[index].store(now + 1, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+}
+
+void Change::End() {
+  if (count == nullptr) return;
+  if (!isAlone) {
+    count->EndAll();
+    return;
+  }
+  for (std::size_t i = 0; i < told; ++i) {
+    std::atomic<std::uint64_t>& version = count->versions[indices[i]];
+    version.store(version.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  }
+  told = 0;
+  count->count.store(count->count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 }  // namespace store

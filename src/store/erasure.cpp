@@ -8,7 +8,10 @@ namespace store {
 std::size_t Tree::TakeOut() {
   const PageSlot& slot = work.Fetch(Cursor().page, work.slotB);
   const Entry entry = work.EntryAt(work.ViewOf(slot), Cursor().offset);
-  if (entry.Form() == EntryForm::Key) records.FreeRunAt(entry.Child());
+  if (entry.Form() == EntryForm::Key) {
+    records.FreeRunAt(entry.Child());
+    work.NoteWrite(slot.number);  // ahead of what may be written to the run's pages now
+  }
   return entry.Size();
 }
 

@@ -41,7 +41,7 @@ class Host {
   // The one exception: memory of the lock's sharers, all zero at first, that may be looked at
   // without the lock and is changed only under it. Null: there is none. Another one may be had
   // after the next taking of the lock; this one can still be looked at.
-  static constexpr std::size_t OpenMemorySize = 64U << 10;
+  static constexpr std::size_t OpenMemorySize = 2U << 20;
   virtual std::byte* OpenMemory() { return nullptr; }
   // Whether a place in it is still looked at by all; see platform::NamedMutex.
   virtual bool StillShares(const void* /*place*/) { return true; }

@@ -298,7 +298,7 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
   entry.cursorPage = position.page;
   entry.cursorOffset = position.offset;
   entry.missedSize = 0;
-  entry.seen.cursor = Seen::Never;  // seen without the lock
+  entry.seen.LoseCursor();  // seen without the lock
   return 0;
 }
 

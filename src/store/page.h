@@ -55,6 +55,7 @@ inline constexpr std::uint32_t OldVersion = 23;
 inline constexpr std::uint32_t CurrentVersion = 24;
 
 inline constexpr std::size_t HeaderEnd = PageSize - BitmapBytes;  // 25; then the bitmap
+inline constexpr std::size_t RootEnd = 12;  // so far: what the keys are, and where the tree begins
 
 // Bytes 4 to 24 of page 0.
 struct Header {

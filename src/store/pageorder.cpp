@@ -250,7 +250,8 @@ bool PageOrder::IsBlunt() const {
 // ---- Those of a file ----
 
 PageOrder* PageOrders::Known(std::uint16_t number) {
-  return number < pages.size() && pages[number].asOf == state ? pages[number].order.get() : nullptr;
+  return number < pages.size() && Confirm(pages[number].asOf, number) ? pages[number].order.get()
+                                                                      : nullptr;
 }
 
 PageOrders::Place& PageOrders::At(std::uint16_t number) {
@@ -262,9 +263,10 @@ PageOrders::Place& PageOrders::At(std::uint16_t number) {
   return pages[number];
 }
 
-void PageOrders::Put(Place& place, PageOrder::Pointer order) {
+void PageOrders::Put(std::uint16_t number, PageOrder::Pointer order) {
+  Place& place = At(number);
   const std::size_t before = place.order != nullptr ? place.order->Memory() : 0;
-  place = {std::move(order), state, 0};
+  place = {std::move(order), Now(number), false};
   Hold(Held() - before + (place.order != nullptr ? place.order->Memory() : 0));
 }
 
@@ -277,19 +279,21 @@ std::optional<PageOrder::Found> PageOrders::Find(std::uint16_t number, const Tre
   }
   MakeRoom();
   Place& place = At(number);
-  const bool isFirst = place.asOf != state;
-  if (isFirst && page.IsLeaf()) Put(place, nullptr);
-  if (place.isUnfit != 0 || (isFirst && page.IsLeaf())) return std::nullopt;
+  const bool isFirst = !Confirm(place.asOf, number);
+  if (isFirst && page.IsLeaf()) Put(number, nullptr);
+  if (place.isUnfit || (isFirst && page.IsLeaf())) return std::nullopt;
   // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the place owns it
-  Put(place, PageOrder::Of(page, kd));
-  place.isUnfit = place.order == nullptr ? 1 : 0;
+  Put(number, PageOrder::Of(page, kd));
+  place.isUnfit = place.order == nullptr;
   return place.order == nullptr ? std::nullopt : place.order->Find(page, kd, key);
 }
 
 void PageOrders::Splice(std::uint16_t number, const KEYDESCR& kd, std::size_t offset,
                         std::size_t removed, Bytes entry) {
   PageOrder* const known = Known(number);
-  if (known != nullptr && !known->Splice(kd, offset, removed, entry)) Put(pages[number], nullptr);
+  if (known == nullptr) return;
+  if (!known->Splice(kd, offset, removed, entry)) Put(number, nullptr);
+  pages[number].asOf = Now(number);
 }
 
 void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t offset) {
@@ -303,12 +307,13 @@ void PageOrders::Split(std::uint16_t number, std::uint16_t left, std::size_t off
     return;
   }
   // Those that are left as if they had been searched once are taken anew at their next search.
-  Put(At(left), below->IsBlunt() ? nullptr : std::move(below));
-  if (known->IsBlunt()) Put(pages[number], nullptr);
+  Put(left, below->IsBlunt() ? nullptr : std::move(below));
+  if (known->IsBlunt()) Put(number, nullptr);
+  pages[number].asOf = Now(number);
 }
 
 void PageOrders::Clear() {
-  ++state;
+  DropAll();
   pages = std::vector<Place>();
   Hold(0);
 }

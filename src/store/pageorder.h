@@ -17,7 +17,7 @@
 #include <optional>
 #include <vector>
 
-#include "store/directorymemory.h"
+#include "store/keptpages.h"
 #include "store/page.h"
 
 namespace store {
@@ -106,7 +106,7 @@ class PageOrder {
 };
 
 // Those of one file, by pages.
-class PageOrders final : public DirectoryMemory::Holder {
+class PageOrders final : public KeptPages {
  public:
   // By the order of this page. An internal page has one from the first search on, a leaf from the
   // second. REQUIRES: OrderedKey::Serves(kd).
@@ -121,26 +121,23 @@ class PageOrders final : public DirectoryMemory::Holder {
   // The entries below the offset go to the page `left`.
   void Split(std::uint16_t number, std::uint16_t left, std::size_t offset);
   void Drop(std::uint16_t number) {
-    if (number < pages.size()) pages[number].asOf = 0;
+    if (number < pages.size()) pages[number].asOf = {};
   }
-  void DropAll() { ++state; }
-  std::uint64_t State() const { return state; }  // another one after each DropAll
   // As DropAll, and gives the memory back.
   void Clear() override;
 
  private:
   struct Place {
     PageOrder::Pointer order;
-    std::uint64_t asOf : 63 = 0;
-    std::uint64_t isUnfit : 1 = 0;
+    AsOf asOf;
+    bool isUnfit = false;
   };
 
   PageOrder* Known(std::uint16_t number);
   Place& At(std::uint16_t number);
-  void Put(Place& place, PageOrder::Pointer order);
+  void Put(std::uint16_t number, PageOrder::Pointer order);
 
   std::vector<Place> pages;
-  std::uint64_t state = 1;
 };
 
 }  // namespace store

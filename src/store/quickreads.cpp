@@ -11,9 +11,9 @@ namespace store {
 namespace {
 
 constexpr int MostTries = 40;
-constexpr int MostLooks = 2000;             // at a count that is odd, before the lock is taken
-constexpr std::uint32_t RestlessFor = 256;  // searches behind a change by others
-constexpr std::size_t MostLevels = 7;       // of pages, as a descent under the lock can pass
+constexpr int MostLooks = 2000;        // at a number that is odd, before the lock is taken
+constexpr std::uint32_t CalmGets = 8;  // in one state of the file, before that is learned
+constexpr std::size_t MostLevels = 7;  // of pages, as a descent under the lock can pass
 
 std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
 
@@ -29,6 +29,38 @@ bool CursorIsKnown(const UdbFile& file) {
 
 // ---- Whether what was read counts ----
 
+class QuickReads::Path {
+ public:
+  explicit Path(const ChangeCount& fileCount) : count(fileCount) {}
+
+  // The page will be looked at now. False: somebody is at work in it, and for long.
+  bool Enter(std::uint16_t page) {
+    for (int look = 0; look < MostLooks; ++look) {
+      const std::uint64_t version = count.VersionOf(page);
+      if (!ChangeCount::IsStable(version)) continue;
+      steps[length++] = {page, version};
+      return true;
+    }
+    return false;
+  }
+  std::uint64_t Version() const { return steps[length - 1].version; }  // of the page entered last
+  bool IsUnmoved() const {
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return std::all_of(steps.begin(), steps.begin() + length, [this](const Step& step) {
+      return count.VersionOf(step.page) == step.version;
+    });
+  }
+
+ private:
+  struct Step {
+    std::uint16_t page;
+    std::uint64_t version;
+  };
+  const ChangeCount& count;
+  std::array<Step, MostLevels + 1> steps;
+  std::ptrdiff_t length = 0;
+};
+
 bool QuickReads::Relearn(UdbFile& file) {
   Seen& seen = file.seen;
   for (int look = 0; look < MostLooks; ++look) {
@@ -41,37 +73,59 @@ bool QuickReads::Relearn(UdbFile& file) {
     seen.MoveTo(now, file.cursorPage);
     if (seen.count->Still(now)) {
       file.header = header;
-      seen.restless = RestlessFor;
       return true;
     }
     seen.header = before;  // of which there is less left
-    seen.cursor = Seen::Never;
+    seen.start = seen.cursor = Seen::Never;
   }
   return false;
 }
 
+inline bool QuickReads::IsUnmoved(const UdbFile& file, const Path* path) {
+  return path != nullptr ? path->IsUnmoved() : file.seen.count->Still(file.seen.header);
+}
+
 // The clock is asked last: whatever was read then is older than its answer.
-inline bool QuickReads::Stands(const UdbFile& file) {
-  return file.seen.count->Still(file.seen.header) && file.fd->Sound() &&
-         CurrentHost().StillShares(file.seen.count);
+inline bool QuickReads::Stands(const UdbFile& file, const Path* path) {
+  return IsUnmoved(file, path) && file.fd->Sound() && CurrentHost().StillShares(file.seen.count);
+}
+
+// Nobody has changed what was read, and still it does not count.
+QuickReads::Answer QuickReads::Disbelieved(UdbFile& file) {
+  if (file.fd->Sound()) return Unknown;
+  file.seen.pages = nullptr;  // until it is looked at anew, under the lock
+  file.seen.copy.Drop();
+  return Lost;
 }
 
 // The body reads, and changes nothing that anybody sees but the record.
 template <typename Body>
-QuickReads::Answer QuickReads::Validated(UdbFile& file, Body body) {
+QuickReads::Answer QuickReads::Validated(UdbFile& file, int tries, Body body) {
   Seen& seen = file.seen;
   if (seen.pages == nullptr) return Unknown;
-  for (int tries = MostTries; tries > 0; --tries) {
+  for (; tries > 0; --tries) {
     if (seen.count->Now() != seen.header && !Relearn(file)) return Unknown;
     const Answer answer = body();
     if (Stands(file)) return answer;
-    if (!seen.count->Still(seen.header)) continue;
-    if (file.fd->Sound()) return Unknown;
-    seen.pages = nullptr;  // until it is looked at anew, under the lock
-    seen.copy.Drop();
-    return Lost;
+    if (seen.count->Still(seen.header)) return Disbelieved(file);
   }
   return Unknown;
+}
+
+bool QuickReads::HasMoved(const UdbFile& file) {
+  const Seen& seen = file.seen;
+  return seen.pages != nullptr && seen.header != Seen::Never && seen.count->Now() != seen.header;
+}
+
+// Whether others change the file again and again: what is known of it as a whole is not worth being
+// learned anew then.
+bool QuickReads::IsRestless(UdbFile& file) {
+  if (!HasMoved(file)) return false;
+  Seen& seen = file.seen;
+  const std::uint64_t now = seen.count->Now();
+  if (now != seen.met || !ChangeCount::IsStable(now)) seen.calm = 0;
+  seen.met = now;
+  return ++seen.calm <= CalmGets;
 }
 
 // ---- Pages ----
@@ -82,38 +136,23 @@ const Page* QuickReads::PageAt(const UdbFile& file, std::uint16_t page) {
 }
 
 const PageDirectories::Place* QuickReads::Directory(UdbFile& file, std::uint16_t page) {
+  const PageDirectories::Place* const found = file.seen.directories.Find(page);
+  return found != nullptr ? found : DirectoryAnew(file, page);
+}
+
+[[gnu::noinline]] const PageDirectories::Place* QuickReads::DirectoryAnew(UdbFile& file,
+                                                                          std::uint16_t page) {
   Seen& seen = file.seen;
-  if (const PageDirectories::Place* const found = seen.directories.Find(page)) return found;
+  if (const PageDirectories::Place* const known = seen.directories.Recall(page)) return known;
+  return MakeDirectory(file, page, seen.count->VersionOf(page));
+}
+
+// `version` is one that the page has had before this.
+const PageDirectories::Place* QuickReads::MakeDirectory(UdbFile& file, std::uint16_t page,
+                                                        std::uint64_t version) {
   const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
   const auto view = bytes != nullptr ? TreePage::Of(*bytes) : std::nullopt;
-  return view ? seen.directories.Make(page, *view, file.header.key) : nullptr;
-}
-
-// Where others go on changing the file, a leaf is likely to be changed before it is searched again,
-// and the making of a directory takes longer than a walk.
-bool QuickReads::WalksLeaf(UdbFile& file, std::uint16_t page) {
-  Seen& seen = file.seen;
-  if (seen.restless == 0 || seen.directories.Find(page) != nullptr) return false;
-  const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
-  if (bytes == nullptr || bytes->front() != LeafType) return false;
-  --seen.restless;
-  return true;
-}
-
-// As Tree::Scan, and what is behind the leaf's last entry is left to the lock.
-QuickReads::Answer QuickReads::WalkLeaf(const UdbFile& file, const SoughtKey& key, Spot& spot) {
-  const KEYDESCR& kd = file.header.key;
-  const Page* const page = PageAt(file, spot.page);
-  const auto view = page != nullptr ? TreePage::Of(*page) : std::nullopt;
-  if (!view || !view->IsLeaf()) return Unknown;
-  spot.entries = view->Entries();
-  spot.offset = StepOverLess(*view, kd, key.Whole());
-  if (spot.offset >= spot.entries.size()) return MatchesExactly(file) ? Absent : Unknown;
-  const auto entry = spot.At();
-  const auto there = entry ? entry->Key(kd) : std::nullopt;
-  const int order = there ? CompareKeys(kd, *there, key.Whole()) : -1;
-  if (order < 0) return Unknown;
-  return order == 0 || !MatchesExactly(file) ? Found : Absent;
+  return view ? file.seen.directories.Make(page, version, *view, file.header.key) : nullptr;
 }
 
 // As Tree::Descend. Links that lead in a circle lead on for ever, and so past the last level.
@@ -122,13 +161,13 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
   spot.page = file.header.root;
   bool hopped = false;
   for (std::size_t level = 0; level < MostLevels; ++level) {
-    if (!hopped && WalksLeaf(file, spot.page)) return WalkLeaf(file, key, spot);
     const PageDirectories::Place* const place = Directory(file, spot.page);
     if (place == nullptr || (hopped && !place->shape.leaf)) return Unknown;
     const PageDirectory& directory = *place->directory;
     const bool isLeaf = place->shape.leaf;
     const std::uint8_t* const page = file.seen.pages + OffsetOf(spot.page);
     spot.entries = Bytes(page + EntriesAt, place->shape.used);
+    spot.version = place->asOf.version;
     if (isLeaf && MatchesExactly(file)) {
       platform::Prefetch(page);  // where it lies is found out while the directory is awaited
       const auto found = directory.Find(place->shape, key, kd, spot.entries);
@@ -147,6 +186,60 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
     if (next == 0) return Absent;
     spot.page = next;
     hopped = true;
+  }
+  return Unknown;
+}
+
+// A leaf that somebody has changed may be changed again before it is searched often: its page, if
+// it is walked over rather than given a directory.
+const Page* QuickReads::LeafToWalk(UdbFile& file, std::uint16_t page, std::uint64_t version) {
+  const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
+  const bool walks = bytes != nullptr && bytes->front() == LeafType &&
+                     !file.seen.directories.IsWorthMaking(page, version);
+  return walks ? bytes : nullptr;
+}
+
+// As Tree::Scan. What is behind the leaf's last entry is no less.
+QuickReads::Answer QuickReads::WalkLeaf(const Page& leaf, const KEYDESCR& kd, const SoughtKey& key,
+                                        Spot& spot) {
+  const auto view = TreePage::Of(leaf);
+  if (!view || !view->IsLeaf()) return Unknown;
+  spot.entries = view->Entries();
+  spot.offset = StepOverLess(*view, kd, key.Whole());
+  if (spot.offset >= spot.entries.size()) return Absent;
+  const auto entry = spot.At();
+  const auto there = entry ? entry->Key(kd) : std::nullopt;
+  const int order = there ? CompareKeys(kd, *there, key.Whole()) : -1;
+  return order < 0 ? Unknown : order == 0 ? Found : Absent;
+}
+
+// As Descend, for this very key.
+QuickReads::Answer QuickReads::DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot,
+                                                  Path& path) {
+  const KEYDESCR& kd = file.header.key;
+  if (file.header.root == 0) return Absent;
+  spot.page = file.header.root;
+  for (std::size_t level = 0; level < MostLevels; ++level) {
+    if (!path.Enter(spot.page)) return Unknown;
+    spot.version = path.Version();
+    const auto* place = file.seen.directories.FindAt(spot.page, spot.version);
+    if (place == nullptr) {
+      const Page* const leaf = LeafToWalk(file, spot.page, spot.version);
+      if (leaf != nullptr) return WalkLeaf(*leaf, kd, key, spot);
+      place = MakeDirectory(file, spot.page, spot.version);
+    }
+    if (place == nullptr) return Unknown;
+    const std::uint8_t* const page = file.seen.pages + OffsetOf(spot.page);
+    spot.entries = Bytes(page + EntriesAt, place->shape.used);
+    if (place->shape.leaf) {
+      platform::Prefetch(page);
+      const auto found = place->directory->Find(place->shape, key, kd, spot.entries);
+      spot.offset = found.offset;
+      return found.found ? Found : Absent;
+    }
+    const auto at = place->directory->FirstNotLess(key, kd, spot.entries);
+    if (!at.found) return Unknown;
+    spot.page = at.child;
   }
   return Unknown;
 }
@@ -212,11 +305,12 @@ inline QuickReads::Answer QuickReads::FromCursor(const UdbFile& file, Spot& spot
   return entry ? StepOn(file, spot.offset + entry->Size(), spot) : Unknown;
 }
 
-inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot) {
+// In this state of the file, if it is known.
+inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state) {
   file.cursorPage = spot.page;
   file.cursorOffset = static_cast<std::uint16_t>(spot.offset);
   file.missedSize = 0;
-  file.seen.cursor = file.seen.header;
+  file.seen.KnowCursor(state, spot.version);
   file.seen.leaf = spot.behind != 0 ? spot.entries : Bytes();
   file.seen.behind = spot.behind;
   file.seen.walks = false;
@@ -225,11 +319,12 @@ inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot) {
 // ---- Records ----
 
 // The record is filled, as Records::Read would, when what is known so far still stands.
-inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, DataTransfer& record) {
+inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, DataTransfer& record,
+                                           const Path* path) {
   const auto entry = spot.At();
   if (!entry) return Unknown;
   spot.behind = spot.offset + entry->Size();
-  if (entry->Form() == EntryForm::Key) return ReadRun(file, entry->Child(), record);
+  if (entry->Form() == EntryForm::Key) return ReadRun(file, entry->Child(), record, path);
   const Bytes payload = entry->Payload();
   const auto size = static_cast<int>(payload.size());
   if (size == 0 || size > file.maxRead) return Unknown;
@@ -239,15 +334,16 @@ inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, Data
       RecordRoom::Fill(record, payload, entry->Checksum())) {
     return Found;
   }
-  if (Checksum(payload) != entry->Checksum() || !file.seen.count->Still(file.seen.header)) {
+  if (Checksum(payload) != entry->Checksum() || !IsUnmoved(file, path)) {
     return Unknown;
   }
   record.SetData(payload.data(), size);
   return record.Size() == size ? Found : Unknown;  // one too long for an external buffer fails
 }
 
+// What an entry leads to is not written to before the entry's page is told of.
 QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
-                                       DataTransfer& record) {
+                                       DataTransfer& record, const Path* path) {
   const std::uint32_t version = Load32(file.seen.pages);
   const Page* const start = first == 0 ? nullptr : PageAt(file, first);
   if (start == nullptr || (version != OldVersion && version != CurrentVersion)) return Unknown;
@@ -255,7 +351,7 @@ QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
   const std::size_t prefixSize = RunPrefix::SizeFor(version);
   if (prefix.length == 0 || std::int64_t{prefix.length} > file.maxRead ||
       OffsetOf(first) + prefixSize + prefix.length > file.fd->Viewable() ||
-      !file.seen.count->Still(file.seen.header)) {
+      !IsUnmoved(file, path)) {
     return Unknown;
   }
   int size = static_cast<int>(prefix.length);
@@ -270,7 +366,28 @@ QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
 // ---- Operations ----
 
 bool QuickReads::KnowsHeader(UdbFile& file) {
-  return Validated(file, [] { return Found; }) == Found;
+  return Validated(file, MostTries, [] { return Found; }) == Found;
+}
+
+QuickReads::Answer QuickReads::GetAmidChanges(UdbFile& file, const KEYDESCR& kd,
+                                              const SoughtKey& key, Spot& spot,
+                                              DataTransfer* record) {
+  Seen& seen = file.seen;
+  for (int tries = MostTries; tries > 0; --tries) {
+    Path path(*seen.count);
+    if (!path.Enter(0)) return Unknown;
+    if (path.Version() != seen.start) {
+      if (!Relearn(file)) return Unknown;
+      continue;
+    }
+    if (file.header.key != kd) return Unknown;
+    spot = {};
+    Answer answer = DescendAmidChanges(file, key, spot, path);
+    if (answer == Found && record != nullptr) answer = Read(file, spot, *record, &path);
+    if (Stands(file, &path)) return answer;
+    if (path.IsUnmoved()) return Disbelieved(file);
+  }
+  return Unknown;
 }
 
 QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* record) {
@@ -278,17 +395,24 @@ QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* re
   const auto whole = SoughtKey::Serves(kd) ? KeyAtStart(kd, bytes) : std::nullopt;
   if (!whole || whole->size() > MaxKey) return Unknown;
   const SoughtKey key(kd, *whole);
+  const bool exact = MatchesExactly(file);
   Spot spot;
-  const Answer answer = Validated(file, [&] {
-    // The header may be another by now, after a clearing even with other keys.
-    if (file.header.key != kd) return Unknown;
-    spot = {};
-    const Answer found = Seek(file, key, spot);
-    return found == Found && record != nullptr ? Read(file, spot, *record) : found;
-  });
+  bool amidChanges = exact && IsRestless(file);
+  Answer answer = Unknown;
+  if (!amidChanges) {
+    answer = Validated(file, exact ? 1 : MostTries, [&] {
+      // The header may be another by now, after a clearing even with other keys.
+      if (file.header.key != kd) return Unknown;
+      spot = {};
+      const Answer found = Seek(file, key, spot);
+      return found == Found && record != nullptr ? Read(file, spot, *record) : found;
+    });
+    amidChanges = exact && answer == Unknown && HasMoved(file);
+  }
+  if (amidChanges) answer = GetAmidChanges(file, kd, key, spot, record);
   if (answer > Absent) return answer;
-  if (spot.page != 0) SetCursor(file, spot);
-  if (answer == Absent && spot.page != 0 && MatchesExactly(file)) file.RememberMissed(*whole);
+  if (spot.page != 0) SetCursor(file, spot, amidChanges ? Seen::Never : file.seen.header);
+  if (answer == Absent && spot.page != 0 && exact) file.RememberMissed(*whole);
   return answer;
 }
 
@@ -297,15 +421,16 @@ QuickReads::Answer QuickReads::Next(UdbFile& file, DataTransfer& record) {
   Seen& seen = file.seen;
   Spot spot;
   bool copies = false;
-  const Answer answer = Validated(file, [&] {
+  const Answer answer = Validated(file, MostTries, [&] {
     const Answer found = FromCursor(file, spot);
     if (found != Found) return found;
+    spot.version = seen.count->VersionOf(spot.page);
     copies = seen.walks && !seen.copy.IsOf(seen.header, spot.page);
     if (copies) seen.copy.Take(spot.entries, LeafBehind(file, spot.page));
     return Read(file, spot, record);
   });
   if (answer != Found) return answer;
-  SetCursor(file, spot);
+  SetCursor(file, spot, seen.header);
   seen.walks = true;
   if (copies) seen.copy.Believe(seen.header, spot.page);
   if (seen.copy.IsOf(seen.header, spot.page)) seen.copy.StandAt(file.cursorOffset, spot.behind);
@@ -314,7 +439,7 @@ QuickReads::Answer QuickReads::Next(UdbFile& file, DataTransfer& record) {
 
 // The entry at the cursor, if its key is at hand there.
 QuickReads::Answer QuickReads::KeyAtCursor(UdbFile& file, std::string& key) {
-  return Validated(file, [&] {
+  return Validated(file, MostTries, [&] {
     Spot spot;
     if (!CursorIsKnown(file) || FirstOf(file, file.cursorPage, spot) != Found) return Unknown;
     const Page* const page0 = PageAt(file, 0);

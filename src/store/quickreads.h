@@ -2,6 +2,9 @@
 // same before and after (see changecount.h). As long as it stands since the last operation, nothing
 // is read again that is known already: neither page 0 nor the way to a leaf's entries.
 //
+// While others go on changing the file, a lookup of one key goes by the versions of the pages that
+// it passes, from page 0 on, and is disturbed by changes of these alone.
+//
 // Only what is sound is answered here. Everything else is Unknown: it is asked again under the
 // lock, and there it gets its failure, its mark of damage, or a better answer.
 #pragma once
@@ -55,8 +58,9 @@ class QuickReads {
   struct Spot {
     std::uint16_t page = 0;  // 0: the cursor stays
     std::size_t offset = 0;
-    Bytes entries;           // of the page, where they lie
-    std::size_t behind = 0;  // the entry at the offset; 0: not looked up
+    Bytes entries;                        // of the page, where they lie
+    std::size_t behind = 0;               // the entry at the offset; 0: not looked up
+    std::uint64_t version = Seen::Never;  // of the page, if the spot is to be gone on from
 
     std::optional<Entry> At() const { return Entry::At(entries, offset, true); }
   };
@@ -65,25 +69,41 @@ class QuickReads {
   // still everybody's.
   static constexpr std::uint32_t StepsUnasked = 16;
 
+  // The pages that a lookup has passed, with the versions that it found them in. Without any, it
+  // goes by the file's count.
+  class Path;
+
   template <typename Body>
-  static Answer Validated(UdbFile& file, Body body);
+  static Answer Validated(UdbFile& file, int tries, Body body);
   static bool Relearn(UdbFile& file);
-  static bool Stands(const UdbFile& file);
+  static bool IsUnmoved(const UdbFile& file, const Path* path);
+  static bool Stands(const UdbFile& file, const Path* path = nullptr);
+  static Answer Disbelieved(UdbFile& file);
+  static bool HasMoved(const UdbFile& file);
+  static bool IsRestless(UdbFile& file);
 
   static const Page* PageAt(const UdbFile& file, std::uint16_t page);
   static const PageDirectories::Place* Directory(UdbFile& file, std::uint16_t page);
+  static const PageDirectories::Place* DirectoryAnew(UdbFile& file, std::uint16_t page);
+  static const PageDirectories::Place* MakeDirectory(UdbFile& file, std::uint16_t page,
+                                                     std::uint64_t version);
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
-  static bool WalksLeaf(UdbFile& file, std::uint16_t page);
-  static Answer WalkLeaf(const UdbFile& file, const SoughtKey& key, Spot& spot);
+  static Answer GetAmidChanges(UdbFile& file, const KEYDESCR& kd, const SoughtKey& key, Spot& spot,
+                               DataTransfer* record);
+  static Answer DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot, Path& path);
+  static const Page* LeafToWalk(UdbFile& file, std::uint16_t page, std::uint64_t version);
+  static Answer WalkLeaf(const Page& leaf, const KEYDESCR& kd, const SoughtKey& key, Spot& spot);
   static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);
   static const std::uint8_t* LeafBehind(const UdbFile& file, std::uint16_t page);
   static Answer NextLeaf(const UdbFile& file, Spot& spot);
   static Answer StepOn(const UdbFile& file, std::size_t behind, Spot& spot);
   static Answer FromCursor(const UdbFile& file, Spot& spot);
-  static Answer Read(const UdbFile& file, Spot& spot, DataTransfer& record);
-  static Answer ReadRun(const UdbFile& file, std::uint16_t first, DataTransfer& record);
-  static void SetCursor(UdbFile& file, const Spot& spot);
+  static Answer Read(const UdbFile& file, Spot& spot, DataTransfer& record,
+                     const Path* path = nullptr);
+  static Answer ReadRun(const UdbFile& file, std::uint16_t first, DataTransfer& record,
+                        const Path* path);
+  static void SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state);
 };
 
 }  // namespace store

@@ -20,11 +20,13 @@ std::optional<Entry> EntryBeginningAt(const TreePage& page, std::size_t offset) 
 }  // namespace
 
 void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
-  work.File().cursorPage = page;
-  work.File().cursorOffset = static_cast<std::uint16_t>(offset);
-  work.File().missedSize = 0;
-  work.File().seen.cursor = work.File().seen.header;
-  work.File().seen.leaf = {};
+  UdbFile& file = work.File();
+  file.cursorPage = page;
+  file.cursorOffset = static_cast<std::uint16_t>(offset);
+  file.missedSize = 0;
+  Seen& seen = file.seen;
+  seen.KnowCursor(seen.header, seen.count != nullptr ? seen.count->VersionOf(page) : Seen::Never);
+  seen.leaf = {};
 }
 
 Bytes Tree::KeyOf(const Entry& entry) {

@@ -84,20 +84,20 @@ bool UndoLog::Begin(const Subject& subject, Bytes startOfPage0) {
 }
 
 void UndoLog::BeginChange(const platform::FileIdentity& file) {
-  count = ChangeCount::Of(*host, file);
-  if (count == nullptr) return;
-  countsAlone = ChangeCount::IsStable(count->Now());
-  count->BeginChange();
+  change.Begin(ChangeCount::Of(*host, file));
 }
 
-// Unless another file of the same count is still half changed.
-void UndoLog::EndChange(ChangeCount* itsCount) {
-  if (itsCount == nullptr) return;
+// Whether some file of this count is half changed.
+bool UndoLog::HasWork(const ChangeCount* count) const {
   for (unsigned n = 1; (OwesAnybody() || Active()) && n < Host::Areas; ++n) {
     if (!IsAside(n) && n != board->active) continue;
-    if (ChangeCount::Of(*host, board->held[n].file) == itsCount) return;
+    if (ChangeCount::Of(*host, board->held[n].file) == count) return true;
   }
-  itsCount->EndChange();
+  return false;
+}
+
+void UndoLog::EndChange(ChangeCount* count) {
+  if (count != nullptr && !HasWork(count)) count->EndAll();
 }
 
 // Odd with nobody at work: whoever counted died between his last two steps.
@@ -141,7 +141,7 @@ bool UndoLog::Keep(VirtualFile& file, std::uint64_t offset, Bytes bytes) {
   return true;
 }
 
-void UndoLog::Drop(const ChangedPages* changed) {
+void UndoLog::Drop(bool stands) {
   if (!Active()) return;
   const unsigned area = board->active;
   const bool large = record->Size() > KeptBacked;
@@ -149,9 +149,8 @@ void UndoLog::Drop(const ChangedPages* changed) {
   // would be one that went on and is believed broken.
   if (IsAside(area)) Publish(board->aside, board->aside & ~(1U << area));
   Publish(board->active, std::uint32_t{0});
-  standing = changed != nullptr ? board->order : 0;
-  if (changed != nullptr && countsAlone && count != nullptr) count->Tell(*changed);
-  EndChange(count);
+  standing = stands ? board->order : 0;
+  if (!HasWork(change.Count())) change.End();
   if (large && !inOwnMemory) host->TrimLockedMemory(area, KeptBacked);
 }
 

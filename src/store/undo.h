@@ -68,12 +68,15 @@ class UndoLog {
   bool Keep(VirtualFile& file, std::uint64_t offset, std::size_t length);
   // The same for bytes at hand, which may lie in the file.
   bool Keep(VirtualFile& file, std::uint64_t offset, Bytes bytes);
+  // The page is about to be changed: those who read without the lock are told. To be called ahead
+  // of the first store to it, for every page, but for what they do not go by; see changecount.h.
+  // REQUIRES: Active().
+  void Tell(std::uint16_t page) { change.Tell(page); }
   // Puts all that was kept back and the file to its former size. False if that failed; then it all
   // stays kept. It may be done again.
   bool PutBack(VirtualFile& file) { return record->PutBack(file); }
-  // Forgets what was kept: the update stands, or has been taken back. All that it changed is told
-  // to those who read without the lock, if it is known.
-  void Drop(const ChangedPages* changed = nullptr);
+  // Forgets what was kept: the update stands, or has been taken back.
+  void Drop(bool stands = false);
 
   // After each taking of the lock: takes back the update that was broken off, if there is one, when
   // its file is found under its path, and sets the record aside when not.
@@ -124,7 +127,8 @@ class UndoLog {
   void SetAside();
   void BeginChange(const platform::FileIdentity& file);
   void EndChange(const platform::FileIdentity& file) { EndChange(ChangeCount::Of(*host, file)); }
-  void EndChange(ChangeCount* itsCount);
+  void EndChange(ChangeCount* count);
+  bool HasWork(const ChangeCount* count) const;
   bool ForgetOldest();
   void ForgetAside(unsigned area);
 
@@ -135,8 +139,7 @@ class UndoLog {
   // The order of the latest record, if its update was made here and stands. 0: it was not, or does
   // not.
   std::uint64_t standing = 0;
-  ChangeCount* count = nullptr;  // of the file whose change began last
-  bool countsAlone = false;      // that was even when the change began here
+  Change change;  // that began last
   std::array<std::vector<std::byte>, Host::Areas> ownMemory;
 };
 

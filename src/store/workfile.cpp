@@ -39,7 +39,7 @@ void WorkFile::Attach(UdbFile& file) {
   dirty = foundDamage = false;
   ownedLength = 0;
   changedLength = HeaderEnd;
-  changed.emplace();
+  takenBack = false;
   figureToGiveBack = 0;
   neededBefore = file.needed;
   if (!file.fd->Sound()) {
@@ -88,7 +88,7 @@ void WorkFile::Learn() {
   entry->cutsSeen = undo.Cuts();
   const std::uint64_t now = count != nullptr ? count->Now() : Seen::Never;
   if (count != seen.count || !ChangeCount::IsStable(now)) seen.Forget();
-  seen.count = count;
+  seen.CountBy(count);
   if (ChangeCount::IsStable(now) && now != seen.header) seen.MoveTo(now, entry->cursorPage);
   const bool inPlace = slotH.IsInPlace() && seen.header != Seen::Never;
   seen.pages = inPlace ? slotH.Bytes().data() : nullptr;
@@ -98,6 +98,7 @@ void WorkFile::LearnOwnChanges() {
   Seen& seen = entry->seen;
   if (seen.header == Seen::Never) return;
   seen.header = seen.count->Now();
+  seen.start = seen.count->VersionOf(0);
   if (!ChangeCount::IsStable(seen.header)) seen.Forget();
 }
 
@@ -209,18 +210,17 @@ void WorkFile::WriteBytes(std::uint64_t offset, Bytes bytes, int codeOfFailure) 
   const auto first = static_cast<std::uint32_t>(offset / PageSize);
   const auto last = static_cast<std::uint32_t>((offset + bytes.size() - 1) / PageSize);
   bool inUse = false;
+  for (std::uint32_t page = first; page <= last; ++page) inUse = inUse || WasInUse(page);
+  BeginUndo();
+  if (inUse) NeedSize(offset, bytes.size());
+  if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
   for (std::uint32_t page = first; page <= last; ++page) {
-    const bool hadContent = WasInUse(page);
-    inUse = inUse || hadContent;
-    if (hadContent) {
+    if (WasInUse(page)) {
       NoteChange(page);
     } else {
       NoteWrite(page);
     }
   }
-  BeginUndo();
-  if (inUse) NeedSize(offset, bytes.size());
-  if (inUse && !undo.Keep(*entry->fd, offset, bytes.size())) Raise(UDB_SYSTEM_ERROR);
   Write(offset, bytes, codeOfFailure);
 }
 
@@ -306,6 +306,7 @@ PageSlot& WorkFile::FetchForChange(std::uint16_t page, PageSlot& preferred) {
 }
 
 void WorkFile::ChangeInPlace(PageSlot& slot) {
+  NoteWrite(slot.number);
   slot.there = reinterpret_cast<Page*>(entry->fd->Place(OffsetOf(slot.number), PageSize));
   if (slot.there != nullptr) slot.LookAt(*slot.there);
 }
@@ -346,10 +347,12 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
   Write(page, slot.Bytes(), UDB_FILE_ACCESS);
 }
 
-// For those who have seen the page: not when only its links change, which nobody keeps.
+// Of a file that may not be written, the attempt to write is what fails.
 void WorkFile::NoteWrite(std::uint32_t page) {
   entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
-  Tell(page);
+  if (entry->writable == 0) return;
+  BeginUndo();
+  undo.Tell(static_cast<std::uint16_t>(page));
 }
 
 void WorkFile::NoteChange(std::uint32_t page) {
@@ -357,14 +360,9 @@ void WorkFile::NoteChange(std::uint32_t page) {
   NoteWrite(page);
 }
 
-void WorkFile::Tell(std::uint32_t page) {
-  if (changed) changed->Add(static_cast<std::uint16_t>(page));
-}
-
 void WorkFile::WritePage(const PageSlot& slot) {
-  if (slot.there != nullptr) {
-    NoteWrite(slot.number);
-  } else if (slot.kept) {
+  if (slot.there != nullptr) return;
+  if (slot.kept) {
     NoteWrite(slot.number);
     Write(OffsetOf(slot.number), slot.Bytes(), UDB_FILE_ACCESS);
   } else {
@@ -481,19 +479,21 @@ void WorkFile::WriteHeaderPage() {
   const Bytes start = Bytes(OwnStartOfPage0(HeaderEnd)).first(changedLength);
   BeginUndo();
   undo.Announce(start);
+  const Bytes before = slotH.Bytes();
+  if (!std::equal(&start[0], &start[RootEnd], &before[0])) NoteWrite(0);
   Write(0, start, UDB_FILE_ACCESS);
   entry->seen.page0Length = std::max(entry->seen.page0Length, changedLength);
 }
 
 void WorkFile::Commit() {
   if (!tail.Drop(*entry->fd)) Raise(UDB_SYSTEM_ERROR);
-  undo.Drop(changed ? &*changed : nullptr);
+  undo.Drop(!takenBack);
 }
 
 bool WorkFile::TakeBack() {
   if (!slotH.filled) return true;
   entry->needed = neededBefore;
-  changed.reset();
+  takenBack = true;
   entry->seen.directories.DropAll();
   if (undo.Active() && !undo.PutBack(*entry->fd)) {
     // What is kept in the file itself is found there.

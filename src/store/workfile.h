@@ -148,8 +148,11 @@ class WorkFile {
   // again. False if the file could not be put back.
   bool TakeBack();
 
-  // What is known of the page, its order among it, counts no more, here and for others.
+  // To be called ahead of the first store to the page, and behind the keeping of what it was. What
+  // is known of it counts no more, here and for others.
   void NoteChange(std::uint32_t page);
+  // The same, but for its order, which the caller follows.
+  void NoteWrite(std::uint32_t page);
 
   PageSlot slotA;
   PageSlot slotB;
@@ -161,8 +164,6 @@ class WorkFile {
   void ChangeInPlace(PageSlot& slot);
   bool WereAllInUse(std::uint32_t first, std::uint32_t count) const;
   const platform::FileIdentity& Identity();
-  void NoteWrite(std::uint32_t page);
-  void Tell(std::uint32_t page);
   void NeedSize(std::uint64_t offset, std::size_t n);
   void GrowAhead(std::uint64_t end);
   void BeginUndo();
@@ -184,8 +185,8 @@ class WorkFile {
   std::size_t changedLength = 0;  // and so much of that may differ from the file's
   bool foundDamage = false;
   std::uint64_t neededBefore = 0;
-  std::optional<ChangedPages> changed;  // by this operation; none: nobody knows
-  std::uint16_t figureToGiveBack = 0;   // what freePages gets when the operation is taken back
+  bool takenBack = false;              // what this operation did
+  std::uint16_t figureToGiveBack = 0;  // what freePages gets when the operation is taken back
 };
 
 }  // namespace store
