@@ -50,8 +50,14 @@ TEST_F(QuickReadsTest, LockIsTakenOnlyWhereWhatIsSeenWithoutItCannotBeBelieved) 
   EXPECT_EQ(CallsForAll(), 0) << "and can be found out again";
 
   platform::FileIdentity identity{7, host.File(path).index};
-  store::ChangeCount::Of(host, identity)->BeginChange();
-  EXPECT_GT(CallsForAll(), 0) << "somebody died amid a change that was no change";
+  store::Change change;
+  change.Begin(store::ChangeCount::Of(host, identity));
+  host.FailCall(0, Fault::None);
+  for (unsigned n = 0; n < Keys; ++n) EXPECT_EQ(Getting(n), Right(n, 1));
+  EXPECT_EQ(host.Calls(), 0) << "somebody changes something, but none of these pages";
+  change.Tell(udbEntry(file).header.root);
+  EXPECT_EQ(Getting(7), "1");
+  EXPECT_GT(host.Calls(), 0) << "somebody died amid a change that was no change";
   EXPECT_EQ(CallsForAll(), 0);
 }
 
