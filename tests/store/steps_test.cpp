@@ -17,6 +17,7 @@
 #include <optional>
 #include <tuple>
 
+#include "store/operations.h"
 #include "support/privatemutex.h"
 #include "support/stepper.h"
 #include "support/storecalls.h"
@@ -198,6 +199,7 @@ class StepsTest : public ::testing::TestWithParam<std::tuple<store::FileForm, st
   static constexpr int Fault = 9;
   enum class First { Get, Walk, Count };
   int LookAtAll(int file, First first = First::Get) const;
+  void LookUpBeside(int outcome);
   [[noreturn]] void Witness(int trial);
 
   struct Open {
@@ -216,6 +218,8 @@ class StepsTest : public ::testing::TestWithParam<std::tuple<store::FileForm, st
   Contents after;
   int warm = -1;  // a file that was open, and read, before the update began
   int trials = 0;
+  int lookups = 0;       // that needed no lock, while the update stood still
+  bool seesNew = false;  // one of them met the state behind the update
 };
 
 // 0: as before; 1: as behind the update; anything else: a fault, which has been told. What it asks
@@ -247,6 +251,33 @@ int StepsTest::LookAtAll(int file, First first) const {
   if (walked != RecordsOf(found)) return fault("not what a walk finds");
   if (first == First::Count && count != found.size()) return fault("count");
   return found == after ? 1 : 0;
+}
+
+// Somebody looks up keys while the stepped process stands still amid its update, and lives: what
+// needs no lock, and so does not wait for it, must be of one state, and of no state that could be
+// undone.
+void StepsTest::LookUpBeside(int outcome) {
+  UdbFile& file = udbEntry(warm);
+  DataTransfer data;
+  bool old = false;
+  for (const Contents* state : {&before, &after}) {
+    for (const auto& [key, unused] : *state) {
+      file.seen.calm = 0;  // as if the file were never at rest
+      const int answer = store::QuickReads::Get(file, AsKey(key), &data);
+      if (answer != store::QuickReads::Found && answer != store::QuickReads::Absent) continue;
+      Bytes record;
+      if (answer == store::QuickReads::Found) data.GetData(record);
+      const auto fits = [&](const Contents& all) {
+        const auto at = all.find(key);
+        return (at == all.end() ? Bytes() : at->second) == record;
+      };
+      ASSERT_TRUE(fits(before) || fits(after)) << key;
+      old = old || !fits(after);
+      seesNew = seesNew || !fits(before);
+      ++lookups;
+    }
+  }
+  ASSERT_FALSE(seesNew && (old || outcome == 0)) << "what was seen is no more";
 }
 
 // A process that was there before, and one that comes later, in one: each looks by its own handle.
@@ -355,6 +386,7 @@ void StepsTest::StepThrough(const Change& change) {
     ASSERT_TRUE(outcome == 0 || outcome == 1) << "behind store " << points;
     ASSERT_GE(outcome, last) << "undone although it was done, behind store " << points;
     last = outcome;
+    LookUpBeside(outcome);
     if (!change.recoveryToo || points % 90 != 89) return;
     ++recoveries;
     const auto now = scene->Take();
@@ -364,6 +396,7 @@ void StepsTest::StepThrough(const Change& change) {
   });
   EXPECT_EQ(last, 1);
   EXPECT_GT(points, 20);
+  EXPECT_GT(lookups, points / 4);
   std::printf("%-45s %5d points", change.what, points);
   if (recoveries != 0) {
     std::printf(", and %d in %d recoveries", trials - trialsBefore - points, recoveries);
