@@ -124,7 +124,7 @@ std::vector<Change> Changes() {
       Updating("update that splits", Many(12, 300), Sized(8, 1500, 2)),
       Inserting("insertion of an external record", leaf, big),
       Erasing("erasure of an external record", leaf + big, 5),
-      WithRecovery(Updating("update of an external record", leaf + big, Sized(5, 9000, 2))),
+      WithRecovery(Updating("update of an external record", leaf + big, Sized(5, 7000, 2))),
       Updating("update that makes a record external", leaf, Sized(4, 3000, 2)),
       Updating("update that makes a record internal", leaf + big, Sized(5, 500, 2)),
       WithClose(
