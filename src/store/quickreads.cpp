@@ -135,18 +135,6 @@ const Page* QuickReads::PageAt(const UdbFile& file, std::uint16_t page) {
   return reinterpret_cast<const Page*>(file.seen.pages + OffsetOf(page));
 }
 
-const PageDirectories::Place* QuickReads::Directory(UdbFile& file, std::uint16_t page) {
-  const PageDirectories::Place* const found = file.seen.directories.Find(page);
-  return found != nullptr ? found : DirectoryAnew(file, page);
-}
-
-[[gnu::noinline]] const PageDirectories::Place* QuickReads::DirectoryAnew(UdbFile& file,
-                                                                          std::uint16_t page) {
-  Seen& seen = file.seen;
-  if (const PageDirectories::Place* const known = seen.directories.Recall(page)) return known;
-  return MakeDirectory(file, page, seen.count->VersionOf(page));
-}
-
 // `version` is one that the page has had before this.
 const PageDirectories::Place* QuickReads::MakeDirectory(UdbFile& file, std::uint16_t page,
                                                         std::uint64_t version) {
@@ -161,7 +149,16 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
   spot.page = file.header.root;
   bool hopped = false;
   for (std::size_t level = 0; level < MostLevels; ++level) {
-    const PageDirectories::Place* const place = Directory(file, spot.page);
+    const PageDirectories::Place* place = file.seen.directories.Find(spot.page);
+    if (place == nullptr) {
+      const std::uint64_t version = file.seen.count->VersionOf(spot.page);
+      place = file.seen.directories.Recall(spot.page);
+      const Page* const leaf =
+          place == nullptr && MatchesExactly(file) ? LeafToWalk(file, spot.page, version) : nullptr;
+      spot.version = version;
+      if (leaf != nullptr) return WalkLeaf(*leaf, kd, key, spot);
+      if (place == nullptr) place = MakeDirectory(file, spot.page, version);
+    }
     if (place == nullptr || (hopped && !place->shape.leaf)) return Unknown;
     const PageDirectory& directory = *place->directory;
     const bool isLeaf = place->shape.leaf;
@@ -205,6 +202,9 @@ QuickReads::Answer QuickReads::WalkLeaf(const Page& leaf, const KEYDESCR& kd, co
   const auto view = TreePage::Of(leaf);
   if (!view || !view->IsLeaf()) return Unknown;
   spot.entries = view->Entries();
+  // Others have just stored to much of it: its lines of memory are asked for all at once.
+  for (std::size_t at = 0; at < spot.entries.size(); at += 64)
+    platform::Prefetch(&spot.entries[at]);
   spot.offset = StepOverLess(*view, kd, key.Whole());
   if (spot.offset >= spot.entries.size()) return Absent;
   const auto entry = spot.At();

@@ -83,8 +83,6 @@ class QuickReads {
   static bool IsRestless(UdbFile& file);
 
   static const Page* PageAt(const UdbFile& file, std::uint16_t page);
-  static const PageDirectories::Place* Directory(UdbFile& file, std::uint16_t page);
-  static const PageDirectories::Place* DirectoryAnew(UdbFile& file, std::uint16_t page);
   static const PageDirectories::Place* MakeDirectory(UdbFile& file, std::uint16_t page,
                                                      std::uint64_t version);
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);

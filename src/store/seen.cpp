@@ -28,6 +28,7 @@ const PageDirectories::Place* PageDirectories::Make(std::uint16_t page, std::uin
 
 bool PageDirectories::IsWorthMaking(std::uint16_t page, std::uint64_t version) {
   Place& place = Grow(page);
+  if (place.asOf.version == ChangeCount::Never) return true;
   if (place.asOf.state != 0 || place.asOf.version != version) {
     place.asOf = {0, version};
     place.walks = 0;

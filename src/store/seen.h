@@ -45,7 +45,7 @@ class PageDirectories final : public KeptPages {
   const Place* Make(std::uint16_t page, std::uint64_t version, const TreePage& view,
                     const KEYDESCR& kd);
   // The page will be searched and has none in this version: whether one is worth its making, which
-  // takes as long as some walks.
+  // takes as long as some walks. It is if nobody else was seen to change the page.
   bool IsWorthMaking(std::uint16_t page, std::uint64_t version);
   void Drop(std::uint16_t page) {
     if (page < pages.size()) pages[page].asOf = {};
