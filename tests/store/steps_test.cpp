@@ -376,7 +376,7 @@ void StepsTest::StepThrough(const Change& change) {
   });
   warm = OpenIt();
   const Open closer(warm);
-  for (int n = 0; n < 3; ++n) ASSERT_EQ(LookAtAll(warm), 0);
+  for (int n = 0; n < 30; ++n) ASSERT_EQ(LookAtAll(warm), 0);  // it is mapped by now
   int points = 0;
   int last = 0;
   int recoveries = 0;
