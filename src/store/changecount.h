@@ -67,7 +67,7 @@ class ChangeCount {
  private:
   friend class Change;
   static constexpr std::size_t Line = 64;
-  static constexpr std::size_t Versions = 8192;
+  static constexpr std::size_t Versions = 2048;
   // The start of page 0 has one of its own, in another line of memory than the others.
   static constexpr std::size_t First = Line / sizeof(std::uint64_t);
   static std::size_t IndexOf(std::uint16_t page) { return page == 0 ? 0 : First + page % Versions; }

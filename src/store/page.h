@@ -20,6 +20,8 @@ inline constexpr std::size_t PageSize = 4096;
 inline constexpr std::size_t BitmapBytes = 4071;
 inline constexpr std::uint32_t MaxPages = BitmapBytes * 8;  // 32568
 
+constexpr std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
+
 using Page = std::array<std::uint8_t, PageSize>;
 using Bytes = std::span<const std::uint8_t>;
 

@@ -10,13 +10,6 @@ namespace store {
 
 namespace {
 
-constexpr int MostTries = 40;
-constexpr int MostLooks = 2000;        // at a number that is odd, before the lock is taken
-constexpr std::uint32_t CalmGets = 8;  // in one state of the file, before that is learned
-constexpr std::size_t MostLevels = 7;  // of pages, as a descent under the lock can pass
-
-std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
-
 bool MatchesExactly(const UdbFile& file) {
   return file.matchMode != UDB_AT_OR_AFTER && file.matchMode != UDB_AFTER;
 }
@@ -29,41 +22,9 @@ bool CursorIsKnown(const UdbFile& file) {
 
 // ---- Whether what was read counts ----
 
-class QuickReads::Path {
- public:
-  explicit Path(const ChangeCount& fileCount) : count(fileCount) {}
-
-  // The page will be looked at now. False: somebody is at work in it, and for long.
-  bool Enter(std::uint16_t page) {
-    for (int look = 0; look < MostLooks; ++look) {
-      const std::uint64_t version = count.VersionOf(page);
-      if (!ChangeCount::IsStable(version)) continue;
-      steps[length++] = {page, version};
-      return true;
-    }
-    return false;
-  }
-  std::uint64_t Version() const { return steps[length - 1].version; }  // of the page entered last
-  bool IsUnmoved() const {
-    std::atomic_thread_fence(std::memory_order_acquire);
-    return std::all_of(steps.begin(), steps.begin() + length, [this](const Step& step) {
-      return count.VersionOf(step.page) == step.version;
-    });
-  }
-
- private:
-  struct Step {
-    std::uint16_t page;
-    std::uint64_t version;
-  };
-  const ChangeCount& count;
-  std::array<Step, MostLevels + 1> steps;
-  std::ptrdiff_t length = 0;
-};
-
 bool QuickReads::Relearn(UdbFile& file) {
   Seen& seen = file.seen;
-  for (int look = 0; look < MostLooks; ++look) {
+  for (int look = 0; look < PagePath::MostLooks; ++look) {
     const std::uint64_t now = seen.count->Now();
     if (!ChangeCount::IsStable(now)) continue;
     const Page* const page0 = PageAt(file, 0);
@@ -79,15 +40,6 @@ bool QuickReads::Relearn(UdbFile& file) {
     seen.start = seen.cursor = Seen::Never;
   }
   return false;
-}
-
-inline bool QuickReads::IsUnmoved(const UdbFile& file, const Path* path) {
-  return path != nullptr ? path->IsUnmoved() : file.seen.count->Still(file.seen.header);
-}
-
-// The clock is asked last: whatever was read then is older than its answer.
-inline bool QuickReads::Stands(const UdbFile& file, const Path* path) {
-  return IsUnmoved(file, path) && file.fd->Sound() && CurrentHost().StillShares(file.seen.count);
 }
 
 // Nobody has changed what was read, and still it does not count.
@@ -117,17 +69,6 @@ bool QuickReads::HasMoved(const UdbFile& file) {
   return seen.pages != nullptr && seen.header != Seen::Never && seen.count->Now() != seen.header;
 }
 
-// Whether others change the file again and again: what is known of it as a whole is not worth being
-// learned anew then.
-bool QuickReads::IsRestless(UdbFile& file) {
-  if (!HasMoved(file)) return false;
-  Seen& seen = file.seen;
-  const std::uint64_t now = seen.count->Now();
-  if (now != seen.met || !ChangeCount::IsStable(now)) seen.calm = 0;
-  seen.met = now;
-  return ++seen.calm <= CalmGets;
-}
-
 // ---- Pages ----
 
 const Page* QuickReads::PageAt(const UdbFile& file, std::uint16_t page) {
@@ -148,7 +89,7 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
   const KEYDESCR& kd = file.header.key;
   spot.page = file.header.root;
   bool hopped = false;
-  for (std::size_t level = 0; level < MostLevels; ++level) {
+  for (std::size_t level = 0; level < PagePath::MostLevels; ++level) {
     const PageDirectories::Place* place = file.seen.directories.Find(spot.page);
     if (place == nullptr) {
       const std::uint64_t version = file.seen.count->VersionOf(spot.page);
@@ -183,63 +124,6 @@ QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot
     if (next == 0) return Absent;
     spot.page = next;
     hopped = true;
-  }
-  return Unknown;
-}
-
-// A leaf that somebody has changed may be changed again before it is searched often: its page, if
-// it is walked over rather than given a directory.
-const Page* QuickReads::LeafToWalk(UdbFile& file, std::uint16_t page, std::uint64_t version) {
-  const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
-  const bool walks = bytes != nullptr && bytes->front() == LeafType &&
-                     !file.seen.directories.IsWorthMaking(page, version);
-  return walks ? bytes : nullptr;
-}
-
-// As Tree::Scan. What is behind the leaf's last entry is no less.
-QuickReads::Answer QuickReads::WalkLeaf(const Page& leaf, const KEYDESCR& kd, const SoughtKey& key,
-                                        Spot& spot) {
-  const auto view = TreePage::Of(leaf);
-  if (!view || !view->IsLeaf()) return Unknown;
-  spot.entries = view->Entries();
-  // Others have just stored to much of it: its lines of memory are asked for all at once.
-  for (std::size_t at = 0; at < spot.entries.size(); at += 64)
-    platform::Prefetch(&spot.entries[at]);
-  spot.offset = StepOverLess(*view, kd, key.Whole());
-  if (spot.offset >= spot.entries.size()) return Absent;
-  const auto entry = spot.At();
-  const auto there = entry ? entry->Key(kd) : std::nullopt;
-  const int order = there ? CompareKeys(kd, *there, key.Whole()) : -1;
-  return order < 0 ? Unknown : order == 0 ? Found : Absent;
-}
-
-// As Descend, for this very key.
-QuickReads::Answer QuickReads::DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot,
-                                                  Path& path) {
-  const KEYDESCR& kd = file.header.key;
-  if (file.header.root == 0) return Absent;
-  spot.page = file.header.root;
-  for (std::size_t level = 0; level < MostLevels; ++level) {
-    if (!path.Enter(spot.page)) return Unknown;
-    spot.version = path.Version();
-    const auto* place = file.seen.directories.FindAt(spot.page, spot.version);
-    if (place == nullptr) {
-      const Page* const leaf = LeafToWalk(file, spot.page, spot.version);
-      if (leaf != nullptr) return WalkLeaf(*leaf, kd, key, spot);
-      place = MakeDirectory(file, spot.page, spot.version);
-    }
-    if (place == nullptr) return Unknown;
-    const std::uint8_t* const page = file.seen.pages + OffsetOf(spot.page);
-    spot.entries = Bytes(page + EntriesAt, place->shape.used);
-    if (place->shape.leaf) {
-      platform::Prefetch(page);
-      const auto found = place->directory->Find(place->shape, key, kd, spot.entries);
-      spot.offset = found.offset;
-      return found.found ? Found : Absent;
-    }
-    const auto at = place->directory->FirstNotLess(key, kd, spot.entries);
-    if (!at.found) return Unknown;
-    spot.page = at.child;
   }
   return Unknown;
 }
@@ -319,8 +203,8 @@ inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot, std::uint64_t
 // ---- Records ----
 
 // The record is filled, as Records::Read would, when what is known so far still stands.
-inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, DataTransfer& record,
-                                           const Path* path) {
+QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, DataTransfer& record,
+                                    const PagePath* path) {
   const auto entry = spot.At();
   if (!entry) return Unknown;
   spot.behind = spot.offset + entry->Size();
@@ -343,7 +227,7 @@ inline QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, Data
 
 // What an entry leads to is not written to before the entry's page is told of.
 QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
-                                       DataTransfer& record, const Path* path) {
+                                       DataTransfer& record, const PagePath* path) {
   const std::uint32_t version = Load32(file.seen.pages);
   const Page* const start = first == 0 ? nullptr : PageAt(file, first);
   if (start == nullptr || (version != OldVersion && version != CurrentVersion)) return Unknown;
@@ -367,27 +251,6 @@ QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
 
 bool QuickReads::KnowsHeader(UdbFile& file) {
   return Validated(file, MostTries, [] { return Found; }) == Found;
-}
-
-QuickReads::Answer QuickReads::GetAmidChanges(UdbFile& file, const KEYDESCR& kd,
-                                              const SoughtKey& key, Spot& spot,
-                                              DataTransfer* record) {
-  Seen& seen = file.seen;
-  for (int tries = MostTries; tries > 0; --tries) {
-    Path path(*seen.count);
-    if (!path.Enter(0)) return Unknown;
-    if (path.Version() != seen.start) {
-      if (!Relearn(file)) return Unknown;
-      continue;
-    }
-    if (file.header.key != kd) return Unknown;
-    spot = {};
-    Answer answer = DescendAmidChanges(file, key, spot, path);
-    if (answer == Found && record != nullptr) answer = Read(file, spot, *record, &path);
-    if (Stands(file, &path)) return answer;
-    if (path.IsUnmoved()) return Disbelieved(file);
-  }
-  return Unknown;
 }
 
 QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* record) {

@@ -15,6 +15,7 @@
 
 #include "kvorlib/datatransfer.h"
 #include "store/openfiles.h"
+#include "store/pagepath.h"
 #include "store/udb.h"
 
 namespace store {
@@ -69,15 +70,19 @@ class QuickReads {
   // still everybody's.
   static constexpr std::uint32_t StepsUnasked = 16;
 
-  // The pages that a lookup has passed, with the versions that it found them in. Without any, it
-  // goes by the file's count.
-  class Path;
+  static constexpr int MostTries = 40;
 
   template <typename Body>
   static Answer Validated(UdbFile& file, int tries, Body body);
   static bool Relearn(UdbFile& file);
-  static bool IsUnmoved(const UdbFile& file, const Path* path);
-  static bool Stands(const UdbFile& file, const Path* path = nullptr);
+  // Without a path, by the file's count.
+  static bool IsUnmoved(const UdbFile& file, const PagePath* path) {
+    return path != nullptr ? path->IsUnmoved() : file.seen.count->Still(file.seen.header);
+  }
+  // The clock is asked last: whatever was read then is older than its answer.
+  static bool Stands(const UdbFile& file, const PagePath* path = nullptr) {
+    return IsUnmoved(file, path) && file.fd->Sound() && CurrentHost().StillShares(file.seen.count);
+  }
   static Answer Disbelieved(UdbFile& file);
   static bool HasMoved(const UdbFile& file);
   static bool IsRestless(UdbFile& file);
@@ -88,7 +93,7 @@ class QuickReads {
   static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
   static Answer GetAmidChanges(UdbFile& file, const KEYDESCR& kd, const SoughtKey& key, Spot& spot,
                                DataTransfer* record);
-  static Answer DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot, Path& path);
+  static Answer DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot, PagePath& path);
   static const Page* LeafToWalk(UdbFile& file, std::uint16_t page, std::uint64_t version);
   static Answer WalkLeaf(const Page& leaf, const KEYDESCR& kd, const SoughtKey& key, Spot& spot);
   static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
@@ -98,9 +103,9 @@ class QuickReads {
   static Answer StepOn(const UdbFile& file, std::size_t behind, Spot& spot);
   static Answer FromCursor(const UdbFile& file, Spot& spot);
   static Answer Read(const UdbFile& file, Spot& spot, DataTransfer& record,
-                     const Path* path = nullptr);
+                     const PagePath* path = nullptr);
   static Answer ReadRun(const UdbFile& file, std::uint16_t first, DataTransfer& record,
-                        const Path* path);
+                        const PagePath* path);
   static void SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state);
 };
 

@@ -13,8 +13,6 @@ namespace store {
 
 namespace {
 
-constexpr std::uint64_t OffsetOf(std::uint32_t page) { return std::uint64_t{page} * PageSize; }
-
 // Files from this size on grow by more than they need.
 constexpr std::uint64_t AheadFrom = OffsetOf(64);
 constexpr std::uint64_t Ahead = OffsetOf(16);
