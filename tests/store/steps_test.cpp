@@ -240,7 +240,8 @@ int StepsTest::LookAtAll(int file, First first) const {
   if (first == First::Walk && !walk()) return fault("walk");
   Contents found;
   for (const Contents* state : {&before, &after}) {
-    for (const auto& [key, unused] : *state) {
+    for (const auto& wanted : *state) {
+      const std::string& key = wanted.first;
       const int answer = Get(file, key, record);
       if (answer < 0) return fault("get");
       if (answer == 0) found[key] = record;
@@ -261,7 +262,8 @@ void StepsTest::LookUpBeside(int outcome) {
   DataTransfer data;
   bool old = false;
   for (const Contents* state : {&before, &after}) {
-    for (const auto& [key, unused] : *state) {
+    for (const auto& wanted : *state) {
+      const std::string& key = wanted.first;
       file.seen.calm = 0;  // as if the file were never at rest
       const int answer = store::QuickReads::Get(file, AsKey(key), &data);
       if (answer != store::QuickReads::Found && answer != store::QuickReads::Absent) continue;
