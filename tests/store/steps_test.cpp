@@ -46,6 +46,7 @@ std::string KeyOf(const Bytes& record) { return record.substr(0, record.find(' '
 
 std::vector<Bytes> Many(int count, std::size_t length, int step = 2) {
   std::vector<Bytes> records;
+  records.reserve(static_cast<std::size_t>(count));
   for (int n = 0; n < count; ++n) records.push_back(Sized(n * step, length));
   return records;
 }
