@@ -13,9 +13,7 @@
 
 namespace {
 
-using store::Bytes;
-
-Bytes BytesOfText(const std::string& text) {
+store::Bytes BytesOfText(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 

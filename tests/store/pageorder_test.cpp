@@ -12,7 +12,6 @@
 
 namespace {
 
-using store::Bytes;
 using store::PageOrder;
 
 // Keys of few letters, so that long beginnings are shared and numbers are often equal.
@@ -22,7 +21,7 @@ std::string KeyOf(std::mt19937& random) {
   return key + ' ';
 }
 
-Bytes RecordOf(const std::string& text) {
+store::Bytes RecordOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
@@ -55,7 +54,7 @@ TEST(PageOrderTest, OrderThatFollowedAllChangesFindsWhatAWalkFinds) {
     }
     store::StagedEntry staged;
     staged.BuildInline(RecordOf(key + std::string(random() % 30, 'v')));
-    const Bytes added = there && random() % 2 == 0 ? Bytes() : staged.Whole();
+    const store::Bytes added = there && random() % 2 == 0 ? store::Bytes() : staged.Whole();
     const std::size_t removed = there ? entry->Size() : 0;
     store::PageEditor(page).Splice(at, removed, added);
     if (!order->Splice(kd, at, removed, added)) order = nullptr;  // no room: made anew
@@ -78,7 +77,7 @@ TEST(PageOrderTest, ChangeThatDoesNotFitThePageItKnowsEndsAnOrder) {
   staged.BuildInline(RecordOf("x "));
   const struct {
     std::size_t offset, removed;
-    Bytes added;
+    store::Bytes added;
   } cases[] = {{4, 0, {}}, {0, size + 4, {}}, {2 * size, size, {}}, {size, 0, staged.Whole()}};
   for (const auto& c : cases) {
     EXPECT_FALSE(PageOrder::Of(view, kd)->Splice(kd, c.offset, c.removed, c.added)) << c.offset;
