@@ -17,11 +17,12 @@ store::Bytes BytesOfText(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+// Of few letters, so that numbers are often equal, and zeros that are there meet zeros that are
+// not.
 struct KeyKind {
   KEYDESCR kd;
-  std::size_t prefix;  // bytes that all keys share
-  std::size_t
-      letters;  // behind it, of few kinds: numbers are often equal, and zeros stand for none
+  std::size_t prefix;   // bytes that nearly all keys begin with
+  std::size_t letters;  // behind it, at most so many less one
 };
 
 std::string RandomKey(const KeyKind& kind, std::mt19937& random) {
