@@ -61,6 +61,58 @@ TEST_F(QuickReadsTest, LockIsTakenOnlyWhereWhatIsSeenWithoutItCannotBeBelieved) 
   EXPECT_EQ(CallsForAll(), 0);
 }
 
+// Whatever of a page lookups go by, and whichever road changes it; links alone are told of nobody.
+TEST_F(QuickReadsTest, PageThatWasChangedHasAnotherVersion) {
+  std::mt19937 random(7);
+  const std::size_t sizes[] = {40, 300, 1500, 5000, 20000};
+  for (const bool views : {true, false}) {
+    host.givesViews = views;
+    Create();
+    const auto* const count = store::ChangeCount::Of(host, {7, host.File(path).index});
+    Bytes before = Image();
+    std::vector<std::uint64_t> versions(store::MaxPages);
+    for (std::uint16_t n = 0; n < store::MaxPages; ++n) versions[n] = count->VersionOf(n);
+    std::size_t changed = 0;
+    const auto look = [&](const char* behind) {
+      Bytes now = Image();
+      before.resize(now.size());
+      for (std::uint16_t n = 0; n < now.size() / PageBytes; ++n) {
+        const auto differs = [&](std::size_t begin, std::size_t end) {
+          return now.compare(n * PageBytes + begin, end - begin, before, n * PageBytes + begin,
+                             end - begin) != 0;
+        };
+        const bool differed = n == 0 ? differs(0, 12) : differs(0, 4) || differs(8, PageBytes);
+        const std::uint64_t version = count->VersionOf(n);
+        ASSERT_EQ(version % 2, 0U) << behind;
+        ASSERT_TRUE(!differed || version != versions[n]) << behind << ", page " << n << views;
+        changed += differed ? 1 : 0;
+        versions[n] = version;
+      }
+      before = std::move(now);
+    };
+    const auto change = [&](unsigned n) {
+      const Bytes record = Record(KeyOf(n), sizes[random() % 5], random());
+      if (random() % 3 == 0 || Insert(file, record) == 1) Update(file, KeyOf(n) + ' ', record);
+      look("a record");
+      if (random() % 3 == 0) Erase(file, KeyOf(random() % Keys) + ' ');
+      look("an erasure");
+    };
+    for (int i = 0; i < 600; ++i) change(random() % Keys);
+    for (unsigned n = 0; n < Keys; ++n) {
+      Erase(file, KeyOf(n) + ' ');
+      look("an erasure of all");
+    }
+    SortedLoad load(path);
+    for (unsigned n = 0; n < Keys; ++n) load.Add(AsKey(Record(KeyOf(n), 200)));
+    ASSERT_EQ(load.Finish().stored, Keys);
+    look("a load");
+    before[0] = Image()[0] = 23;
+    ASSERT_EQ(udbUpgrade(file), 0);
+    look("an upgrade");
+    EXPECT_GT(changed, 1000U);
+  }
+}
+
 // The only leaf is freed under a reader who stands in it; its bytes stay where they are.
 TEST_F(QuickReadsTest, PositionInALeafThatSomebodyFreedIsLost) {
   for (unsigned n = 0; n < Keys; n += 2) ASSERT_EQ(Erase(writer, KeyOf(n) + ' '), 0);
