@@ -138,8 +138,8 @@ TEST_F(QuickReadsTest, ChangeAmidAReadIsSeenWholeOrNotAtAll) {
     const auto hook = std::exchange(host.amidReading, nullptr);  // the writer reads, too
     ASSERT_EQ(Update(writer, KeyOf(n) + ' ', Record(KeyOf(n), 200, ++seed)), 0);
     if (n == reading) right.push_back(Right(n, seed));
-    // Splits leaves and frees them, so that pages change hands.
-    const Bytes other = "m" + KeyOf(n);
+    // Splits leaves and frees them, so that pages change hands, or the key's own leaf.
+    const Bytes other = random() % 2 == 0 ? "m" + KeyOf(n) : KeyOf(n) + "m";
     const int answer = Insert(writer, Record(other, 1500));
     ASSERT_TRUE(answer == 0 || Erase(writer, other + ' ') == 0);
     host.amidReading = hook;
