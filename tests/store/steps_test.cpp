@@ -201,6 +201,7 @@ class StepsTest : public ::testing::TestWithParam<std::tuple<store::FileForm, st
   enum class First { Get, Walk, Count };
   int LookAtAll(int file, First first = First::Get) const;
   void LookUpBeside(int outcome);
+  void NoVersionIsOddAlone() const;
   [[noreturn]] void Witness(int trial);
 
   struct Open {
@@ -283,6 +284,15 @@ void StepsTest::LookUpBeside(int outcome) {
   ASSERT_FALSE(seesNew && (old || outcome == 0)) << "what was seen is no more";
 }
 
+// Else the version would stay odd for good: whoever begins with an even count ends his own alone.
+void StepsTest::NoVersionIsOddAlone() const {
+  const store::ChangeCount* const count = udbEntry(warm).seen.count;
+  if (count == nullptr || !store::ChangeCount::IsStable(count->Now())) return;
+  for (std::uint16_t page = 0; page < store::MaxPages; ++page) {
+    ASSERT_TRUE(store::ChangeCount::IsStable(count->VersionOf(page))) << page;
+  }
+}
+
 // A process that was there before, and one that comes later, in one: each looks by its own handle.
 void StepsTest::Witness(int trial) {
   ::alarm(60);
@@ -334,6 +344,7 @@ void StepsTest::Try(SteppedProcess& process, const std::function<void(int)>& beh
     const bool skipped = series > 16 && series % 64 != 0;
     if ((changed && !skipped) || (owed && !changed)) behindEach(TryHere(process.Id()));
     owed = skipped;
+    if (changed) NoVersionIsOddAlone();
     if (HasFatalFailure()) return;
   }
   ASSERT_TRUE(process.IsWell()) << "the stepped process came to no good end";
