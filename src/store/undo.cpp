@@ -87,6 +87,11 @@ void UndoLog::BeginChange(const platform::FileIdentity& file) {
   change.Begin(ChangeCount::Of(*host, file));
 }
 
+// Where the record is in memory of this process alone, others may have ended its change meanwhile.
+void UndoLog::TellOf(const UndoRecord& broken) {
+  for (const std::uint16_t page : broken.Pages()) change.Tell(page);
+}
+
 // Whether some file of this count is half changed.
 bool UndoLog::HasWork(const ChangeCount* count) const {
   for (unsigned n = 1; (OwesAnybody() || Active()) && n < Host::Areas; ++n) {
@@ -160,6 +165,7 @@ bool UndoLog::Settle(Host& current) {
   record = RecordIn(board->active);
   if (record == nullptr) return false;
   BeginChange(board->held[board->active].file);  // it may have died ahead of that
+  TellOf(*record);
   if (TakeBack(board->active, *record, record->Path())) {
     Drop();
   } else {
@@ -229,6 +235,7 @@ bool UndoLog::Mend(const platform::FileIdentity& identity, VirtualFile* file,
   const UndoRecord* const broken = RecordIn(area);
   if (broken == nullptr) return false;
   BeginChange(identity);
+  TellOf(*broken);
   const bool whole = file != nullptr
                          ? TakeBackIn(*broken, *file)
                          : TakeBack(area, *broken, path) || TakeBack(area, *broken, broken->Path());

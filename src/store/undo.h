@@ -126,6 +126,7 @@ class UndoLog {
   bool TakeBack(unsigned area, const UndoRecord& broken, const std::string& path);
   void SetAside();
   void BeginChange(const platform::FileIdentity& file);
+  void TellOf(const UndoRecord& broken);
   void EndChange(const platform::FileIdentity& file) { EndChange(ChangeCount::Of(*host, file)); }
   void EndChange(ChangeCount* count);
   bool HasWork(const ChangeCount* count) const;

@@ -14,6 +14,18 @@ struct Stretch {
   std::uint64_t length;  // bytes that follow
 };
 
+template <typename Visit>
+void ForEachStretch(const UndoRecord& record, Visit visit) {
+  const std::byte* const first = reinterpret_cast<const std::byte*>(&record + 1);
+  for (std::uint64_t at = 0; at + sizeof(Stretch) <= record.used;) {
+    Stretch stretch;
+    std::memcpy(&stretch, first + at, sizeof stretch);
+    if (stretch.length > record.used - at - sizeof(Stretch)) break;
+    visit(at, stretch);
+    at += UndoRecord::SizeOf(stretch.length);
+  }
+}
+
 }  // namespace
 
 std::size_t UndoRecord::SizeOf(std::uint64_t length) {
@@ -67,16 +79,22 @@ std::optional<bool> UndoRecord::HasPageZeroOf(VirtualFile& file) const {
   return true;
 }
 
+std::vector<std::uint16_t> UndoRecord::Pages() const {
+  std::vector<std::uint16_t> pages;
+  if (saving != 0) pages.push_back(0);
+  ForEachStretch(*this, [&](std::uint64_t, const Stretch& stretch) {
+    const std::uint64_t end = stretch.offset + stretch.length;
+    for (std::uint64_t at = stretch.offset / PageSize; at * PageSize < end && at < MaxPages; ++at) {
+      pages.push_back(static_cast<std::uint16_t>(at));
+    }
+  });
+  return pages;
+}
+
 bool UndoRecord::PutBack(VirtualFile& file) const {
   const std::byte* const first = reinterpret_cast<const std::byte*>(this + 1);
   std::vector<std::uint64_t> starts;  // the oldest bytes of a place were kept first, and win
-  for (std::uint64_t at = 0; at + sizeof(Stretch) <= used;) {
-    Stretch stretch;
-    std::memcpy(&stretch, first + at, sizeof stretch);
-    if (stretch.length > used - at - sizeof(Stretch)) break;
-    starts.push_back(at);
-    at += SizeOf(stretch.length);
-  }
+  ForEachStretch(*this, [&](std::uint64_t at, const Stretch&) { starts.push_back(at); });
   for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
     Stretch stretch;
     std::memcpy(&stretch, first + *start, sizeof stretch);

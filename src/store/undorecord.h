@@ -8,6 +8,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "store/host.h"
 #include "store/page.h"
@@ -71,6 +72,8 @@ struct UndoRecord {
   // leave it: a file that was written over in place keeps its identity, not this. Nothing if there
   // is no whole page 0 to be read now.
   std::optional<bool> HasPageZeroOf(VirtualFile& file) const;
+  // Those that putting back stores to.
+  std::vector<std::uint16_t> Pages() const;
   // Puts all that was kept back and the file to its former size. It may be done again.
   bool PutBack(VirtualFile& file) const;
 };

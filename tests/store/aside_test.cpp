@@ -1,5 +1,7 @@
 // A process dies in the middle of an update, and whoever takes the lock next cannot reach the file.
 // What was kept waits for that very file, never gets into another one, and holds up nobody else.
+#include <algorithm>
+
 #include "store/changecount.h"
 #include "support/storecalls.h"
 
@@ -59,8 +61,14 @@ TEST_F(AsideTest, FileIsKnownUnderAnotherNameAndItsOwnNameOnAnotherFileIsNot) {
   EXPECT_EQ(Image(), another);
   EXPECT_EQ(host.Bytes("/m/renamed"), half) << "nobody knows of it yet";
   EXPECT_FALSE(CountIsStable("/m/renamed"));
+  auto* const count = store::ChangeCount::Of(host, {7, host.File("/m/renamed").index});
+  count->EndAll();  // as somebody does who cannot know of it
+  const auto at = std::mismatch(half.begin(), half.end(), before.begin()).first - half.begin();
+  const auto page = static_cast<std::uint16_t>(static_cast<std::size_t>(at) / PageBytes);
+  const std::uint64_t version = count->VersionOf(page);
   EXPECT_EQ(Opening("/m/renamed"), "4");
   EXPECT_TRUE(host.Bytes("/m/renamed") == before);
+  EXPECT_NE(count->VersionOf(page), version) << "page " << page << " is another one now";
   EXPECT_TRUE(CountIsStable("/m/renamed"));
 }
 
