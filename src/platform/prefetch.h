@@ -2,7 +2,11 @@
 // address is.
 #pragma once
 
+#include <cstddef>
+
 namespace platform {
+
+inline constexpr std::size_t CacheLine = 64;  // what is fetched at once
 
 inline void Prefetch([[maybe_unused]] const void* address) {
 #if defined(__GNUC__)

@@ -39,8 +39,7 @@ QuickReads::Answer QuickReads::WalkLeaf(const Page& leaf, const KEYDESCR& kd, co
   if (!view || !view->IsLeaf()) return Unknown;
   spot.entries = view->Entries();
   // Others have just stored to much of it: its lines of memory are asked for all at once.
-  constexpr std::size_t line = 64;
-  for (std::size_t at = 0; at < spot.entries.size(); at += line) {
+  for (std::size_t at = 0; at < spot.entries.size(); at += platform::CacheLine) {
     platform::Prefetch(&spot.entries[at]);
   }
   spot.offset = StepOverLess(*view, kd, key.Whole());

@@ -12,7 +12,6 @@ namespace store {
 
 namespace {
 
-constexpr std::size_t CacheLine = 64;
 constexpr std::uint64_t Mixer = 0x9E3779B97F4A7C15U;
 
 std::uint64_t BigEndian(std::uint64_t v) {
@@ -112,7 +111,8 @@ class DirectoryBuilder {
     head.samples = static_cast<std::uint16_t>((count + step - 1) / step);
     if (head.shape.leaf) {
       head.shape.groups = static_cast<std::uint8_t>(count / PageDirectory::GroupFill + 1);
-      head.shape.lines = static_cast<std::uint8_t>(entries.size() / count / CacheLine + 1);
+      head.shape.lines =
+          static_cast<std::uint8_t>(entries.size() / count / platform::CacheLine + 1);
     }
     head.size = sizeof head + 2 * (head.SlotSpace() + head.samples) +
                 head.samples * sizeof(std::uint64_t) + head.prefix;
@@ -164,8 +164,9 @@ class DirectoryBuilder {
     if (leaf) {
       FillGroups(d.shape.groups, slots);
     } else {
-      for (std::size_t i = 0; i < count; ++i)
+      for (std::size_t i = 0; i < count; ++i) {
         slots[i] = Entry::At(entries, offsets[i], false)->Child();
+      }
       slots[count] = rightChild;
     }
   }
@@ -211,7 +212,7 @@ PageDirectory::Place PageDirectory::Find(const Shape& looks, const SoughtKey& ke
          likely.DropFirst()) {
       const std::uint32_t offset = 4U * (slots[likely.First()] & OffsetMask);
       for (unsigned line = 1; line <= looks.lines; ++line) {  // while its head is awaited
-        platform::Prefetch(entries.data() + offset + line * CacheLine);
+        platform::Prefetch(entries.data() + offset + line * platform::CacheLine);
       }
       const auto entry = Entry::At(entries, offset, true);
       if (!entry) continue;

@@ -160,10 +160,9 @@ std::optional<PageOrder::Found> PageOrder::Find(const TreePage& page, const KEYD
 }
 
 void PageOrder::Prefetch() const {
-  constexpr std::size_t CacheLine = 64;
-  constexpr std::size_t Most = 8 * CacheLine;  // what one search waits for, as a rule
+  constexpr std::size_t Most = 8 * platform::CacheLine;  // what one search waits for, as a rule
   const auto* const start = reinterpret_cast<const std::byte*>(this);
-  for (std::size_t at = 0; at < Most; at += CacheLine) platform::Prefetch(start + at);
+  for (std::size_t at = 0; at < Most; at += platform::CacheLine) platform::Prefetch(start + at);
 }
 
 std::size_t PageOrder::PlaceOf(std::size_t offset) const {
