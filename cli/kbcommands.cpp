@@ -2,6 +2,7 @@
 // lists, and where their data lie.
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -26,6 +27,7 @@ struct BaseOptions {
 };
 
 const std::string Local = "<LOCAL>";
+constexpr const char* NotListed = "no such knowledge base is listed";
 
 // What the library gives to its derived classes alone.
 struct Inner : KBMap {
@@ -39,10 +41,10 @@ std::string Default() { return Narrow(Map().GetDefaultKB()); }
 
 // ---- the registry -----------------------------------------------------------------------------
 
-// The key as it stands, with the bases that could not be loaded. They are in no list of the
-// library, so what is written back is this, never the list. As long as there is no key, what the
-// library has loaded came from the list of first bases beside it: it is here, too, since nobody
-// reads that list again once there is a key.
+// The key as it stood when it was read, with the bases that could not be loaded. They are in no
+// list of the library, so what is written back is this, never the list. As long as there is no key,
+// what the library has loaded came from the list of first bases beside it: it is here, too, since
+// nobody reads that list again once there is a key.
 class Registered {
  public:
   Registered() {
@@ -67,6 +69,9 @@ class Registered {
     const auto found = name.empty() ? values.end() : values.find(Wide(name));
     return found == values.end() ? nullptr : &found->second;
   }
+  bool Has(const std::u16string& name) const {
+    return KBMap::KBIsLocal(name) || File(Narrow(name)) != nullptr;
+  }
   std::string Default() const {
     const auto found = values.find(u"");
     return found == values.end() ? std::string() : Narrow(found->second);
@@ -80,19 +85,19 @@ class Registered {
 
   void Set(const std::string& name, const std::u16string& value) { values[Wide(name)] = value; }
   void Erase(const std::string& name) { values.erase(Wide(name)); }
-  // Both throw Failure; the registry is then as it was.
-  void Store() {
+  // Reads the key again, and keeps others from changing it until what `change` makes of this is
+  // stored. An answer of false stores nothing, and what is thrown leaves the registry as it was.
+  // Throws Failure itself if it cannot be changed.
+  void Change(const std::function<bool()>& change) {
+    const auto changed = [&](Settings& now) {
+      if (there || !now.empty()) values = now;
+      if (!change()) return false;
+      now = values;
+      return true;
+    };
     std::u16string words;
-    if (!Map().WriteDataFromKey(false, Key, values, words)) {
+    if (!Map().ChangeDataInKey(false, Key, changed, words))
       throw Failure("the registry", OneLine(words));
-    }
-  }
-  // Of a key that is there, nothing else is written: others may have changed it meanwhile.
-  void StoreDefault(const std::u16string& name) {
-    values[u""] = name;
-    std::u16string words;
-    if (!there) return Store();
-    if (!Map().SaveDefaultToRegistry(words)) throw Failure("the registry", OneLine(words));
   }
 
  private:
@@ -149,9 +154,7 @@ Base Describe(const std::string& name, const Registered& registered) {
 // Of the name in any case.
 Base Wanted(const std::string& asked, const Registered& registered) {
   const std::string name = registered.Listed(asked);
-  if (Find(name) == nullptr && registered.File(name) == nullptr) {
-    throw Failure(name, "no such knowledge base is listed");
-  }
+  if (!registered.Has(Wide(name))) throw Failure(name, NotListed);
   return Describe(name, registered);
 }
 
@@ -285,15 +288,18 @@ std::optional<Base> AddOne(const std::string& file, Registered& registered) {
   return std::nullopt;
 }
 
-// A start wants a default: that in force, or else the first that will do. Empty words if there is
-// one now.
+// A start wants a default: that in force, or else the first that will do, of those that are still
+// listed. Empty words if there is one now.
 std::string SettleDefault(Registered& registered) {
   std::vector<std::u16string> names;
   Map().GetKBArray(names, true);
   std::u16string words = u"no knowledge base is left that could be the default";
+  const auto settled = [&] {
+    return !Map().GetDefaultKB().empty() && registered.Has(Map().GetDefaultKB());
+  };
   for (const std::u16string& name : names)
-    if (Map().GetDefaultKB().empty()) Map().SetDefaultKB(name, words);
-  if (Map().GetDefaultKB().empty()) return OneLine(words);
+    if (!settled() && registered.Has(name)) Map().SetDefaultKB(name, words);
+  if (!settled()) return OneLine(words);
   registered.Set("", Map().GetDefaultKB());
   return {};
 }
@@ -302,14 +308,15 @@ int Add(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
   Registered registered;
   std::vector<Base> added;
-  for (const std::string& file : options.files)
-    if (auto base = AddOne(file, registered)) added.push_back(*std::move(base));
-  if (added.empty()) return Failed;
-  if (registered.Default().empty()) {
+  registered.Change([&] {
+    for (const std::string& file : options.files)
+      if (auto base = AddOne(file, registered)) added.push_back(*std::move(base));
+    if (added.empty() || !registered.Default().empty()) return !added.empty();
     const std::string words = SettleDefault(registered);
     if (!words.empty()) throw Failure("", words);
-  }
-  registered.Store();
+    return true;
+  });
+  if (added.empty()) return Failed;
   for (const Base& base : added) {
     if (session.json) {
       session.out << Describe(base.name, registered).ToJson().Text() << '\n';
@@ -328,20 +335,24 @@ int Remove(Session& session, const BaseOptions& options) {
     throw Failure(options.name, "belongs to the library and stays");
   }
   Registered registered;
-  const Base base = Wanted(options.name, registered);
-  const std::string& name = base.name;
-  std::u16string words;
-  if (base.data != nullptr && !(Map().*&Inner::RemoveKB)(Wide(name), words)) {
-    throw Failure(name, OneLine(words) + " (the default cannot move; nothing is removed)");
-  }
-  registered.Erase(name);
-  const bool moves = registered.Default() == name;
+  std::string name;
   std::string complaint;
-  if (moves) {
-    registered.Erase("");
-    complaint = SettleDefault(registered);
-  }
-  registered.Store();
+  bool moves = false;
+  registered.Change([&] {
+    const Base base = Wanted(options.name, registered);
+    name = base.name;
+    std::u16string words;
+    if (base.data != nullptr && !(Map().*&Inner::RemoveKB)(Wide(name), words)) {
+      throw Failure(name, OneLine(words) + " (the default cannot move; nothing is removed)");
+    }
+    registered.Erase(name);
+    moves = registered.Default() == name;
+    if (moves) {
+      registered.Erase("");
+      complaint = SettleDefault(registered);
+    }
+    return true;
+  });
   if (session.json) {
     session.out << Json("removed", name)("default", registered.Default()).Text() << '\n';
   } else {
@@ -356,10 +367,14 @@ int ChooseDefault(Session& session, const BaseOptions& options) {
   const Environment environment({}, Environment::Need::ListOnly);
   if (!options.name.empty()) {
     Registered registered;
-    const std::u16string chosen = Wide(registered.Listed(options.name));
-    std::u16string words;
-    if (!Map().SetDefaultKB(chosen, words)) throw Failure(options.name, OneLine(words));
-    registered.StoreDefault(chosen);
+    registered.Change([&] {
+      const std::u16string chosen = Wide(registered.Listed(options.name));
+      std::u16string words;
+      if (!Map().SetDefaultKB(chosen, words)) throw Failure(options.name, OneLine(words));
+      if (!registered.Has(chosen)) throw Failure(options.name, NotListed);
+      registered.Set("", chosen);
+      return true;
+    });
   }
   const std::string name = Default();
   if (session.json) {

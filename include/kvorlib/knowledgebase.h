@@ -21,6 +21,7 @@
 // it.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -143,6 +144,12 @@ class KVORLIB_API KBMap {
   // Replaces a key by a map.
   bool WriteDataFromKey(bool machine, const std::u16string& subKey, const Settings& data,
                         std::u16string& msg);
+  // Reads a key, has `change` work on the map, empty if there is no such key, and writes it unless
+  // `change` answers false: in one step, so that nothing is lost of what others change at the same
+  // time. True, too, when nothing was to be written. REQUIRES: `change` does not go to the
+  // registry.
+  bool ChangeDataInKey(bool machine, const std::u16string& subKey,
+                       const std::function<bool(Settings&)>& change, std::u16string& msg);
 
  protected:
   // Starts a list of the local base alone, with `path` as the library's folder, and tries to make

@@ -19,9 +19,7 @@ constexpr const char16_t* CannotReplace = u"Ошибка перезаписи р
 constexpr const char16_t* CannotWrite = u"Ошибка при записи в реестр базы ";
 constexpr const char16_t* CannotClose = u"Ошибка при закрытии ключа";
 
-std::vector<std::pair<std::u16string, std::u16string>> Pairs(const Settings& values) {
-  return {values.begin(), values.end()};
-}
+platform::RegistryValues Pairs(const Settings& values) { return {values.begin(), values.end()}; }
 
 }  // namespace
 
@@ -110,6 +108,19 @@ bool KBMap::WriteDataFromKey(bool machine, const std::u16string& subKey, const S
   const RegistryAnswer answer = platform::ReplaceRegistryKey(hive, subKey, Pairs(data));
   if (answer) return true;
   return kb::Fail(msg, there ? CannotReplace : u"Cannot save speech description", answer);
+}
+
+bool KBMap::ChangeDataInKey(bool machine, const std::u16string& subKey,
+                            const std::function<bool(Settings&)>& change, std::u16string& msg) {
+  const RegistryAnswer answer = platform::ChangeRegistryKey(
+      machine ? Hive::Machine : Hive::CurrentUser, subKey, [&](platform::RegistryValues& values) {
+        Settings data;
+        for (const auto& [name, value] : values) data[kb::UpToZero(name)] = kb::UpToZero(value);
+        if (!change(data)) return false;
+        values = Pairs(data);
+        return true;
+      });
+  return answer ? true : kb::Fail(msg, CannotReplace, answer);
 }
 
 }  // namespace KBEnv

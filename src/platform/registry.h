@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -74,11 +75,24 @@ RegistryAnswer CreateRegistryKey(Hive hive, const std::u16string& path,
 // key of this path is made again.
 RegistryAnswer DeleteRegistryKey(Hive hive, const std::u16string& path);
 
-// In one step, so that nobody ever finds less: makes the key if it is not there, and has it hold
-// these values and no others. Pairs of name and value; no name twice.
-RegistryAnswer ReplaceRegistryKey(
-    Hive hive, const std::u16string& path,
-    const std::vector<std::pair<std::u16string, std::u16string>>& values);
+// Pairs of name and value; no name twice.
+using RegistryValues = std::vector<std::pair<std::u16string, std::u16string>>;
+
+// In one step, so that nobody ever finds less and nobody else's change comes between: gives
+// `change` the values of the key, none if it is not there, and, unless that answers false, has the
+// key hold what it leaves and nothing else. The key is made for that. What `change` throws goes
+// through. REQUIRES: `change` does not call the registry.
+RegistryAnswer ChangeRegistryKey(Hive hive, const std::u16string& path,
+                                 const std::function<bool(RegistryValues&)>& change);
+
+// The same with values that do not hang on what was there.
+inline RegistryAnswer ReplaceRegistryKey(Hive hive, const std::u16string& path,
+                                         const RegistryValues& values) {
+  return ChangeRegistryKey(hive, path, [&](RegistryValues& all) {
+    all = values;
+    return true;
+  });
+}
 
 // Where the hive is kept, for a person to read (UTF-8): here the path of a file, there or not.
 std::string RegistryPlace(Hive hive);

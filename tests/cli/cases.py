@@ -4,6 +4,7 @@
     cases.py --list             the names of all cases
     cases.py KVOR NAME...       runs these cases with that tool; all cases without names
 """
+import fcntl
 import functools
 import gzip
 import json
@@ -390,6 +391,21 @@ def case_bases_are_added_chosen_shown_and_removed():
     kb('remove', 'ENGLISH', out='english removed\n<LOCAL> is the default now\n')
     kb('remove', '<local>', code=2, err='kvor: <local>: belongs to the library')
     kb('list', out=f'* <LOCAL>\n  другая\t{here}/другая.kb\n')
+
+
+def case_changes_of_the_list_at_once_lose_nothing_of_each_other():
+    for name in 'a', 'b', 'c', 'd':
+        base(name)
+    kb('add', 'a.kb', 'b.kb')
+    kb('default', 'b')
+    with open('.config/kvor/registry.lock', 'r+', encoding='ascii') as turn:
+        fcntl.lockf(turn, fcntl.LOCK_EX)
+        tools = [subprocess.Popen([KVOR, 'kb', *args], stdout=subprocess.DEVNULL) for args in
+                 (('add', 'c.kb'), ('add', 'd.kb'), ('remove', 'a'), ('remove', 'b'))]
+        time.sleep(0.5)  # for all of them to have read the list as it is now
+    assert [tool.wait(20) for tool in tools] == [0] * 4
+    listed = {row['name']: row['default'] for row in rows('list', of='kb')}
+    assert listed == {'<LOCAL>': True, 'c': False, 'd': False}, listed
 
 
 def case_list_with_broken_bases_loses_nothing_and_can_be_mended():

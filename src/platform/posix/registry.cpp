@@ -109,10 +109,13 @@ RegistryAnswer DeleteRegistryKey(Hive hive, const std::u16string& path) {
   });
 }
 
-RegistryAnswer ReplaceRegistryKey(
-    Hive hive, const std::u16string& path,
-    const std::vector<std::pair<std::u16string, std::u16string>>& values) {
+RegistryAnswer ChangeRegistryKey(Hive hive, const std::u16string& path,
+                                 const std::function<bool(RegistryValues&)>& change) {
   return RegistryFile(hive).Alter([&](RegistryText& text) {
+    RegistryValues values;
+    for (const std::u16string& name : text.Names(path))
+      values.emplace_back(name, *text.Find(path, name));
+    if (!change(values)) return RegistryAnswer();
     text.Add(path);
     text.Empty(path);
     for (const auto& [name, value] : values) text.Set(path, name, value);
