@@ -51,6 +51,7 @@ TemporaryFile::TemporaryFile(const fs::path& folder, std::string failing)
     path.clear();
     Fail();
   }
+  goes.emplace(path);
 }
 
 TemporaryFile::~TemporaryFile() {

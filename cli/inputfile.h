@@ -6,11 +6,13 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "commands.h"
+#include "terminal.h"
 #include "wholefile.h"
 
 namespace kvor {
@@ -38,6 +40,7 @@ class TemporaryFile {
   std::string about;
   std::string path;
   std::unique_ptr<std::FILE, Closer> stream;
+  std::optional<GoesWithTheTool> goes;
 };
 
 // A file as the user names it; "-" is standard input, which is copied to a file when a path or

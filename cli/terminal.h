@@ -1,6 +1,9 @@
 // What the tool asks of the system around it: terminals and signals. One source a platform.
 #pragma once
 
+#include <cstddef>
+#include <string>
+
 namespace kvor {
 
 bool StderrIsTerminal();
@@ -26,6 +29,19 @@ class InterruptScope {
   static bool Requested();
   // Around waiting for input, with nothing half done.
   static void Waiting(bool waiting);
+};
+
+// While one lives, an interrupt that ends the tool at once takes this file away first. There is
+// room for a few; one file too many, or with too long a path, simply stays.
+class GoesWithTheTool {
+ public:
+  explicit GoesWithTheTool(const std::string& path);
+  ~GoesWithTheTool();
+  GoesWithTheTool(const GoesWithTheTool&) = delete;
+  GoesWithTheTool& operator=(const GoesWithTheTool&) = delete;
+
+ private:
+  std::size_t place;
 };
 
 }  // namespace kvor

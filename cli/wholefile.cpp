@@ -1,6 +1,8 @@
 // Writing beside a file, and putting what was written in its place.
 #include "wholefile.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -19,7 +21,11 @@ WholeFile::WholeFile(const std::string& path) : name(path), target(path) {
   const bool kept = !real.empty() && !std::ofstream(target, std::ios::app);
   if (kept) throw Failure(path, "cannot be written");
   part = target + ".part";
-  while (fs::exists(fs::symlink_status(part, ignored))) part += '~';
+  std::FILE* made = nullptr;
+  while ((made = std::fopen(part.c_str(), "wbx")) == nullptr && errno == EEXIST) part += '~';
+  if (made == nullptr) throw Failure(path, "cannot be written");
+  std::fclose(made);
+  goes.emplace(part);
 }
 
 WholeFile::~WholeFile() {
@@ -32,6 +38,7 @@ void WholeFile::Finish() {
   std::error_code error;
   const fs::perms mode = fs::status(target, error).permissions();
   if (!error) fs::permissions(part, mode, error);
+  goes.reset();  // the name may be another tool's as soon as it is free
   fs::rename(part, target, error);
   if (error) throw Failure(name, error.message());
   part.clear();

@@ -6,6 +6,7 @@
 """
 import fcntl
 import functools
+import glob
 import gzip
 import json
 import os
@@ -723,7 +724,19 @@ def case_full_disk():
     run('list', 'f', out=''.join(lines[:stored]))
     assert rows('check', 'f')[-1]['sound']
     run('header', 'w', of='term', code=2, preexec_fn=full_disk(PAGE), err='w: cannot be written')
+    assert os.path.exists('w') and not os.path.exists('w.part')
     run('list', 'w', out=LISTED)  # what was there under the name
+
+
+def case_interrupted_conversion_leaves_nothing_behind():
+    env = {**os.environ, 'TMPDIR': os.getcwd()}  # for the copy of standard input
+    with subprocess.Popen([KVOR, 'text', 'convert', '-', '--output', 'out'], env=env, **PIPES) as tool:
+        while tool.poll() is None and not glob.glob('.kvor*'):
+            time.sleep(0.01)
+        time.sleep(0.1)
+        tool.send_signal(signal.SIGINT)
+        assert tool.wait(20) == -signal.SIGINT, tool.returncode
+    assert os.listdir() == []
 
 
 def case_interrupted_load_leaves_a_sound_file_and_closed_pipe_ends_quietly():
