@@ -32,7 +32,14 @@ void UndoLog::Attach(Host& current) {
   const Board* const before = board;
   if (host != &current) board = nullptr;
   host = &current;
-  if (board != nullptr && inOwnMemory && (board->active != 0 || board->aside != 0)) return;
+  if (waitingFor == host) {
+    ownMemory.swap(waiting);
+    waitingFor = nullptr;
+    inOwnMemory = true;
+    board = reinterpret_cast<Board*>(Memory(0, sizeof(Board)));
+    standing = 0;
+  }
+  if (KeepsInOwnMemory()) return;
   if (std::byte* const shared = host->LockedMemory(0, sizeof(Board)); shared != nullptr) {
     board = reinterpret_cast<Board*>(shared);
     inOwnMemory = false;
@@ -46,6 +53,15 @@ void UndoLog::Attach(Host& current) {
   standing = 0;
   *board = {};
   Publish(board->layout, Layout);
+}
+
+void UndoLog::StartAnew(Host& anew) {
+  if (host != &anew && KeepsInOwnMemory()) {
+    ownMemory.swap(waiting);
+    waitingFor = host;
+  }
+  board = nullptr;
+  Attach(anew);
 }
 
 std::byte* UndoLog::Memory(unsigned area, std::size_t bytes) {

@@ -82,12 +82,9 @@ class UndoLog {
   // its file is found under its path, and sets the record aside when not.
   // False if the record itself cannot be had.
   bool Settle(Host& host);
-  // Instead of that, where nothing kept before counts any more: a file that others may have changed
-  // since.
-  void StartAnew(Host& host) {
-    board = nullptr;
-    Attach(host);
-  }
+  // Instead of that, for a file that others may have changed since: nothing kept before counts for
+  // it. `host` has no memory; what is owed to other files waits for the next Settle.
+  void StartAnew(Host& host);
   // Whether anything is set aside, and whether a broken update of this file is among it.
   bool OwesAnybody() const { return board != nullptr && board->aside != 0; }
   bool Owes(const platform::FileIdentity& file) const { return AreaOf(file) != 0; }
@@ -118,6 +115,9 @@ class UndoLog {
     std::array<Held, Host::Areas> held;
   };
 
+  bool KeepsInOwnMemory() const {
+    return board != nullptr && inOwnMemory && (board->active != 0 || board->aside != 0);
+  }
   std::byte* Memory(unsigned area, std::size_t bytes);
   std::byte* BeginStretch(std::uint64_t offset, std::size_t length);
   UndoRecord* RecordIn(unsigned area);
@@ -141,7 +141,10 @@ class UndoLog {
   // not.
   std::uint64_t standing = 0;
   Change change;  // that began last
-  std::array<std::vector<std::byte>, Host::Areas> ownMemory;
+  using OwnMemory = std::array<std::vector<std::byte>, Host::Areas>;
+  OwnMemory ownMemory;
+  OwnMemory waiting;                 // of what is owed to files of another host
+  const Host* waitingFor = nullptr;  // which; null if nothing is owed there
 };
 
 }  // namespace store

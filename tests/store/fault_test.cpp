@@ -201,13 +201,46 @@ TEST_F(FaultTest, TakingBackAfterACrashMayFailAndIsDoneByTheNext) {
   EXPECT_GT(crashes, 3);
 }
 
+struct Alone : MemoryHost {
+  std::byte* LockedMemory(unsigned, std::size_t) override { return nullptr; }
+  std::byte* OpenMemory() override { return nullptr; }
+};
+
+// What cannot be put back waits in the process' own memory, and is not lost there while the process
+// works in a file of several users.
+TEST_F(FaultTest, WorkInASharedFileForgetsNoUpdateThatIsStillToBeTakenBack) {
+  Alone alone;
+  store::SetHost(&alone);
+  const auto open = [&](const char* where, platform::Company company) {
+    alone.company = company;
+    return udbCreate(where, Words, failure);
+  };
+  const int shared = open("/shared", platform::Company::Writers);
+  const int one = open("/one", platform::Company::Own);
+  std::vector<Bytes> records;
+  for (const char* key : {"a", "b", "d"}) records.push_back(Record(key, 1000));
+  for (const Bytes& record : records) ASSERT_EQ(Insert(one, record), 0);
+  const Bytes before = alone.Bytes("/one");
+  int halfDone = 0;
+  for (int nth = 1;; ++nth) {
+    alone.FailCall(nth, Fault::Broken);
+    const int answer = Insert(one, Record("c", 1900));
+    alone.Heal();
+    if (answer == 0) break;
+    halfDone += alone.Bytes("/one") != before ? 1 : 0;
+    EXPECT_EQ(Insert(shared, Record("x", 10, static_cast<unsigned>(nth))), nth == 1 ? 0 : 1);
+    ASSERT_TRUE(Walk(one) == records) << "broken from call " << nth;
+    ASSERT_TRUE(image::Examine(alone.Bytes("/one")).records == records);
+  }
+  EXPECT_GT(halfDone, 1);
+  udbInit();
+  store::SetHost(&host);
+}
+
 // Without memory in common nobody tells a walk that another process has changed the file: it must
 // see for itself that the entries lie elsewhere.
 TEST_F(FaultTest, WalkWithoutSharedMemorySeesWhatAnotherProcessMoved) {
-  struct Alone : MemoryHost {
-    std::byte* LockedMemory(unsigned, std::size_t) override { return nullptr; }
-    std::byte* OpenMemory() override { return nullptr; }
-  } alone;
+  Alone alone;
   store::SetHost(&alone);
   std::string words;
   const int one = udbCreate("/one", Words, words);
