@@ -8,7 +8,7 @@
 #   <libdir>/libkvorlib.so*            links, for compilers and the loader
 #   <libdir>/cmake/kvorlib/            find_package(kvorlib), target kvorlib::kvorlib
 #   <libdir>/pkgconfig/kvorlib.pc
-#   <docdir>/                          licence and documents
+#   <docdir>/                          README.md, docs/ and what they lead to, as in the source tree
 
 include(CMakePackageConfigHelpers)
 
@@ -57,6 +57,7 @@ if(TARGET kvor)
   install(TARGETS kvor RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL FILES_MATCHING PATTERN "*.md"
+# As they lie in the source tree: they lead to each other by relative paths.
+install(FILES LICENSE README.md packages.txt DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL FILES_MATCHING PATTERN "*.md"
   PATTERN "memoryplugin.cpp")

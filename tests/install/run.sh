@@ -32,6 +32,13 @@ expect "$real" "$(readlink -f "$lib/libkvorlib.so")" "end of the links"
 ! grep -rqE '# *include *[<"](unicode/|utf8|(platform|store|util)/)' "$tree/include" ||
   fail "a header wants what is not installed"
 
+# A document leads to what is installed, so far as it leads anywhere here.
+find "$tree" -name '*.md' | while read -r page; do
+  { grep -oE '\]\([^)#:]+\)' "$page" || true; } | tr -d '()]' | while read -r link; do
+    [ -e "$(dirname "$page")/$link" ] || fail "$(basename "$page") leads to $link"
+  done
+done
+
 # A header must not lean on what another one happened to include.
 for header in "$tree"/include/kvorlib/*.h; do
   echo "#include <kvorlib/$(basename "$header")>" |
