@@ -117,8 +117,11 @@ std::size_t StepOver(const TreePage& page, std::int16_t offset, const IsLess& is
 
 std::size_t StepOverLess(const TreePage& page, const KEYDESCR& kd, Bytes key) {
   if (kd.IsText()) return StepOver(page, kd.offset, TextIsLess(kd, key));
-  if (kd.type == 1 || kd.type == 3) return StepOver(page, kd.offset, BytesAreLess(kd, key));
-  // Numbers of other lengths, and orders in which all keys are equal, are left to the caller.
+  // Numbers of other lengths, and orders in which all keys are equal, are left to the caller; keys
+  // of no bytes are such, too.
+  if ((kd.type == 1 || kd.type == 3) && kd.len != 0) {
+    return StepOver(page, kd.offset, BytesAreLess(kd, key));
+  }
   if (kd.type == 0 && kd.len == 4) return StepOver(page, kd.offset, NumberIsLess(key));
   return 0;
 }

@@ -39,6 +39,16 @@ TEST_F(OperationsTest, KeyMustLieWholeWithinTheRecordAndComeWithItsStopSymbol) {
   }
 }
 
+TEST_F(OperationsTest, KeysOfNoBytesAreAllTheSameKey) {
+  Create({1, 0, 2});
+  EXPECT_EQ(Refusing("x"), "WRONG KEY");
+  Fill({"xxone"});
+  EXPECT_EQ(Inserting("xxtwo"), "1");
+  EXPECT_EQ(Said(udbFind(file, {})), "0");
+  EXPECT_EQ(Said(udbErase(file, {})), "0");
+  EXPECT_TRUE(Sound().records.empty());
+}
+
 TEST_F(OperationsTest, RecordIsShorterThan16MBAndARefusedUpdateLeavesTheOldOne) {
   Create();
   const Bytes longest = Record("big", 0xFFFFFE);
