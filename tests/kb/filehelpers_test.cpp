@@ -75,6 +75,7 @@ TEST_F(Files, AreSavedWithAMarkInUnicodeAloneAndKeptWhenTheTextCannotBeConverted
 
 TEST_F(Files, AreSavedWithRoomForTheWholePrefixAndFilledIntoABufferUpToALimit) {
   const platform::FileNumber file(open(Path("t").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const platform::FileNumber reader(platform::OpenToRead(Path("t")));
   const struct {
     const char* prefix;
     int prefixLength, length, limit;
@@ -89,11 +90,11 @@ TEST_F(Files, AreSavedWithRoomForTheWholePrefixAndFilledIntoABufferUpToALimit) {
     const bool fits = !c.content.empty();
     EXPECT_EQ(SaveBuf(file.Get(), "data", c.length, c.prefix, c.prefixLength), fits);
     EXPECT_EQ(Read("t"), fits ? c.content : "p\0qdata"s);
-    const std::unique_ptr<const char[]> buffer(FillBuf(file.Get(), length, c.limit));
+    const std::unique_ptr<const char[]> buffer(FillBuf(reader.Get(), length, c.limit));
     ASSERT_EQ(buffer != nullptr, fits);
     const std::string text = c.content.substr(0, static_cast<std::size_t>(c.limit)) + "\0\0"s;
     EXPECT_TRUE(!fits || std::string(buffer.get(), static_cast<std::size_t>(length) + 2) == text);
-    EXPECT_EQ(lseek(file.Get(), 0, SEEK_CUR), 0);
+    EXPECT_EQ(lseek(file.Get(), 0, SEEK_CUR) + lseek(reader.Get(), 0, SEEK_CUR), 0);
   }
   ASSERT_EQ(ftruncate(file.Get(), off_t{1} << 31), 0);
   EXPECT_EQ(FillBuf(file.Get(), length, 3), nullptr) << "no int counts its length";
@@ -102,15 +103,20 @@ TEST_F(Files, AreSavedWithRoomForTheWholePrefixAndFilledIntoABufferUpToALimit) {
   EXPECT_FALSE(SaveBuf(full.Get(), "data", 4, nullptr, 0));
 }
 
-TEST_F(Files, AreReadTogetherAndNotTouchedWhileAnotherReads) {
-  Write("t", "old");
+TEST_F(Files, AreReadTogetherAndWaitWhileAnotherReadsOrWrites) {
+  for (const char* name : {"t", "w"}) Write(name, "old");
   const platform::FileNumber reader(platform::OpenToRead(Path("t")));
   ASSERT_TRUE(platform::LockStart(reader.Get(), 3));
   std::u16string text;
   EXPECT_TRUE(GetText(Wide("t"), text, 0)) << "readers do not wait for one another";
+  const platform::FileNumber writer(platform::OpenToOverwrite(Path("w")));
+  ASSERT_TRUE(platform::LockStart(writer.Get(), 3));
   auto saved = std::async(std::launch::async, [&] { return SaveText(Wide("t"), u"n", 0); });
+  auto read = std::async(std::launch::async, [&] { return GetText(Wide("w"), text, 0); });
   EXPECT_EQ(saved.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
   EXPECT_EQ(Read("t"), "old");
+  EXPECT_TRUE(platform::WriteAll(writer.Get(), "new", 3));
+  EXPECT_TRUE(platform::UnlockStart(writer.Get(), 3) && read.get() && text == u"new");
   EXPECT_TRUE(platform::UnlockStart(reader.Get(), 3) && saved.get());
   EXPECT_EQ(Read("t"), "n");
 }

@@ -89,7 +89,8 @@ TEST_F(KnowledgeBases, SettingsComeFromTheNamedBaseAndTheFolderFromTheDefault) {
 
 TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForceAndACopyHasADefaultOfItsOwn) {
   Load("a");
-  map.LoadFromBuf(u"b", u"Root=\"none\"\nPlugin=\"?\"", words);
+  Load("b", u"Plugin=\"?\"");
+  Write("b/Data/Config/term.xml", "<t><term name='b' code='78'/><term name='2' code='FFFF'/></t>");
   ASSERT_TRUE(Default(u"a"));
   EXPECT_FALSE(Default(u"b"));
   EXPECT_EQ(words, u"KB b: Term file open error");
@@ -98,6 +99,7 @@ TEST_F(KnowledgeBases, FailedDefaultLeavesTheFormerInForceAndACopyHasADefaultOfI
   EXPECT_EQ(map.GetDir(DIR_DATA, u"") + map.GetDir(DIR_DATA, u"b"), Wide("a/Data/"));
   EXPECT_EQ(maps::TheLibrary().stdPrefix, "std://");
   EXPECT_EQ(TermName(0x77), "a");
+  EXPECT_FALSE(IsTerm(0x78)) << "read of b's, and in b's table alone";
   EXPECT_FALSE(Default(u"b"));
   EXPECT_EQ(words, u"База b имеет ошибки в описании");
   const KBMap copy = map;

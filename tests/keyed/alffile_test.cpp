@@ -67,6 +67,7 @@ TEST_F(ArticlesTest, RecordIsReadWordByWordAndLacksNothingButItsName) {
            {"abc", "abc 0 N # # # #"},
            {"abc x7 K n", "abc 0 K n # # #"},
            {"abc 99999999999 K", "abc 2147483647 K # # # #"},
+           {"abc -99999999999 K", "abc -2147483648 K # # # #"},
            {"abc 1 KM n v a b", "abc 1 N # # # #"},
            {"abc 1 N n v a b", "abc 1 N # # # #"},
            {"abc 1 Q n v a b", "abc 1 N n v a b"},

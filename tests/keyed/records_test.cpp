@@ -123,17 +123,17 @@ TEST_F(RecordsTest, RecordIsStoredOnlyUnderItsOwnBareKey) {
 
 TEST_F(RecordsTest, RecordsAreTextsOnlyInTextLayoutsAndEndBehindTheirLastZero) {
   std::string const plain = "k plain", zeros("k a\0b\0", 6);
-  for (std::uint8_t const type : {2, 4}) {
+  for (KEYDESCR const kd : {KEYDESCR(2, ' ', 0), KEYDESCR(3, 1, 0), KEYDESCR(4, ' ', 0)}) {
     IndexFile file;
-    CreateAs({type, ' ', 0}, file);
+    CreateAs(kd, file);
     for (auto const& [stored, text] :
          std::map<std::string, std::string>{{plain, plain}, {zeros + "rubbish", zeros}}) {
       std::string value = "as it was";
       std::u16string wide = u"as it was";
       EXPECT_TRUE(file.Put(BytesFrom("k"), BytesFrom(stored), true));
       EXPECT_TRUE(file.Get(std::string("k"), value) && file.Get(std::u16string(u"k"), wide));
-      EXPECT_EQ(value, type == 4 ? text : "as it was");
-      EXPECT_EQ(wide, type == 4 ? A2U(text.c_str(), 65001) : u"as it was");
+      EXPECT_EQ(value, kd.type != 2 ? text : "as it was");
+      EXPECT_EQ(wide, kd.type != 2 ? A2U(text.c_str(), 65001) : u"as it was");
     }
   }
 }
