@@ -1,7 +1,7 @@
 // IndexFile: a keyed file of text or byte records.
 //
 //   IndexFile file;
-//   if (!file.Create("words", IndexFile::KD_TEXT0)) return report(file.ErrorMessage());
+//   if (!file.Create("words", IndexFile::KD_TEXT0)) return false;
 //   file.Put(std::string("cat кошка"));                   // key "cat": up to the first blank
 //   std::string record = file.Get(std::string("cat"));
 //   for (...) see RecordPool                              // a walk in key order
@@ -31,7 +31,9 @@ class RecordPool;
 // converted, and ends a text at its first zero character as all conversions do (encoding.h).
 //
 // Failures are a false answer. The words are in ErrorMessage() and the level in GetState() until
-// the next operation. Nothing is thrown but the one text that Open names.
+// the next operation. Without a usable file, as behind an Open or Create that failed, these are
+// always the same; why it failed is with the map, see GetIndHandle(). Nothing is thrown but the one
+// text that Open names.
 //
 // Copies share one open file, which is closed by the last of them. Open, Create, TryOpen, Copy and
 // assignment over an open object do not close what it held: close first, or that file stays open
@@ -110,7 +112,8 @@ class KVORLIB_API IndexFile {
   bool CheckError() const;
   // The level of the state (see PersistentMap), 3 without a usable file.
   int GetState() const;
-  // Lives until the next operation on the file.
+  // "Index file not initialized properly" without a usable file. Lives until the next operation on
+  // the file.
   char const* ErrorMessage() const;
   std::u16string wErrorMessage() const;
   // The URI with which it was opened; null (the wide form empty) without a usable file.
@@ -120,8 +123,10 @@ class KVORLIB_API IndexFile {
   KDTYPE GetKDType() const { return kdType; }
   // For KD_STORED: a layout that no file can have.
   static KEYDESCR const& GetKDForType(KDTYPE t);
-  // The map underneath, null when there is none any more. A map that could not be opened is there
-  // too, with the words of the failure, until Close.
+  // The map underneath, null when there is none any more, or none was made: a plug-in that cannot
+  // be had. A map that could not be opened is there too, with the words of the failure, until
+  // Close:
+  //   if (PersistentMap const* const map = file.GetIndHandle()) report(map->get_err_mess());
   PersistentMap* GetIndHandle() const;
 
   // The number of records, -1 on failure.
