@@ -28,6 +28,12 @@ inline std::size_t FirstOf(unsigned bits) {
 
 }  // namespace byteruns
 
+// Which of sixteen bytes have this value: a bit for each, the lowest for the first.
+inline unsigned WhichAre(std::uint8_t value, const std::uint8_t* p) {
+  const __m128i wanted = _mm_set1_epi8(static_cast<char>(value));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(byteruns::Load(p), wanted)));
+}
+
 // The place of the first byte with this value, or n if none of n has it.
 // REQUIRES: ReadAhead bytes may be read behind them.
 inline std::size_t PlaceOf(std::uint8_t value, const std::uint8_t* p, std::size_t n) {
@@ -57,6 +63,11 @@ inline std::size_t SameBytes(const std::uint8_t* a, const std::uint8_t* b, std::
 
 #else
 
+inline unsigned WhichAre(std::uint8_t value, const std::uint8_t* p) {
+  unsigned bits = 0;
+  for (unsigned i = 0; i < 16; ++i) bits |= (p[i] == value ? 1U : 0U) << i;
+  return bits;
+}
 inline std::size_t PlaceOf(std::uint8_t value, const std::uint8_t* p, std::size_t n) {
   std::size_t at = 0;
   while (at < n && p[at] != value) ++at;

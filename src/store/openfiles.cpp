@@ -42,7 +42,7 @@ void OpenFiles::Free(UdbFile& entry) {
   entry.fd.reset();
   entry.journalFd.reset();
   entry.lost = false;
-  entry.seen.directories.Clear();
+  entry.seen.known.Clear();
   entry.seen.orders.Clear();
   entry.seen.Forget();
   entry.seen.copy = {};
@@ -53,7 +53,7 @@ void OpenFiles::FreeAll() {
   for (UdbFile& entry : entries) {
     Free(entry);
     entry = UdbFile();
-    entry.seen.directories.KeepIn(directoryMemory);
+    entry.seen.known.KeepIn(directoryMemory);
     entry.seen.orders.KeepIn(directoryMemory);
   }
 }

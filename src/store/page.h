@@ -123,6 +123,13 @@ class Entry {
   Bytes Whole() const { return {at, Size()}; }
   // The key inside the payload with its stop symbol, or nothing if it does not lie there whole.
   std::optional<Bytes> Key(const KEYDESCR& kd) const;
+  // The payload from where the key begins, or would.
+  Bytes FromKeyOn(const KEYDESCR& kd) const {
+    const Bytes payload = Payload();
+    // A negative offset is a large number here.
+    const auto before = static_cast<std::size_t>(form == EntryForm::Inline ? kd.offset : 0);
+    return before > payload.size() ? Bytes() : payload.subspan(before);
+  }
 
  private:
   explicit Entry(const std::uint8_t* p)

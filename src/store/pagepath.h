@@ -28,6 +28,13 @@ class PagePath {
     }
     return false;
   }
+  // As long as it has this version. False: it has another.
+  bool EnterAt(std::uint16_t page, std::uint64_t version) {
+    if (count.VersionOf(page) != version || !ChangeCount::IsStable(version)) return false;
+    steps[length++] = {page, version};
+    return true;
+  }
+  void Leave() { --length; }  // the page entered last
   std::uint64_t Version() const { return steps[length - 1].version; }  // of the page entered last
   bool IsUnmoved() const {
     std::atomic_thread_fence(std::memory_order_acquire);

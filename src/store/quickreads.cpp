@@ -50,20 +50,6 @@ QuickReads::Answer QuickReads::Disbelieved(UdbFile& file) {
   return Lost;
 }
 
-// The body reads, and changes nothing that anybody sees but the record.
-template <typename Body>
-QuickReads::Answer QuickReads::Validated(UdbFile& file, int tries, Body body) {
-  Seen& seen = file.seen;
-  if (seen.pages == nullptr) return Unknown;
-  for (; tries > 0; --tries) {
-    if (seen.count->Now() != seen.header && !Relearn(file)) return Unknown;
-    const Answer answer = body();
-    if (Stands(file)) return answer;
-    if (seen.count->Still(seen.header)) return Disbelieved(file);
-  }
-  return Unknown;
-}
-
 bool QuickReads::HasMoved(const UdbFile& file) {
   const Seen& seen = file.seen;
   return seen.pages != nullptr && seen.header != Seen::Never && seen.count->Now() != seen.header;
@@ -76,69 +62,76 @@ const Page* QuickReads::PageAt(const UdbFile& file, std::uint16_t page) {
   return reinterpret_cast<const Page*>(file.seen.pages + OffsetOf(page));
 }
 
-// `version` is one that the page has had before this.
-const PageDirectories::Place* QuickReads::MakeDirectory(UdbFile& file, std::uint16_t page,
-                                                        std::uint64_t version) {
+std::optional<TreePage> QuickReads::ViewOf(const UdbFile& file, std::uint16_t page) {
   const Page* const bytes = page == 0 ? nullptr : PageAt(file, page);
-  const auto view = bytes != nullptr ? TreePage::Of(*bytes) : std::nullopt;
-  return view ? file.seen.directories.Make(page, version, *view, file.header.key) : nullptr;
+  return bytes != nullptr ? TreePage::Of(*bytes) : std::nullopt;
 }
 
-// As Tree::Descend. Links that lead in a circle lead on for ever, and so past the last level.
-QuickReads::Answer QuickReads::Descend(UdbFile& file, const SoughtKey& key, Spot& spot) {
-  const KEYDESCR& kd = file.header.key;
-  spot.page = file.header.root;
-  bool hopped = false;
-  for (std::size_t level = 0; level < PagePath::MostLevels; ++level) {
-    const PageDirectories::Place* place = file.seen.directories.Find(spot.page);
-    if (place == nullptr) {
-      const std::uint64_t version = file.seen.count->VersionOf(spot.page);
-      place = file.seen.directories.Recall(spot.page);
-      const Page* const leaf =
-          place == nullptr && MatchesExactly(file) ? LeafToWalk(file, spot.page, version) : nullptr;
-      spot.version = version;
-      if (leaf != nullptr) return WalkLeaf(*leaf, kd, key, spot);
-      if (place == nullptr) place = MakeDirectory(file, spot.page, version);
-    }
-    if (place == nullptr || (hopped && !place->shape.leaf)) return Unknown;
-    const PageDirectory& directory = *place->directory;
-    const bool isLeaf = place->shape.leaf;
-    const std::uint8_t* const page = file.seen.pages + OffsetOf(spot.page);
-    spot.entries = Bytes(page + EntriesAt, place->shape.used);
-    spot.version = place->asOf.version;
-    if (isLeaf && MatchesExactly(file)) {
-      platform::Prefetch(page);  // where it lies is found out while the directory is awaited
-      const auto found = directory.Find(place->shape, key, kd, spot.entries);
-      spot.offset = found.offset;
-      return found.found ? Found : Absent;
-    }
-    const auto at = directory.FirstNotLess(key, kd, spot.entries);
+bool QuickReads::IsLeafThere(const UdbFile& file, std::uint16_t page) {
+  const auto view = ViewOf(file, page);
+  return view && view->IsLeaf();
+}
+
+// Of the keys in the page that the spot has come to. Null: it is not sound.
+const KnownPages::Known* QuickReads::LearnOrder(UdbFile& file, Spot& spot) {
+  const auto view = ViewOf(file, spot.page);
+  if (!view) return nullptr;
+  const SoundPage page(*view, file.header.key);
+  const auto* const known =
+      page.IsSound() ? file.seen.known.AddDirectory(spot.page, spot.version, page) : nullptr;
+  if (known != nullptr) spot.entries = EntriesOf(file, spot.page, *known);
+  return known;
+}
+
+// ---- In the order of keys ----
+
+// The first entry not less, in this leaf or at the start of the next one.
+QuickReads::Answer QuickReads::FirstInLeaf(UdbFile& file, const SoughtKey& key, Search& search,
+                                           const KnownPages::Known* known) {
+  Spot& spot = search.spot;
+  for (bool hopped = false;; hopped = true) {
+    if (known == nullptr || known->directory == nullptr) known = LearnOrder(file, spot);
+    if (known == nullptr || !known->leaf) return Unknown;
+    const auto at = known->directory->FirstNotLess(key, search.kd, spot.entries);
     if (!at.found) return Unknown;
-    if (!isLeaf) {
-      spot.page = at.child;
-      continue;
-    }
     spot.offset = at.offset;
     if (spot.offset < spot.entries.size()) return Found;
-    const std::uint16_t next = Load16(page + 4);
-    if (next == 0) return Absent;
+    const std::uint16_t next = Load16(file.seen.pages + OffsetOf(spot.page) + 4);
+    if (next == 0 || hopped) return next == 0 ? Absent : Unknown;
     spot.page = next;
-    hopped = true;
+    if (!Enter(file, search, known)) return Unknown;
   }
-  return Unknown;
 }
 
 // By the file's match mode.
-QuickReads::Answer QuickReads::Seek(UdbFile& file, const SoughtKey& key, Spot& spot) {
-  if (file.header.root == 0) return Absent;
-  const Answer answer = Descend(file, key, spot);
+QuickReads::Answer QuickReads::Seek(UdbFile& file, const SoughtKey& key, Search& search) {
+  const KnownPages::Known* known = nullptr;
+  Answer answer = GoDown(file, key, search, known);
+  if (answer == Found) answer = FirstInLeaf(file, key, search, known);
   if (answer != Found || file.matchMode != UDB_AFTER) return answer;
+  Spot& spot = search.spot;
   const auto entry = spot.At();
-  const auto there = entry ? entry->Key(file.header.key) : std::nullopt;
+  const auto there = entry ? entry->Key(search.kd) : std::nullopt;
   if (!there) return Unknown;
-  if (CompareKeys(file.header.key, *there, key.Whole()) != 0) return Found;
+  if (CompareKeys(search.kd, *there, search.key) != 0) return Found;
   return StepOn(file, spot.offset + entry->Size(), spot);
 }
+
+QuickReads::Answer QuickReads::GetInOrder(UdbFile& file, const KEYDESCR& kd, Bytes whole,
+                                          DataTransfer* record) {
+  const SoughtKey key(kd, whole);
+  Search search{kd, whole};
+  const Answer answer = Validated(file, MostTries, [&] {
+    if (file.header.key != kd) return Unknown;
+    search.spot = {};
+    const Answer found = Seek(file, key, search);
+    return found == Found && record != nullptr ? Read(file, search.spot, *record) : found;
+  });
+  if (answer <= Absent && search.spot.page != 0) SetCursor(file, search.spot, file.seen.header);
+  return answer;
+}
+
+// ---- On from an entry ----
 
 QuickReads::Answer QuickReads::FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot) {
   const Page* const page = leaf == 0 ? nullptr : PageAt(file, leaf);
@@ -187,17 +180,6 @@ inline QuickReads::Answer QuickReads::FromCursor(const UdbFile& file, Spot& spot
   spot.offset = file.cursorOffset;
   const auto entry = spot.At();
   return entry ? StepOn(file, spot.offset + entry->Size(), spot) : Unknown;
-}
-
-// In this state of the file, if it is known.
-inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state) {
-  file.cursorPage = spot.page;
-  file.cursorOffset = static_cast<std::uint16_t>(spot.offset);
-  file.missedSize = 0;
-  file.seen.KnowCursor(state, spot.version);
-  file.seen.leaf = spot.behind != 0 ? spot.entries : Bytes();
-  file.seen.behind = spot.behind;
-  file.seen.walks = false;
 }
 
 // ---- Records ----
@@ -257,26 +239,10 @@ QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* re
   const KEYDESCR kd = file.header.key;
   const auto whole = SoughtKey::Serves(kd) ? KeyAtStart(kd, bytes) : std::nullopt;
   if (!whole || whole->size() > MaxKey) return Unknown;
-  const SoughtKey key(kd, *whole);
-  const bool exact = MatchesExactly(file);
-  Spot spot;
-  bool amidChanges = exact && IsRestless(file);
-  Answer answer = Unknown;
-  if (!amidChanges) {
-    answer = Validated(file, exact ? 1 : MostTries, [&] {
-      // The header may be another by now, after a clearing even with other keys.
-      if (file.header.key != kd) return Unknown;
-      spot = {};
-      const Answer found = Seek(file, key, spot);
-      return found == Found && record != nullptr ? Read(file, spot, *record) : found;
-    });
-    amidChanges = exact && answer == Unknown && HasMoved(file);
-  }
-  if (amidChanges) answer = GetAmidChanges(file, kd, key, spot, record);
-  if (answer > Absent) return answer;
-  if (spot.page != 0) SetCursor(file, spot, amidChanges ? Seen::Never : file.seen.header);
-  if (answer == Absent && spot.page != 0 && exact) file.RememberMissed(*whole);
-  return answer;
+  if (!MatchesExactly(file)) return GetInOrder(file, kd, *whole, record);
+  const std::uint32_t mark = KeyMark(kd, *whole);
+  const Answer answer = GetKnown(file, kd, *whole, mark, record);
+  return answer == Found ? Found : GetByTree(file, kd, *whole, mark, record);
 }
 
 // A leaf is copied when a walk comes to it, or is seen to go on in it.

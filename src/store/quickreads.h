@@ -9,6 +9,7 @@
 // lock, and there it gets its failure, its mark of damage, or a better answer.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -66,6 +67,17 @@ class QuickReads {
     std::optional<Entry> At() const { return Entry::At(entries, offset, true); }
   };
 
+  // A look for one key.
+  struct Search {
+    const KEYDESCR& kd;
+    Bytes key;                 // whole
+    std::uint32_t mark = 0;    // of the key
+    PagePath* path = nullptr;  // null: by the file's count
+    Spot spot{};
+    std::array<std::uint16_t, PagePath::MostLevels> way{};  // down the tree, so far
+    std::size_t passed = 0;                                 // pages of it
+  };
+
   // How many steps a walk makes in its copy of a leaf between two looks at whether the count is
   // still everybody's.
   static constexpr std::uint32_t StepsUnasked = 16;
@@ -88,15 +100,36 @@ class QuickReads {
   static bool IsRestless(UdbFile& file);
 
   static const Page* PageAt(const UdbFile& file, std::uint16_t page);
-  static const PageDirectories::Place* MakeDirectory(UdbFile& file, std::uint16_t page,
-                                                     std::uint64_t version);
-  static Answer Descend(UdbFile& file, const SoughtKey& key, Spot& spot);
-  static Answer GetAmidChanges(UdbFile& file, const KEYDESCR& kd, const SoughtKey& key, Spot& spot,
+  static std::optional<TreePage> ViewOf(const UdbFile& file, std::uint16_t page);
+  static bool IsLeafThere(const UdbFile& file, std::uint16_t page);
+  static Bytes EntriesOf(const UdbFile& file, std::uint16_t page, const KnownPages::Known& known) {
+    return {file.seen.pages + OffsetOf(page) + EntriesAt, known.used};
+  }
+  static const KnownPages::Known* LearnOrder(UdbFile& file, Spot& spot);
+
+  static bool IsAt(const UdbFile& file, const KnownPages::Known& known,
+                   const KnownPages::Place& place, Search& search);
+  static bool FindPlace(UdbFile& file, Search& search);
+  static Answer GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key, std::uint32_t mark,
+                         DataTransfer* record);
+  static bool Enter(UdbFile& file, Search& search, const KnownPages::Known*& known);
+  static Answer GoDown(UdbFile& file, const SoughtKey& key, Search& search,
+                       const KnownPages::Known*& known);
+  static bool LeadsThere(const UdbFile& file, const SoughtKey& key, const Search& search);
+  static bool LearnPlaces(UdbFile& file, const Search& search);
+  static Answer Compare(const Spot& spot, const KEYDESCR& kd, Bytes key);
+  static Answer WalkLeaf(const UdbFile& file, Search& search);
+  static Answer SearchLeaf(UdbFile& file, const SoughtKey& key, Search& search,
+                           const KnownPages::Known* known);
+  static Answer Find(UdbFile& file, const SoughtKey& key, Search& search);
+  static Answer GetAmidChanges(UdbFile& file, const SoughtKey& key, Search& search,
                                DataTransfer* record);
-  static Answer DescendAmidChanges(UdbFile& file, const SoughtKey& key, Spot& spot, PagePath& path);
-  static const Page* LeafToWalk(UdbFile& file, std::uint16_t page, std::uint64_t version);
-  static Answer WalkLeaf(const Page& leaf, const KEYDESCR& kd, const SoughtKey& key, Spot& spot);
-  static Answer Seek(UdbFile& file, const SoughtKey& key, Spot& spot);
+  static Answer GetByTree(UdbFile& file, const KEYDESCR& kd, Bytes whole, std::uint32_t mark,
+                          DataTransfer* record);
+  static Answer FirstInLeaf(UdbFile& file, const SoughtKey& key, Search& search,
+                            const KnownPages::Known* known);
+  static Answer Seek(UdbFile& file, const SoughtKey& key, Search& search);
+  static Answer GetInOrder(UdbFile& file, const KEYDESCR& kd, Bytes whole, DataTransfer* record);
   static Answer FirstOf(const UdbFile& file, std::uint16_t leaf, Spot& spot);
   static const std::uint8_t* LeafBehind(const UdbFile& file, std::uint16_t page);
   static Answer NextLeaf(const UdbFile& file, Spot& spot);
@@ -108,5 +141,30 @@ class QuickReads {
                         const PagePath* path);
   static void SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state);
 };
+
+// The body reads, and changes nothing that anybody sees but the record.
+template <typename Body>
+QuickReads::Answer QuickReads::Validated(UdbFile& file, int tries, Body body) {
+  Seen& seen = file.seen;
+  if (seen.pages == nullptr) return Unknown;
+  for (; tries > 0; --tries) {
+    if (seen.count->Now() != seen.header && !Relearn(file)) return Unknown;
+    const Answer answer = body();
+    if (Stands(file)) return answer;
+    if (seen.count->Still(seen.header)) return Disbelieved(file);
+  }
+  return Unknown;
+}
+
+// In this state of the file, if it is known.
+inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state) {
+  file.cursorPage = spot.page;
+  file.cursorOffset = static_cast<std::uint16_t>(spot.offset);
+  file.missedSize = 0;
+  file.seen.KnowCursor(state, spot.version);
+  file.seen.leaf = spot.behind != 0 ? spot.entries : Bytes();
+  file.seen.behind = spot.behind;
+  file.seen.walks = false;
+}
 
 }  // namespace store

@@ -4,62 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "store/changecount.h"
-#include "store/keptpages.h"
+#include "store/knownpages.h"
 #include "store/leafcopy.h"
-#include "store/pagedirectory.h"
 #include "store/pageorder.h"
 
 namespace store {
-
-// The directories of one file, by pages.
-class PageDirectories final : public KeptPages {
- public:
-  // Where a page's directory is, with what a search begins with: not in its own lines of memory.
-  struct Place {
-    PageDirectory::Pointer directory;
-    AsOf asOf;
-    PageDirectory::Shape shape;
-    std::uint8_t walks = 0;  // over the page in this version, while there is no directory
-  };
-
-  // Null: there is none of which it is known that it holds.
-  const Place* Find(std::uint16_t page) const {
-    if (page >= pages.size()) return nullptr;
-    const Place& place = pages[page];
-    return Holds(place.asOf) && place.directory != nullptr ? &place : nullptr;
-  }
-  // Of this version of the page, whatever has changed elsewhere.
-  const Place* FindAt(std::uint16_t page, std::uint64_t version) const {
-    if (page >= pages.size()) return nullptr;
-    const Place& place = pages[page];
-    return HoldsAt(place.asOf, version) && place.directory != nullptr ? &place : nullptr;
-  }
-  // Whether there is one that holds still, now that somebody has changed something.
-  const Place* Recall(std::uint16_t page) {
-    return page < pages.size() && Confirm(pages[page].asOf, page) ? Find(page) : nullptr;
-  }
-  // Null: the page is not fit for one. `version` is one that it had before it was looked at.
-  const Place* Make(std::uint16_t page, std::uint64_t version, const TreePage& view,
-                    const KEYDESCR& kd);
-  // The page will be searched and has none in this version: whether one is worth its making, which
-  // takes as long as some walks. It is if nobody else was seen to change the page.
-  bool IsWorthMaking(std::uint16_t page, std::uint64_t version);
-  void Drop(std::uint16_t page) {
-    if (page < pages.size()) pages[page].asOf = {};
-  }
-  // As DropAll, and gives the memory back.
-  void Clear() override;
-
- private:
-  static constexpr int WalksToMake = 5;
-
-  Place& Grow(std::uint16_t page);
-
-  std::vector<Place> pages;
-};
 
 struct Seen {
   static constexpr std::uint64_t Never = ChangeCount::Never;
@@ -77,14 +28,14 @@ struct Seen {
   std::uint32_t steps = 0;      // of walks, in copies
   bool walks = false;           // the last operation was a step of a walk
   LeafCopy copy;                // of the leaf in which it goes on
-  PageDirectories directories;  // of the same state as the header
+  KnownPages known;             // of the same state as the header
   PageOrders orders;            // likewise
   std::size_t page0Length = 0;  // behind them page 0 has zeros; 0: it was not looked at
 
   // By what the file's changes are counted.
   void CountBy(ChangeCount* itsCount) {
     count = itsCount;
-    directories.CountBy(count);
+    known.CountBy(count);
     orders.CountBy(count);
   }
   // Goes on to a later state with what the changes since have left as it was; `cursorPage` tells
@@ -100,7 +51,7 @@ struct Seen {
   void Forget() {
     header = start = Never;
     LoseCursor();
-    directories.DropAll();
+    known.DropAll();
     orders.DropAll();
     copy.Drop();
     page0Length = 0;

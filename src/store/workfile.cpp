@@ -347,7 +347,7 @@ void WorkFile::Splice(PageSlot& slot, std::size_t offset, std::size_t removed, B
 
 // Of a file that may not be written, the attempt to write is what fails.
 void WorkFile::NoteWrite(std::uint32_t page) {
-  entry->seen.directories.Drop(static_cast<std::uint16_t>(page));
+  entry->seen.known.Drop(static_cast<std::uint16_t>(page));
   if (entry->writable == 0) return;
   BeginUndo();
   undo.Tell(static_cast<std::uint16_t>(page));
@@ -492,7 +492,7 @@ bool WorkFile::TakeBack() {
   if (!slotH.filled) return true;
   entry->needed = neededBefore;
   takenBack = true;
-  entry->seen.directories.DropAll();
+  entry->seen.known.DropAll();
   if (undo.Active() && !undo.PutBack(*entry->fd)) {
     // What is kept in the file itself is found there.
     if (!entry->OnlyOursToChange()) undo.Drop();
