@@ -10,6 +10,7 @@ namespace store {
 namespace {
 
 constexpr std::uint32_t CalmGets = 8;  // in one state of the file, before that is learned
+constexpr std::uint32_t Failures = 8;  // of looks into the table, before there are few
 
 }  // namespace
 
@@ -60,6 +61,11 @@ inline bool QuickReads::FindPlace(UdbFile& file, Search& search) {
   });
 }
 
+// Whether others change one leaf after the other, so that looking for places that hold is in vain.
+inline bool QuickReads::IsIdle(Seen& seen) {
+  return ++seen.failures > Failures && seen.failures % 64 != 0;
+}
+
 // A key that is there and was come by before. Its leaf has not changed since, and so is part of the
 // tree still: who frees a page tells of it.
 QuickReads::Answer QuickReads::GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key,
@@ -68,9 +74,10 @@ QuickReads::Answer QuickReads::GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes
   if (seen.pages == nullptr) return Unknown;
   const bool hasMoved = seen.count->Now() != seen.header;
   PagePath path(*seen.count);
-  if (hasMoved && !path.EnterAt(0, seen.start)) return Unknown;
-  Search search{kd, key, mark, hasMoved ? &path : nullptr};
+  if (hasMoved && (IsIdle(seen) || !path.EnterAt(0, seen.start))) return Unknown;
+  Search search(kd, key, mark, hasMoved ? &path : nullptr);
   if (!FindPlace(file, search)) return Unknown;
+  seen.failures = 0;
   if (record != nullptr && Read(file, search.spot, *record, search.path) != Found) return Unknown;
   if (!Stands(file, search.path)) return Unknown;
   SetCursor(file, search.spot, hasMoved ? Seen::Never : seen.header);
@@ -223,7 +230,7 @@ QuickReads::Answer QuickReads::GetAmidChanges(UdbFile& file, const SoughtKey& ke
 QuickReads::Answer QuickReads::GetByTree(UdbFile& file, const KEYDESCR& kd, Bytes whole,
                                          std::uint32_t mark, DataTransfer* record) {
   const SoughtKey key(kd, whole);
-  Search search{kd, whole, mark};
+  Search search(kd, whole, mark);
   Spot& spot = search.spot;
   bool amidChanges = IsRestless(file);
   Answer answer = Unknown;

@@ -120,7 +120,7 @@ QuickReads::Answer QuickReads::Seek(UdbFile& file, const SoughtKey& key, Search&
 QuickReads::Answer QuickReads::GetInOrder(UdbFile& file, const KEYDESCR& kd, Bytes whole,
                                           DataTransfer* record) {
   const SoughtKey key(kd, whole);
-  Search search{kd, whole};
+  Search search(kd, whole);
   const Answer answer = Validated(file, MostTries, [&] {
     if (file.header.key != kd) return Unknown;
     search.spot = {};

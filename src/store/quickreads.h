@@ -69,13 +69,16 @@ class QuickReads {
 
   // A look for one key.
   struct Search {
+    // REQUIRES: the key is whole.
+    Search(const KEYDESCR& descr, Bytes wanted, std::uint32_t itsMark = 0, PagePath* by = nullptr)
+        : kd(descr), key(wanted), mark(itsMark), path(by) {}
     const KEYDESCR& kd;
-    Bytes key;                 // whole
-    std::uint32_t mark = 0;    // of the key
-    PagePath* path = nullptr;  // null: by the file's count
-    Spot spot{};
-    std::array<std::uint16_t, PagePath::MostLevels> way{};  // down the tree, so far
-    std::size_t passed = 0;                                 // pages of it
+    Bytes key;
+    std::uint32_t mark;
+    PagePath* path;  // null: by the file's count
+    Spot spot;
+    std::size_t passed = 0;                               // pages, down the tree, so far
+    std::array<std::uint16_t, PagePath::MostLevels> way;  // which they are
   };
 
   // How many steps a walk makes in its copy of a leaf between two looks at whether the count is
@@ -109,6 +112,7 @@ class QuickReads {
 
   static bool IsAt(const UdbFile& file, const KnownPages::Known& known,
                    const KnownPages::Place& place, Search& search);
+  static bool IsIdle(Seen& seen);
   static bool FindPlace(UdbFile& file, Search& search);
   static Answer GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key, std::uint32_t mark,
                          DataTransfer* record);

@@ -21,6 +21,7 @@ struct Seen {
   std::uint64_t start = Never;          // and of this version of page 0, so far as that goes
   std::uint64_t met = Never;            // the count, when it was last found moved,
   std::uint32_t calm = 0;               // and how often on end it was this one
+  std::uint32_t failures = 0;           // of looks into the table beside changes, on end
   std::uint64_t cursor = Never;         // in this state, an entry begins at the cursor
   std::uint64_t cursorVersion = Never;  // and as long as its page has this version
   Bytes leaf;                   // the entries of its page, where they lie; none: not looked up
