@@ -93,9 +93,9 @@ bool KnownPages::AddPlaces(std::uint16_t page, std::uint64_t version, const Soun
   return false;
 }
 
-bool KnownPages::IsWorthKnowing(std::uint16_t page, std::uint64_t version) {
+bool KnownPages::IsWorthKnowing(std::uint16_t page, std::uint64_t version, std::size_t records) {
   Known& known = Grow(page);
-  if (walks < FirstWalks) {
+  if (walks < records / RecordsForWalk && !table.IsMade() && HasRoomFor(records)) {
     ++walks;
     return false;
   }

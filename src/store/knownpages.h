@@ -63,9 +63,9 @@ class KnownPages final : public KeptPages {
   bool AddPlaces(std::uint16_t page, std::uint64_t version, const SoundPage& leaf,
                  std::size_t records);
   // The leaf will be searched, and nothing is known of it in this version: whether it is worth
-  // being known, which takes as long as some walks. It is when some leaves have been searched, and
-  // nobody else was seen to change the page.
-  bool IsWorthKnowing(std::uint16_t page, std::uint64_t version);
+  // being known, which takes as long as some walks. It is when nobody else was seen to change the
+  // page, and as many leaves have been searched as make up for a table of all records.
+  bool IsWorthKnowing(std::uint16_t page, std::uint64_t version, std::size_t records);
   void Drop(std::uint16_t page) {
     if (page < pages.size()) pages[page].asOf = {};
   }
@@ -74,7 +74,7 @@ class KnownPages final : public KeptPages {
 
  private:
   static constexpr int WalksToKnow = 5;
-  static constexpr int FirstWalks = 32;
+  static constexpr std::size_t RecordsForWalk = 1024;
 
   Known& Grow(std::uint16_t page);
   Known& Renew(std::uint16_t page, std::uint64_t version, const SoundPage& sound);
@@ -89,7 +89,7 @@ class KnownPages final : public KeptPages {
   std::vector<Known> pages;
   PlaceTable table;
   std::size_t wanted = 0;  // places, at least: so many were too many before
-  int walks = 0;
+  std::size_t walks = 0;   // ahead of the table
 };
 
 }  // namespace store

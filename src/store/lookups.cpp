@@ -177,11 +177,12 @@ QuickReads::Answer QuickReads::SearchLeaf(UdbFile& file, const SoughtKey& key, S
                                           const KnownPages::Known* known) {
   KnownPages& pages = file.seen.known;
   Spot& spot = search.spot;
-  if (known == nullptr && !pages.IsWorthKnowing(spot.page, spot.version)) {
+  const std::uint32_t records = file.header.recordCount;
+  if (known == nullptr && !pages.IsWorthKnowing(spot.page, spot.version, records)) {
     return WalkLeaf(file, search);
   }
   bool isInTable = known != nullptr && known->hasPlaces;
-  if (!isInTable && pages.HasRoomFor(file.header.recordCount)) {
+  if (!isInTable && pages.HasRoomFor(records)) {
     isInTable = LearnPlaces(file, search);
     known = nullptr;  // it may have been moved
   }
@@ -216,9 +217,9 @@ QuickReads::Answer QuickReads::GetAmidChanges(UdbFile& file, const SoughtKey& ke
       continue;
     }
     if (file.header.key != search.kd) return Unknown;
-    search.spot = {};
-    search.path = &path;
-    Answer answer = Find(file, key, search);
+    Search amid(search.kd, search.key, search.mark, &path);
+    Answer answer = Find(file, key, amid);
+    search.spot = amid.spot;
     if (answer == Found && record != nullptr) answer = Read(file, search.spot, *record, &path);
     if (Stands(file, &path)) return answer;
     if (path.IsUnmoved()) return Disbelieved(file);

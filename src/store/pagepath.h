@@ -34,7 +34,6 @@ class PagePath {
     steps[length++] = {page, version};
     return true;
   }
-  void Leave() { --length; }  // the page entered last
   std::uint64_t Version() const { return steps[length - 1].version; }  // of the page entered last
   bool IsUnmoved() const {
     std::atomic_thread_fence(std::memory_order_acquire);

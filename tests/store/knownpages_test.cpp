@@ -1,4 +1,6 @@
 // What is known of pages finds what a walk over them finds.
+#include "store/knownpages.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -6,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "store/knownpages.h"
 #include "store/pageeditor.h"
 #include "store/pagesearch.h"
 #include "store/records.h"
