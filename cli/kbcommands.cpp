@@ -2,7 +2,6 @@
 // lists, and where their data lie.
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -11,7 +10,7 @@
 #include "commands.h"
 #include "environment.h"
 #include "json.h"
-#include "kvorlib/knowledgebase.h"
+#include "listedbases.h"
 #include "outcome.h"
 
 namespace kvor {
@@ -26,85 +25,15 @@ struct BaseOptions {
   std::string name;
 };
 
-const std::string Local = "<LOCAL>";
 constexpr const char* NotListed = "no such knowledge base is listed";
 
 // What the library gives to its derived classes alone.
 struct Inner : KBMap {
-  using KBMap::GetKB;
   using KBMap::RemoveKB;
 };
 
 KBMap& Map() { return *KBEnv::GetKBMap(); }
-KBData* Find(const std::string& name) { return (Map().*&Inner::GetKB)(Wide(name)); }
 std::string Default() { return Narrow(Map().GetDefaultKB()); }
-
-// ---- the registry -----------------------------------------------------------------------------
-
-// The key as it stood when it was read, with the bases that could not be loaded. They are in no
-// list of the library, so what is written back is this, never the list. As long as there is no key,
-// what the library has loaded came from the list of first bases beside it: it is here, too, since
-// nobody reads that list again once there is a key.
-class Registered {
- public:
-  Registered() {
-    std::u16string words;
-    there = Map().ReadDataFromKey(false, Key, values, words);
-    if (there) return;
-    std::vector<std::u16string> loaded;
-    Map().GetKBArray(loaded, false);
-    for (const std::u16string& name : loaded)
-      if (!KBMap::KBIsLocal(name)) values[name] = Find(Narrow(name))->FileName;
-  }
-
-  // The name of a base as it is listed: case does not count in the registry.
-  std::string Listed(const std::string& name) const {
-    if (KBMap::KBIsLocal(Wide(name))) return Local;
-    const auto found = name.empty() ? values.end() : values.find(Wide(name));
-    return found == values.end() ? name : Narrow(found->first);
-  }
-
-  // The value of a base, or null.
-  const std::u16string* File(const std::string& name) const {
-    const auto found = name.empty() ? values.end() : values.find(Wide(name));
-    return found == values.end() ? nullptr : &found->second;
-  }
-  bool Has(const std::u16string& name) const {
-    return KBMap::KBIsLocal(name) || File(Narrow(name)) != nullptr;
-  }
-  std::string Default() const {
-    const auto found = values.find(u"");
-    return found == values.end() ? std::string() : Narrow(found->second);
-  }
-  std::vector<std::string> Names() const {
-    std::vector<std::string> names;
-    for (const auto& [name, file] : values)
-      if (!name.empty()) names.push_back(Narrow(name));
-    return names;
-  }
-
-  void Set(const std::string& name, const std::u16string& value) { values[Wide(name)] = value; }
-  void Erase(const std::string& name) { values.erase(Wide(name)); }
-  // Reads the key again, and keeps others from changing it until what `change` makes of this is
-  // stored. An answer of false stores nothing, and what is thrown leaves the registry as it was.
-  // Throws Failure itself if it cannot be changed.
-  void Change(const std::function<bool()>& change) {
-    const auto changed = [&](Settings& now) {
-      if (there || !now.empty()) values = now;
-      if (!change()) return false;
-      now = values;
-      return true;
-    };
-    std::u16string words;
-    if (!Map().ChangeDataInKey(false, Key, changed, words))
-      throw Failure("the registry", OneLine(words));
-  }
-
- private:
-  static constexpr const char16_t* Key = u"Software\\Kvor-3\\KBase";
-  Settings values;
-  bool there = false;
-};
 
 // ---- what is known of a base ------------------------------------------------------------------
 
@@ -134,7 +63,7 @@ std::vector<std::string> Lines(const std::u16string& text) {
 Base Describe(const std::string& name, const Registered& registered) {
   Base base;
   base.name = name;
-  base.data = Find(name);
+  base.data = FindBase(name);
   base.isDefault = name == Default();
   const std::u16string* const file = registered.File(name);
   if (file != nullptr) base.file = Narrow(*file);
@@ -154,7 +83,7 @@ Base Describe(const std::string& name, const Registered& registered) {
 // Of the name in any case.
 Base Wanted(const std::string& asked, const Registered& registered) {
   const std::string name = registered.Listed(asked);
-  if (!registered.Has(Wide(name))) throw Failure(name, NotListed);
+  if (!registered.Has(name)) throw Failure(name, NotListed);
   return Describe(name, registered);
 }
 
@@ -294,11 +223,9 @@ std::string SettleDefault(Registered& registered) {
   std::vector<std::u16string> names;
   Map().GetKBArray(names, true);
   std::u16string words = u"no knowledge base is left that could be the default";
-  const auto settled = [&] {
-    return !Map().GetDefaultKB().empty() && registered.Has(Map().GetDefaultKB());
-  };
+  const auto settled = [&] { return !Default().empty() && registered.Has(Default()); };
   for (const std::u16string& name : names)
-    if (!settled() && registered.Has(name)) Map().SetDefaultKB(name, words);
+    if (!settled() && registered.Has(Narrow(name))) Map().SetDefaultKB(name, words);
   if (!settled()) return OneLine(words);
   registered.Set("", Map().GetDefaultKB());
   return {};
@@ -371,7 +298,7 @@ int ChooseDefault(Session& session, const BaseOptions& options) {
       const std::u16string chosen = Wide(registered.Listed(options.name));
       std::u16string words;
       if (!Map().SetDefaultKB(chosen, words)) throw Failure(options.name, OneLine(words));
-      if (!registered.Has(chosen)) throw Failure(options.name, NotListed);
+      if (!registered.Has(Narrow(chosen))) throw Failure(options.name, NotListed);
       registered.Set("", chosen);
       return true;
     });

@@ -88,6 +88,7 @@ KVORLIB_API void GetTermList(std::uint16_t group, std::vector<Term*>& result);
 KVORLIB_API void GetTermListRec(std::uint16_t group, std::vector<std::uint16_t>& result);
 
 // Writes a C header with a line "#define T_name 0xcode" for each entry, in the order of codes.
-// Names are made identifiers: Cyrillic capitals are written in Latin letters, and signs in words.
+// Names are made identifiers: Cyrillic capitals are written in Latin letters, and signs in words. A
+// point stays, so that compilers warn of the line of the file's version.
 // False when the file cannot be written. `fileName` is UTF-8.
 KVORLIB_API bool CreateHeader(const char* fileName);
