@@ -222,7 +222,9 @@ class KVORLIB_API IndexFile {
   bool check_map() const;
 
  private:
-  bool FormTextKey(std::string_view text, DataTransfer& key) const;
+  // The key in a text, which has to be made in the room for some layouts.
+  std::string_view KeyIn(std::string_view text, std::string& room) const;
+  bool HasNumbers() const;
   bool HoldsMap() const;
   void TakeMap(PersistentMap* taken);
   bool Fail(char const* words) const;

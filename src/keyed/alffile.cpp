@@ -3,10 +3,12 @@
 #include "kvorlib/alffile.h"
 
 #include "keyed/alfrecord.h"
+#include "keyed/passingrecord.h"
 #include "keyed/utf8.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/persistentmap.h"
 #include "kvorlib/recordpool.h"
+#include "util/utf8.h"
 
 using keyed::Narrow;
 using keyed::OrEmpty;
@@ -47,19 +49,12 @@ bool AlfFile::MakeRecord(BASIC_ALFSTAT<char> const& article, std::string& record
   return FillBuf(article, record) || Report("Fill buffer error");
 }
 
-// Of a record without a name, the narrow article loses its own.
 template <class T>
 bool AlfFile::ReadArticle(std::string_view name, BASIC_ALFSTAT<T>& article, bool fillIn) const {
-  DataTransfer record;
+  keyed::PassingRecord record;
   if (!GetByText(name, record)) return false;
-  keyed::ArticleFields fields;
-  if (!fields.Read(TextIn(record).value_or(std::string_view()))) {
-    if constexpr (sizeof(T) == 1) article.Name.clear();
-    return Report("Fill struct error");
-  }
-  if (fillIn) fields.FillIn();
-  fields.GiveTo(article);
-  return true;
+  std::string_view const text = TextIn(record).value_or(std::string_view());
+  return keyed::ReadRecord(text, fillIn, article) || Report("Fill struct error");
 }
 
 bool AlfFile::_GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) const {
@@ -71,7 +66,7 @@ bool AlfFile::GetAlfArticle(char const* name, BASIC_ALFSTAT<char>* article) cons
 }
 
 bool AlfFile::GetAlfArticle(char16_t const* name, BASIC_ALFSTAT<char16_t>* article) const {
-  return ReadArticle(Narrow(name), *article, true);
+  return ReadArticle(util::Utf8Text(OrEmpty(name)).View(), *article, true);
 }
 
 bool AlfFile::GetAlfPool(RecordPool& pool, char const* key, int n) {
@@ -86,15 +81,7 @@ template <class T>
 bool AlfFile::ReadNext(RecordPool& pool, BASIC_ALFSTAT<T>& article) {
   DataTransfer room;
   std::string_view record;
-  if (!pool.GetNextInPlace(record, room)) return false;
-  keyed::ArticleFields fields;
-  if (!fields.Read(record)) {
-    if constexpr (sizeof(T) == 1) article.Name.clear();
-    return false;
-  }
-  fields.FillIn();
-  fields.GiveTo(article);
-  return true;
+  return pool.GetNextInPlace(record, room) && keyed::ReadRecord(record, true, article);
 }
 
 bool AlfFile::GetNextAlfArticle(RecordPool& pool, BASIC_ALFSTAT<char>* article) {

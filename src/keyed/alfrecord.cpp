@@ -3,14 +3,18 @@
 #include "keyed/alfrecord.h"
 
 #include <algorithm>
-#include <charconv>
+#include <array>
+#include <bit>
 #include <cstdlib>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "keyed/utf8.h"
 #include "kvorlib/terms.h"
+#include "platform/gaps.h"
 #include "util/utf8.h"
+#include "vocabulary/termcode.h"
 
 using keyed::Narrow;
 using keyed::OrEmpty;
@@ -31,105 +35,155 @@ std::string TermField(std::uint16_t code) {
   return name == noTerm ? std::string() : name;
 }
 
-bool IsWhite(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-// What is no UTF-8 made good, in the text as a whole, for it may lie across a word's end.
-std::string Repaired(std::string_view text) {
-  std::u16string const wide = u8_w(text.data(), text.data() + text.size());
-  return w_u8(wide.data(), wide.data() + wide.size());
-}
-
-// Words that are parted by blanks.
+// Words that are parted by ASCII white space, and by nothing else: a byte of a UTF-8 letter may
+// look like a blank to some locale. A zero ends them all.
+template <class T>
 class Words {
  public:
-  explicit Words(std::string_view all) : text(all) {}
+  using Text = std::basic_string_view<T>;
+
+  explicit Words(Text all) : text(all) { Look(0); }
 
   // The next word, empty for "#" and behind the last one.
-  std::string_view Next() {
-    while (text.starts_with(' ')) text.remove_prefix(1);
-    std::string_view const word = text.substr(0, text.find(' '));
-    text.remove_prefix(word.size());
-    return word == emptyField ? std::string_view() : word;
+  Text Next() {
+    while (at < text.size() && IsWhite(text[at])) ++at;
+    std::size_t const begin = at;
+    at = EndFrom(begin);
+    Text const word = text.substr(begin, at - begin);
+    return word.size() == 1 && word[0] == '#' ? Text() : word;
   }
 
  private:
-  std::string_view text;  // not handed out so far
+  static constexpr std::size_t Window = 64;
+
+  static bool IsWhite(T c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+  std::size_t EndFrom(std::size_t from) {
+    for (;; ++from) {
+      from = NextGap(from);
+      if (from == text.size() || IsWhite(text[from])) return from;
+      if (text[from] == 0) text = text.substr(0, from);
+    }
+  }
+
+  // The first blank or control character from there on, or the end.
+  std::size_t NextGap(std::size_t from) {
+    while (from < text.size()) {
+      if (from >= looked + Window) Look(from);
+      std::uint64_t const left = gaps >> (from - looked);
+      if (left != 0) from += static_cast<std::size_t>(std::countr_zero(left));
+      if (left != 0) break;
+      from = looked + Window;
+    }
+    return std::min(from, text.size());
+  }
+
+  void Look(std::size_t from) {
+    looked = from;
+    gaps = 0;
+    for (std::size_t i = 0; i < Window && from + i < text.size(); i += platform::GapStride) {
+      gaps |= std::uint64_t{GapsFrom(from + i)} << i;
+    }
+  }
+
+  std::uint32_t GapsFrom(std::size_t from) const {
+    Text const rest = text.substr(from);
+    if (rest.size() >= platform::GapStride) return platform::Gaps(rest.data());
+    std::array<T, platform::GapStride> last{};
+    std::copy(rest.begin(), rest.end(), last.begin());
+    return platform::Gaps(last.data());
+  }
+
+  Text text;
+  std::size_t at = 0;      // what is in front has been handed out
+  std::size_t looked = 0;  // where the window begins
+  std::uint64_t gaps = 0;  // in the window
 };
 
 // The leading decimal number; one that is too large counts as the largest.
-std::int32_t LeadingNumber(std::string_view word) {
-  if (word.starts_with('+') && !word.starts_with("+-")) word.remove_prefix(1);
-  std::int32_t number = 0;
-  auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), number);
+template <class T>
+std::int32_t LeadingNumber(std::basic_string_view<T> word) {
   using Limits = std::numeric_limits<std::int32_t>;
-  if (fault != std::errc::result_out_of_range) return number;
-  return word.starts_with('-') ? Limits::min() : Limits::max();
-}
-
-void AssignWide(std::u16string& target, std::string_view word) {
-  target.resize(word.size());
-  char16_t const* const end = util::DecodeUtf8(word, target.data());
-  target.resize(static_cast<std::size_t>(end - target.data()));
-}
-
-std::uint16_t CodeOf(std::string_view term) { return TermCode(std::string(term)); }
-
-}  // namespace
-
-namespace keyed {
-
-// Words are parted by ASCII white space alone: a byte of a UTF-8 letter may look like a blank to
-// some locale. The fields behind an unknown letter are read, those behind N are not: so a record
-// that was made by somebody else's rules is not impoverished by being rewritten.
-bool ArticleFields::Read(std::string_view record) {
-  record = record.substr(0, record.find('\0'));
-  util::Utf8Traits const traits = util::TraitsOf(record);
-  if (!traits.valid || traits.hasControls) {
-    repaired = traits.valid ? std::string(record) : Repaired(record);
-    std::replace_if(repaired.begin(), repaired.end(), IsWhite, ' ');
-    record = repaired;
+  bool const isNegative = !word.empty() && word[0] == '-';
+  if (isNegative || (!word.empty() && word[0] == '+')) word.remove_prefix(1);
+  std::int64_t number = 0;
+  for (T const c : word) {
+    if (c < '0' || c > '9') break;
+    number = std::min<std::int64_t>(number * 10 + (c - '0'), std::int64_t{Limits::max()} + 1);
   }
-  Words words(record);
-  name = words.Next();
-  if (name.empty()) return false;
-  number = LeadingNumber(words.Next());
-  std::string_view const letter = words.Next();
-  type = letter == "K" || letter == "M" || letter == "B" ? letter[0] : 'N';
-  if (letter.size() != 1 || letter == "N") return true;
-  pos = CodeOf(words.Next());
-  kPos = CodeOf(words.Next());
-  kText = words.Next();
-  mText = words.Next();
+  number = isNegative ? -number : number;
+  return static_cast<std::int32_t>(std::min<std::int64_t>(number, Limits::max()));
+}
+
+// What a record tells, in place.
+template <class T>
+struct Fields {
+  using Text = std::basic_string_view<T>;
+
+  // False: there is no name. The fields behind an unknown letter are read, those behind N are not:
+  // so a record that was made by somebody else's rules is not impoverished by being rewritten.
+  bool Read(Text record) {
+    Words<T> words(record);
+    name = words.Next();
+    if (name.empty()) return false;
+    number = LeadingNumber(words.Next());
+    Text const word = words.Next();
+    bool const isLetter = word.size() == 1 && static_cast<std::make_unsigned_t<T>>(word[0]) < 0x80;
+    T const letter = isLetter ? word[0] : T{'N'};
+    if (letter == 'K' || letter == 'M' || letter == 'B') type = static_cast<char>(letter);
+    if (letter == 'N') return true;
+    pos = vocabulary::CodeOf(words.Next());
+    kPos = vocabulary::CodeOf(words.Next());
+    kText = words.Next();
+    mText = words.Next();
+    return true;
+  }
+
+  void GiveTo(BASIC_ALFSTAT<T>& article) const {
+    article.Name = name;
+    article.KText = kText;
+    article.MText = mText;
+    article.Number = number;
+    article.Pos = pos;
+    article.KPos = kPos;
+    article.Type = type;
+  }
+
+  Text name;
+  Text kText;
+  Text mText;
+  std::int32_t number = 0;
+  std::uint16_t pos = 0;
+  std::uint16_t kPos = 0;
+  char type = 'N';
+};
+
+template <class T>
+bool ReadText(std::basic_string_view<T> record, bool fillIn, BASIC_ALFSTAT<T>& article) {
+  Fields<T> fields;
+  if (!fields.Read(record)) return false;
+  if (fillIn && fields.kText.empty()) fields.kText = fields.mText;
+  fields.GiveTo(article);
   return true;
 }
 
-void ArticleFields::FillIn() {
-  if (kText.empty()) kText = mText;
+}  // namespace
+
+bool keyed::ReadRecord(std::string_view record, bool fillIn, BASIC_ALFSTAT<char>& article) {
+  bool isRead = false;
+  if (util::IsUtf8(record)) {
+    isRead = ReadText(record, fillIn, article);
+  } else {
+    std::u16string const repaired = u8_w(record.data(), record.data() + record.size());
+    isRead = ReadText<char>(util::Utf8Text(repaired).View(), fillIn, article);
+  }
+  if (!isRead) article.Name.clear();
+  return isRead;
 }
 
-template <class T>
-void ArticleFields::GiveRest(BASIC_ALFSTAT<T>& article) const {
-  article.Number = number;
-  article.Pos = pos;
-  article.KPos = kPos;
-  article.Type = type;
+bool keyed::ReadRecord(std::string_view record, bool fillIn, BASIC_ALFSTAT<char16_t>& article) {
+  return ReadText(util::WideText(record).View(), fillIn, article);
 }
-
-void ArticleFields::GiveTo(BASIC_ALFSTAT<char>& article) const {
-  article.Name = name;
-  article.KText = kText;
-  article.MText = mText;
-  GiveRest(article);
-}
-
-void ArticleFields::GiveTo(BASIC_ALFSTAT<char16_t>& article) const {
-  AssignWide(article.Name, name);
-  AssignWide(article.KText, kText);
-  AssignWide(article.MText, mText);
-  GiveRest(article);
-}
-
-}  // namespace keyed
 
 bool AlfFile::FillBuf(BASIC_ALFSTAT<char> const& article, std::string& record) {
   std::string text = article.Name + ' ' + std::to_string(article.Number) + ' ' + article.Type;
@@ -141,15 +195,8 @@ bool AlfFile::FillBuf(BASIC_ALFSTAT<char> const& article, std::string& record) {
   return true;
 }
 
-// The article is changed when nothing more can be thrown for want of terms.
 bool AlfFile::FillStruct(BASIC_ALFSTAT<char>& article, std::string const& record) {
-  keyed::ArticleFields fields;
-  if (!fields.Read(record)) {
-    article.Name.clear();
-    return false;
-  }
-  fields.GiveTo(article);
-  return true;
+  return keyed::ReadRecord(record, false, article);
 }
 
 void AlfFile::Convert(BASIC_ALFSTAT<char16_t>& target, BASIC_ALFSTAT<char> const& source) {

@@ -1,41 +1,17 @@
-// The record of an article as it is read: its fields, in place.
+// The record of an article as it is read.
 #pragma once
 
-#include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "kvorlib/alffile.h"
 
 namespace keyed {
 
-// Slices of a record, which outlives them, or of a copy in which bad UTF-8 was made good.
-class ArticleFields {
- public:
-  ArticleFields() = default;
-  ArticleFields(ArticleFields const&) = delete;
-  ArticleFields& operator=(ArticleFields const&) = delete;
-
-  // False: there is no name. A zero ends the record. Throws: as TermCode.
-  bool Read(std::string_view record);
-  // What is read is ready for use by side K, with the word of side M in place of a missing one.
-  void FillIn();
-  // The article's texts keep their blocks where these are long enough.
-  void GiveTo(BASIC_ALFSTAT<char>& article) const;
-  void GiveTo(BASIC_ALFSTAT<char16_t>& article) const;
-
- private:
-  template <class T>
-  void GiveRest(BASIC_ALFSTAT<T>& article) const;
-
-  std::string repaired;
-  std::string_view name;
-  std::string_view kText;
-  std::string_view mText;
-  std::int32_t number = 0;
-  std::uint16_t pos = 0;
-  std::uint16_t kPos = 0;
-  char type = 'N';
-};
+// Fills the article from its record, in which bad UTF-8 is made good, a zero is the end, and words
+// that are missing at the end count as empty. With `fillIn` the word of side M stands in place of a
+// missing one of side K. False: there is no name. Then the article is left alone, but the narrow
+// one loses its name. Throws: as TermCode, the article being as it was.
+bool ReadRecord(std::string_view record, bool fillIn, BASIC_ALFSTAT<char>& article);
+bool ReadRecord(std::string_view record, bool fillIn, BASIC_ALFSTAT<char16_t>& article);
 
 }  // namespace keyed

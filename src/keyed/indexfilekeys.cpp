@@ -1,8 +1,8 @@
 // IndexFile: keys made of texts and integers, keys taken out of records, records as texts.
 #include <algorithm>
-#include <array>
 #include <string_view>
 
+#include "keyed/passingrecord.h"
 #include "keyed/utf8.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/indexfile.h"
@@ -17,16 +17,14 @@ namespace {
 bool FixedText(KEYDESCR const& kd) { return kd.type == 1 || kd.type == 3; }
 bool HoldsText(KEYDESCR const& kd) { return kd.type == 3 || kd.type == 4; }
 
-// A key on its way to the map. Most are short, and no lookup need allocate for them.
-class PassingKey : public DataTransfer {
+// A key on its way to the map, in place: nobody down there writes to a key.
+class LentKey : public DataTransfer {
  public:
-  // For a key of at most so many bytes.
-  explicit PassingKey(std::size_t longest) {
-    if (longest < room.size()) SetExternBuf(room.data(), static_cast<int>(room.size()));
+  explicit LentKey(std::string_view bytes) {
+    auto const* const first = reinterpret_cast<unsigned char const*>(bytes.data());
+    SetExternBuf(const_cast<unsigned char*>(first), static_cast<int>(bytes.size()));
   }
-
- private:
-  std::array<unsigned char, 256> room;
+  explicit LentKey(int const& n) : LentKey({reinterpret_cast<char const*>(&n), sizeof n}) {}
 };
 
 // With its terminating zero, and whole even if zeros stand inside.
@@ -54,57 +52,61 @@ std::string IndexFile::FillKey(std::string const& text) const {
   return key;
 }
 
-bool IndexFile::FormKey(std::string const& text, DataTransfer& key) const {
-  return FormTextKey(text, key);
+// Empty, and the map has the words, if there is none.
+std::string_view IndexFile::KeyIn(std::string_view text, std::string& room) const {
+  std::string_view key = text;
+  if (keyDefined && FixedText(keyDescr)) {
+    key = room = FillKey(std::string(text));
+  } else if (keyDefined && keyDescr.IsText()) {
+    key = key.substr(0, key.find(static_cast<char>(keyDescr.len)));
+  }
+  bool const isNumber = keyDefined && keyDescr.type == 0;
+  if (!isNumber && !key.empty()) return key;
+  Fail(isNumber ? "Wrong record format" : "Empty key");
+  return {};
 }
 
-bool IndexFile::FormTextKey(std::string_view text, DataTransfer& key) const {
-  if (keyDefined && keyDescr.type == 0) return Fail("Wrong record format");
-  std::string padded;
-  std::string_view filled = text;
-  if (keyDefined && FixedText(keyDescr)) {
-    filled = padded = FillKey(std::string(text));
-  } else if (keyDefined && keyDescr.IsText()) {
-    filled = filled.substr(0, filled.find(static_cast<char>(keyDescr.len)));
-  }
-  if (filled.empty()) return Fail("Empty key");
-  key.SetData(static_cast<void const*>(filled.data()), static_cast<int>(filled.size()));
-  return true;
+bool IndexFile::HasNumbers() const {
+  return !keyDefined || keyDescr.type == 0 || Fail("Wrong record format");
+}
+
+bool IndexFile::FormKey(std::string const& text, DataTransfer& key) const {
+  std::string room;
+  std::string_view const formed = KeyIn(text, room);
+  key.SetData(static_cast<void const*>(formed.data()), static_cast<int>(formed.size()));
+  return !formed.empty();
 }
 
 bool IndexFile::FormKey(int n, DataTransfer& key) const {
-  if (keyDefined && keyDescr.type != 0) return Fail("Wrong record format");
+  if (!HasNumbers()) return false;
   key.SetData(static_cast<void const*>(&n), sizeof n);
   return true;
 }
 
 bool IndexFile::Find(std::string const& key) const {
-  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
-  return FormKey(key, formed) && Find(formed);
+  std::string room;
+  std::string_view const formed = KeyIn(key, room);
+  return !formed.empty() && Find(LentKey(formed));
 }
 
 bool IndexFile::Find(std::u16string const& key) const { return Find(Narrow(key)); }
 
-bool IndexFile::Find(int key) const {
-  PassingKey formed(sizeof key);
-  return FormKey(key, formed) && Find(formed);
-}
+bool IndexFile::Find(int key) const { return HasNumbers() && Find(LentKey(key)); }
 
 bool IndexFile::Erase(std::string const& key) {
-  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
-  return FormKey(key, formed) && Erase(formed);
+  std::string room;
+  std::string_view const formed = KeyIn(key, room);
+  return !formed.empty() && Erase(LentKey(formed));
 }
 
 bool IndexFile::Erase(std::u16string const& key) { return Erase(Narrow(key)); }
 
-bool IndexFile::Erase(int key) {
-  PassingKey formed(sizeof key);
-  return FormKey(key, formed) && Erase(formed);
-}
+bool IndexFile::Erase(int key) { return HasNumbers() && Erase(LentKey(key)); }
 
 bool IndexFile::GetByText(std::string_view key, DataTransfer& record) const {
-  PassingKey formed(std::max<std::size_t>(key.size(), keyDescr.len));
-  return FormTextKey(key, formed) && Get(formed, record);
+  std::string room;
+  std::string_view const formed = KeyIn(key, room);
+  return !formed.empty() && Get(LentKey(formed), record);
 }
 
 bool IndexFile::Get(std::string const& key, DataTransfer& record) const {
@@ -116,19 +118,18 @@ bool IndexFile::Get(std::u16string const& key, DataTransfer& record) const {
 }
 
 bool IndexFile::Get(int key, DataTransfer& record) const {
-  PassingKey formed(sizeof key);
-  return FormKey(key, formed) && Get(formed, record);
+  return HasNumbers() && Get(LentKey(key), record);
 }
 
 bool IndexFile::Get(std::string const& key, std::string& value) const {
-  DataTransfer record;
+  keyed::PassingRecord record;
   if (!Get(key, record)) return false;
   CopyDeleteZero(record, value);
   return true;
 }
 
 bool IndexFile::Get(std::u16string const& key, std::u16string& value) const {
-  DataTransfer record;
+  keyed::PassingRecord record;
   if (!Get(key, record)) return false;
   std::string text;
   if (CopyDeleteZero(record, text)) value = Wide(text);

@@ -17,5 +17,6 @@ inline std::string Narrow(char16_t const* text) {
   return w_u8(text, text + std::char_traits<char16_t>::length(text));
 }
 inline char const* OrEmpty(char const* text) { return text != nullptr ? text : ""; }
+inline char16_t const* OrEmpty(char16_t const* text) { return text != nullptr ? text : u""; }
 
 }  // namespace keyed

@@ -2,6 +2,7 @@
 #include "maps/keyrules.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "kvorlib/errors.h"
 #include "store/udb.h"
@@ -16,17 +17,19 @@ Bytes BytesOf(DataTransfer const& value) {
 StoreKey::StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level) {
   Bytes const key = BytesOf(given);
   if (key.size() > Longest) throw ErrBuf("Key too long", level);
-  std::copy(key.begin(), key.end(), bytes.begin());
   size = key.size();
+  if (size != 0) std::memcpy(bytes.data(), key.data(), size);
   if (!kd.IsText()) {
     if (size != kd.len) throw ErrBuf("Wrong binary key size", level);
     return;
   }
   if (size == 0) return;
-  auto const last = bytes.begin() + size - 1;
-  if (std::find(bytes.begin(), last, kd.len) != last) throw ErrBuf("Stop symbol inside key", level);
-  if (*last == kd.len) return;
-  if (*last != 0) ++size;
+  if (std::memchr(bytes.data(), kd.len, size - 1) != nullptr) {
+    throw ErrBuf("Stop symbol inside key", level);
+  }
+  unsigned char const last = bytes[size - 1];
+  if (last == kd.len) return;
+  if (last != 0) ++size;
   bytes[size - 1] = kd.len;
 }
 
@@ -39,9 +42,10 @@ Bytes KeyOf(KEYDESCR const& kd, Bytes record) {
     if (kd.len >= rest.size()) throw ErrBuf("Record doesn't contain key", ErrData::ERR_ERROR);
     return rest.first(kd.len);
   }
-  auto const stop = std::find(rest.begin(), rest.end(), kd.len);
-  if (stop == rest.end()) throw ErrBuf("Record contains a wrong key", ErrData::ERR_ERROR);
-  return rest.first(static_cast<std::size_t>(stop - rest.begin()));
+  auto const* const stop =
+      static_cast<unsigned char const*>(std::memchr(rest.data(), kd.len, rest.size()));
+  if (stop == nullptr) throw ErrBuf("Record contains a wrong key", ErrData::ERR_ERROR);
+  return rest.first(static_cast<std::size_t>(stop - rest.data()));
 }
 
 void CheckRecord(KEYDESCR const& kd, DataTransfer const& key, DataTransfer const& record) {

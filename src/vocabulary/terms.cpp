@@ -1,12 +1,12 @@
 // The tables of the process, which of them is current, and the free functions that answer from it.
 #include "kvorlib/terms.h"
 
-#include <array>
 #include <filesystem>
 #include <fstream>
 
 #include "kvorlib/encoding.h"
 #include "util/utf8.h"
+#include "vocabulary/termcode.h"
 #include "vocabulary/termheader.h"
 #include "vocabulary/termtable.h"
 
@@ -30,8 +30,9 @@ Tables& TheTables() {
 [[maybe_unused]] Tables const& built = TheTables();
 
 Terms& Current() {
-  if (TheTables().current == nullptr) throw u"Internal error";
-  return *TheTables().current;
+  Terms* const current = TheTables().current;
+  if (current == nullptr) throw u"Internal error";
+  return *current;
 }
 
 // The current table, with something in it.
@@ -39,10 +40,6 @@ Terms& Loaded() {
   Terms& table = Current();
   table.Require();
   return table;
-}
-
-std::u16string Wide(const std::string& utf8) {
-  return u8_w(utf8.data(), utf8.data() + utf8.size());
 }
 
 }  // namespace
@@ -83,13 +80,14 @@ void CloseTerms() {
   tables.loose.reset();
 }
 
-std::uint16_t TermCode(const std::string& name) {
+std::uint16_t vocabulary::CodeOf(std::u16string_view name) { return Loaded().CodeOf(name); }
+
+std::uint16_t vocabulary::CodeOf(std::string_view name) {
   const Terms& table = Loaded();
-  std::array<char16_t, 64> room;
-  if (name.size() > room.size()) return table.CodeOf(Wide(name));
-  const char16_t* const end = util::DecodeUtf8(name, room.data());
-  return table.CodeOf({room.data(), static_cast<std::size_t>(end - room.data())});
+  return table.CodeOf(util::WideText(name).View());
 }
+
+std::uint16_t TermCode(const std::string& name) { return vocabulary::CodeOf(name); }
 
 std::string TermName(std::uint16_t code) {
   const std::u16string& name = Loaded().NameOf(code);

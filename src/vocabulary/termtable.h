@@ -51,8 +51,13 @@ class Terms final : public DataConstr {
 
   bool loaded = false;
   // Looked up by slices of text, without a string made for it.
-  struct NameHash : std::hash<std::u16string_view> {
+  struct NameHash {
     using is_transparent = void;
+    std::size_t operator()(std::u16string_view name) const noexcept {
+      std::size_t sum = 0;
+      for (const char16_t unit : name) sum = (sum ^ unit) * 0x9E3779B97F4A7C15U;
+      return sum;
+    }
   };
   std::unordered_map<std::u16string, Term*, NameHash, std::equal_to<>> names{3000};
   std::unordered_map<std::uint16_t, Term*> codes{3000};

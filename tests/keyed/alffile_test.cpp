@@ -1,5 +1,6 @@
 // Articles. They are told here by their records, "NAME NUMBER TYPE POS KPOS KTEXT MTEXT". The wide
-// forms go through the narrow ones, which are called here where they differ.
+// forms go through the narrow ones but for reading, and are called here where they differ.
+#include "keyed/alfrecord.h"
 #include "keyed/keyedfixture.h"
 
 namespace {
@@ -61,6 +62,8 @@ class ArticlesTest : public KeyedFixture {
 };
 
 TEST_F(ArticlesTest, RecordIsReadWordByWordAndLacksNothingButItsName) {
+  std::string const longWord(61, 'x');
+  std::string const longRecord = "a\x01" + longWord + " -2147483648 M # # " + longWord + " b";
   for (auto const& [record, read] : std::initializer_list<std::pair<std::string, char const*>>{
            {" \t\r\n", nullptr},
            {"# 1 K n # a b", nullptr},
@@ -75,8 +78,13 @@ TEST_F(ArticlesTest, RecordIsReadWordByWordAndLacksNothingButItsName) {
            {"abc 1 K other # # #", "abc 1 K # # # #"},
            {"abc 1 M # # # b" + Zero, "abc 1 M # # # b"},
            {"\xD0 +7\vM # # b\xE2\x82 \xD0", "\uFFFD 7 M # # b\uFFFD\uFFFD \uFFFD"},
-           {"РРх 1 B # # РхР х\u00A0Р", "РРх 1 B # # РхР х\u00A0Р"}}) {
+           {"РРх 1 B # # РхР х\u00A0Р", "РРх 1 B # # РхР х\u00A0Р"},
+           {"abc 1 \xD0 n v a b", "abc 1 N # # # #"},
+           {longRecord + Zero + "c d", longRecord.c_str()}}) {
     NarrowArticle article = Narrow("old 9 B v v k m");
+    WideArticle wide = Article("old 9 B v v k m");
+    ASSERT_EQ(keyed::ReadRecord(record, false, wide), read != nullptr) << record;
+    EXPECT_EQ(Text(wide), read != nullptr ? read : "old 9 B v v k m") << record;
     ASSERT_EQ(OpenedUp::FillStruct(article, record), read != nullptr) << record;
     EXPECT_EQ(Text(article), read != nullptr ? read : " 9 B v v k m") << record;
   }

@@ -38,13 +38,30 @@ TEST(Utf8, EachBadByteAndLoneSurrogateGivesOneReplacement) {
             "a\uFFFDb\uFFFD\uFFFD\uFFFD\U0001F600\uFFFD");
 }
 
-TEST(Utf8, TraitsOfATextAreTheOnesThatEachOfItsLettersTells) {
-  const std::string letters =
-      "\t z\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5";
-  ForEachWord(letters, 4, [](const std::string& text) {
-    const auto [valid, hasControls] = util::TraitsOf(text);
-    ASSERT_EQ(valid, utf8::is_valid(text.begin(), text.end())) << PrintToString(text);
-    ASSERT_EQ(hasControls, text.find('\t') != text.npos) << PrintToString(text);
+std::u16string LetterByLetter(const std::string& text) {
+  std::u16string wide;
+  for (auto at = text.begin(); at != text.end();) {
+    const auto bad = utf8::find_invalid(at, text.end());
+    utf8::utf8to16(at, bad, std::back_inserter(wide));
+    if (bad != text.end()) wide += u'\uFFFD';
+    at = bad != text.end() ? bad + 1 : bad;
+  }
+  return wide;
+}
+
+// Many bytes are looked at in one go: what they are must not hang on where they stand.
+TEST(Utf8, ByteIsTheSameAtEveryPlaceOfAText) {
+  const std::string bytes =
+      "\tz\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5";
+  ForEachWord(bytes, 4, [](const std::string& word) {
+    const bool isValid = utf8::is_valid(word.begin(), word.end());
+    const std::u16string wide = LetterByLetter(word);
+    for (std::size_t around : {0, 14, 31}) {
+      const std::string text = std::string(around, 'a') + word + std::string(around, 'z');
+      const std::u16string before(around, u'a'), behind(around, u'z');
+      ASSERT_EQ(util::IsUtf8(text), isValid) << PrintToString(text);
+      ASSERT_EQ(util::WideText(text).View(), before + wide + behind) << PrintToString(text);
+    }
   });
 }
 
