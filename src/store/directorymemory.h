@@ -24,6 +24,7 @@ class DirectoryMemory {
 
     void MakeRoom() { memory->MakeRoom(); }
     std::size_t Limit() const { return memory->limit; }
+    std::size_t HeldByAll() const { return memory->used; }
     std::size_t Held() const { return held; }
     // So many bytes from here on.
     void Hold(std::size_t now) {

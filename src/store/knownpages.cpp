@@ -7,7 +7,6 @@
 namespace store {
 
 KnownPages::Known& KnownPages::Grow(std::uint16_t page) {
-  MakeRoom();
   if (page >= pages.size()) {
     const std::size_t more = std::min<std::size_t>(MaxPages, std::size_t{page} * 2 + 16);
     Hold(Held() + (more - pages.size()) * sizeof(pages[0]));
@@ -36,6 +35,7 @@ KnownPages::Known& KnownPages::Renew(std::uint16_t page, std::uint64_t version,
 
 const KnownPages::Known* KnownPages::AddDirectory(std::uint16_t page, std::uint64_t version,
                                                   const SoundPage& sound) {
+  MakeRoom();
   Known& known = Renew(page, version, sound);
   if (known.directory == nullptr) {
     known.directory = PageDirectory::Of(sound);
@@ -48,7 +48,8 @@ const KnownPages::Known* KnownPages::AddDirectory(std::uint16_t page, std::uint6
   return &known;
 }
 
-// What else is kept needs some of the memory, too.
+// What else is kept needs some of the memory, too. Tables of several files that filled it would be
+// given back and made again with every few leaves.
 bool KnownPages::MakeTable(std::size_t records) {
   if (!HasRoomFor(records) || !table.Make(std::max(records, wanted))) return false;
   Hold(Held() + table.Memory());
@@ -94,6 +95,7 @@ bool KnownPages::AddPlaces(std::uint16_t page, std::uint64_t version, const Soun
 }
 
 bool KnownPages::IsWorthKnowing(std::uint16_t page, std::uint64_t version, std::size_t records) {
+  MakeRoom();
   Known& known = Grow(page);
   if (walks < records / RecordsForWalk && !table.IsMade() && HasRoomFor(records)) {
     ++walks;

@@ -54,7 +54,9 @@ class KnownPages final : public KeptPages {
 
   // Whether places could be added, of so many records in the file.
   bool HasRoomFor(std::size_t records) const {
-    return table.IsMade() || PlaceTable::MemoryFor(std::max(records, wanted)) <= Limit() / 8 * 5;
+    if (table.IsMade()) return true;
+    const std::size_t size = PlaceTable::MemoryFor(std::max(records, wanted));
+    return size <= Limit() / 8 * 5 && HeldByAll() + size <= Limit() / 8 * 7;
   }
   // Null if there is no memory. `version` is one that the page had before it was looked at.
   const Known* AddDirectory(std::uint16_t page, std::uint64_t version, const SoundPage& sound);

@@ -124,15 +124,22 @@ QuickReads::Answer QuickReads::GoDown(UdbFile& file, const SoughtKey& key, Searc
   return Unknown;
 }
 
-// Whether a descent for the key goes the way that the search has gone, to its leaf.
-bool QuickReads::LeadsThere(const UdbFile& file, const SoughtKey& key, const Search& search) {
+// Whether a descent for any key from the first to the last goes the way that the search has gone,
+// to its leaf. Those between are led by the same entries as these two: another may have the same
+// child in a damaged page.
+bool QuickReads::LeadsThere(const UdbFile& file, const SoughtKey& first, const SoughtKey& last,
+                            const Search& search) {
   for (std::size_t level = 0; level < search.passed; ++level) {
     const auto* const known = file.seen.known.At(search.way[level]);
     if (known == nullptr || known->directory == nullptr) return false;
-    const auto at =
-        known->directory->FirstNotLess(key, search.kd, EntriesOf(file, search.way[level], *known));
+    const Bytes entries = EntriesOf(file, search.way[level], *known);
+    const auto from = known->directory->FirstNotLess(first, search.kd, entries);
+    const auto to = known->directory->FirstNotLess(last, search.kd, entries);
     const bool isLast = level + 1 == search.passed;
-    if (!at.found || at.child != (isLast ? search.spot.page : search.way[level + 1])) return false;
+    if (!from.found || !to.found || from.offset != to.offset ||
+        from.child != (isLast ? search.spot.page : search.way[level + 1])) {
+      return false;
+    }
   }
   return true;
 }
@@ -143,8 +150,9 @@ bool QuickReads::LearnPlaces(UdbFile& file, const Search& search) {
   const auto view = ViewOf(file, search.spot.page);
   if (!view || !view->IsLeaf()) return false;
   const SoundPage leaf(*view, search.kd);
-  return leaf.IsSound() && LeadsThere(file, SoughtKey(search.kd, leaf.Key(0)), search) &&
-         LeadsThere(file, SoughtKey(search.kd, leaf.Key(leaf.Count() - 1)), search) &&
+  return leaf.IsSound() &&
+         LeadsThere(file, SoughtKey(search.kd, leaf.Key(0)),
+                    SoughtKey(search.kd, leaf.Key(leaf.Count() - 1)), search) &&
          IsUnmoved(file, search.path) &&
          file.seen.known.AddPlaces(search.spot.page, search.spot.version, leaf,
                                    file.header.recordCount);

@@ -119,7 +119,8 @@ class QuickReads {
   static bool Enter(UdbFile& file, Search& search, const KnownPages::Known*& known);
   static Answer GoDown(UdbFile& file, const SoughtKey& key, Search& search,
                        const KnownPages::Known*& known);
-  static bool LeadsThere(const UdbFile& file, const SoughtKey& key, const Search& search);
+  static bool LeadsThere(const UdbFile& file, const SoughtKey& first, const SoughtKey& last,
+                         const Search& search);
   static bool LearnPlaces(UdbFile& file, const Search& search);
   static Answer Compare(const Spot& spot, const KEYDESCR& kd, Bytes key);
   static Answer WalkLeaf(const UdbFile& file, Search& search);

@@ -140,4 +140,20 @@ TEST(KnownPagesTest, PlacesAreThoseOfTheLatestVersionsOfAllLeaves) {
   EXPECT_EQ(memory.Used(), 0U);
 }
 
+TEST(KnownPagesTest, TablesOfSeveralFilesDoNotPushEachOtherOut) {
+  std::mt19937 random(8);
+  const KeyKind kind{KEYDESCR(4, ' ', 0), 0, 5};
+  const store::Page page = PageOf(kind, true, 100, random);
+  const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
+  store::DirectoryMemory memory;
+  memory.limit = 100'000;
+  store::KnownPages known[2];
+  for (auto& one : known) one.KeepIn(memory);
+  EXPECT_TRUE(known[0].AddPlaces(1, 0, leaf, 7000));
+  EXPECT_FALSE(known[1].AddPlaces(1, 0, leaf, 7000));
+  EXPECT_TRUE(known[0].FindAt(1, 0)->hasPlaces);
+  known[0].Clear();
+  EXPECT_TRUE(known[1].AddPlaces(1, 0, leaf, 7000));
+}
+
 }  // namespace

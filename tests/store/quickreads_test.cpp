@@ -214,4 +214,14 @@ TEST_F(QuickReadsTest, RecordStoredUnderAnotherKeyIsWhereAWalkFindsIt) {
   }
 }
 
+// Two entries of a root lead to one leaf, whose keys go beyond the entry between them.
+TEST_F(QuickReadsTest, KeyThatNoSearchComesToIsNotFound) {
+  const Bytes page0 = HeaderPage({.firstLeaf = 1, .root = 3, .pages = 3, .depth = 1});
+  const Bytes root =
+      TreePage(InternalPage, {.rightChild = 1}, {KeyEntry(1, "b "), KeyEntry(2, "d ")});
+  OpenBytes(page0 + LeafOf({"a 1", "c 1", "e 1"}) + LeafOf({"bb 1", "d 1"}) + root);
+  for (const char* there : {"a ", "bb ", "d ", "e "}) EXPECT_EQ(Find(file, there), 0) << there;
+  EXPECT_EQ(Find(file, "c "), 1);
+}
+
 }  // namespace
