@@ -35,10 +35,31 @@ constexpr std::array<Shuffle, 1U << kHalf> kTogether = [] {
   return all;
 }();
 
+// From the n-th on, those that move sixteen bytes n places to the front, with zeros behind them.
+constexpr std::array<char, 2 * kStride> kMoves = [] {
+  std::array<char, 2 * kStride> moves{};
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    moves[i] = static_cast<char>(i < kStride ? i : 0x80);
+  }
+  return moves;
+}();
+
+__m128i Load(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
+
+// The last bytes of a text, fewer than sixteen, and zeros, with which no letter goes on.
+WITH_SHUFFLE __m128i LoadLast(std::string_view text, std::size_t rest) {
+  alignas(kStride) std::array<char, kStride> last{};
+  if (text.size() < kStride) {
+    std::copy(text.end() - static_cast<std::ptrdiff_t>(rest), text.end(), last.begin());
+    return Load(last.data());
+  }
+  return _mm_shuffle_epi8(Load(text.data() + text.size() - kStride),
+                          Load(kMoves.data() + kStride - rest));
+}
+
 class Block {
  public:
-  explicit Block(const char* text)
-      : bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(text))) {}
+  explicit Block(__m128i text) : bytes(text) {}
 
   // How many bytes in front make whole letters of which the first byte tells enough: not so E0, ED
   // and those of four bytes.
@@ -108,13 +129,7 @@ WITH_SHUFFLE util::Widened WidenBlocks(std::string_view text, char16_t* room) {
   char16_t* end = room;
   while (at < text.size()) {
     const std::size_t rest = text.size() - at;
-    std::array<char, kStride> last;
-    const char* from = text.data() + at;
-    if (rest < kStride) {
-      last.fill('\0');  // no letter goes on so
-      from = std::copy(from, from + rest, last.data()) - rest;
-    }
-    const Block block(from);
+    const Block block(rest < kStride ? LoadLast(text, rest) : Load(text.data() + at));
     const std::size_t good = block.Good();
     end = block.Put(std::min(good, rest), end);
     at += std::min(good, rest);
@@ -125,7 +140,6 @@ WITH_SHUFFLE util::Widened WidenBlocks(std::string_view text, char16_t* room) {
 
 #undef WITH_SHUFFLE
 
-__m128i Load(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
 __m128i All(int byte) { return _mm_set1_epi8(static_cast<char>(byte)); }
 __m128i NotBelow(int byte, __m128i bytes) {
   return _mm_cmpeq_epi8(_mm_max_epu8(bytes, All(byte)), bytes);

@@ -14,8 +14,7 @@ constexpr const char16_t* BigNumber = u"BIGNUM";
 // As many numbers have codes of their own, behind that of zero.
 constexpr unsigned FirstBigNumber = 255;
 
-// The colon counts as a digit here, and nothing does too: then there is no number in it, and the
-// name is searched as it stands.
+// The colon counts as a digit here.
 bool LooksLikeNumber(std::u16string_view name) {
   return std::all_of(name.begin(), name.end(), [](char16_t c) { return c >= u'0' && c <= u':'; });
 }
@@ -44,7 +43,7 @@ std::uint16_t Terms::CodeOf(std::u16string_view name) const {
     const Term* const found = Find(entry);
     return found != nullptr ? found->code : unknownCode;
   };
-  if (LooksLikeNumber(name)) {
+  if (!name.empty() && LooksLikeNumber(name)) {
     const std::uint16_t number = Cut16(DecimalValue(name));
     if (number >= FirstBigNumber) return codeOfName(BigNumber);
     if (number != 0) return static_cast<std::uint16_t>(codeOfName(NumberZero) + number);
