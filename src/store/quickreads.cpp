@@ -196,10 +196,7 @@ QuickReads::Answer QuickReads::Read(const UdbFile& file, Spot& spot, DataTransfe
   if (size == 0 || size > file.maxRead) return Unknown;
   const std::uint8_t* const pageEnd = spot.entries.data() - EntriesAt + PageSize;
   const auto room = static_cast<std::size_t>(pageEnd - payload.data());
-  if (platform::UpToStride(payload.size()) <= room &&
-      RecordRoom::Fill(record, payload, entry->Checksum())) {
-    return Found;
-  }
+  if (RecordRoom::Fill(record, payload, entry->Checksum(), room)) return Found;
   if (Checksum(payload) != entry->Checksum() || !IsUnmoved(file, path)) {
     return Unknown;
   }
@@ -215,16 +212,19 @@ QuickReads::Answer QuickReads::ReadRun(const UdbFile& file, std::uint16_t first,
   if (start == nullptr || (version != OldVersion && version != CurrentVersion)) return Unknown;
   const RunPrefix prefix = RunPrefix::Load(start->data(), version);
   const std::size_t prefixSize = RunPrefix::SizeFor(version);
+  const std::uint64_t begin = OffsetOf(first) + prefixSize;
+  const std::uint64_t end = file.fd->Viewable();
   if (prefix.length == 0 || std::int64_t{prefix.length} > file.maxRead ||
-      OffsetOf(first) + prefixSize + prefix.length > file.fd->Viewable() ||
-      !IsUnmoved(file, path)) {
+      begin + prefix.length > end || !IsUnmoved(file, path)) {
     return Unknown;
   }
+  const Bytes there(file.seen.pages + begin, prefix.length);
+  if (RecordRoom::Fill(record, there, prefix.checksum, end - begin)) return Found;
   int size = static_cast<int>(prefix.length);
   unsigned char* const target =
       record.ExternalBuffer() ? record.GetExternBuf(size) : record.AllocData(size);
   const auto taken = static_cast<std::size_t>(size);
-  std::memcpy(target, start->data() + prefixSize, taken);
+  std::memcpy(target, there.data(), taken);
   const bool cut = taken != prefix.length;  // for an external buffer; then nothing is summed up
   return cut || Checksum({target, taken}) == prefix.checksum ? Found : Unknown;
 }

@@ -45,7 +45,7 @@ class QuickReads {
         seen.count->Now() != seen.header) {
       return false;
     }
-    if (++seen.steps % StepsUnasked == 0 && !CurrentHost().StillShares(seen.count)) return false;
+    if (++seen.steps % StepsUnasked == 0 && !IsStillShared(seen)) return false;
     if (!seen.copy.Step(record, file.maxRead)) return false;
     file.cursorOffset = seen.copy.Cursor();
     seen.behind = seen.copy.Behind();
@@ -84,6 +84,11 @@ class QuickReads {
   // How many steps a walk makes in its copy of a leaf between two looks at whether the count is
   // still everybody's.
   static constexpr std::uint32_t StepsUnasked = 16;
+
+  // Apart from the steps that do not ask.
+  [[gnu::noinline, gnu::cold]] static bool IsStillShared(const Seen& seen) {
+    return CurrentHost().StillShares(seen.count);
+  }
 
   static constexpr int MostTries = 40;
 

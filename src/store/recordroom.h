@@ -12,17 +12,30 @@ namespace store {
 
 class RecordRoom {
  public:
-  // As SetData, if the sum of the bytes is this one. False: it is not, or the carrier has to be
-  // made fit first; what it holds then is nothing.
-  // REQUIRES: some bytes, and whole strides from there on may be read.
-  static bool Fill(DataTransfer& record, Bytes bytes, std::uint32_t sum) {
+  // May be read of anything in front of SumReach bytes that nobody cares about.
+  static constexpr std::size_t Ample = ~std::size_t{0};
+
+  // As SetData, if the sum of the bytes is this one; `readable` bytes may be read from where they
+  // begin. False: it is not, or there are too few of these, or the carrier has to be made fit
+  // first; what it holds then is nothing.
+  // REQUIRES: some bytes.
+  static bool Fill(DataTransfer& record, Bytes bytes, std::uint32_t sum, std::size_t readable) {
     const std::size_t size = bytes.size();
-    if (record.own == nullptr || size >= static_cast<std::size_t>(record.capacity)) return false;
+    if (size >= static_cast<std::size_t>(record.capacity) || record.own == nullptr ||
+        platform::UpToStride(size) > readable) {
+      return false;
+    }
     record.overflow = false;
     record.size = static_cast<std::int32_t>(size);
-    const bool isWhole = platform::CopyAndSum(record.own, bytes.data(), size) == sum;
+    const std::uint32_t found = HasHeldLong(record) && readable >= platform::SumReach
+                                    ? platform::CopyAndSumInReach(record.own, bytes.data(), size)
+                                    : platform::CopyAndSum(record.own, bytes.data(), size);
     if (size % platform::SumStride == 0) record.own[size] = 0;
-    return isWhole;
+    return found == sum;
+  }
+  // Then it goes on to hold records of all lengths, most likely.
+  static bool HasHeldLong(const DataTransfer& record) {
+    return record.capacity >= static_cast<std::int32_t>(platform::SumReach);
   }
 };
 

@@ -86,6 +86,21 @@ TEST_F(FormsTest, FileCutAtTheCloseOfOneGrowsOnForTheOther) {
   Sound();
 }
 
+TEST_F(FormsTest, RecordIsReadAsFarAsTheFileGoesAndNoFurther) {
+  const std::size_t room = PageBytes - 8;
+  for (const std::size_t length : {room - 64, room - 1, room, room + PageBytes}) {
+    Create();
+    const Bytes record = Record("a", length);
+    Fill({Record("b", 200), record});
+    DataTransfer carrier;
+    for (int n = 0; n < 40; ++n) {  // by calls at first, then where it lies
+      carrier.AllocData(20000);
+      EXPECT_EQ(Said(udbGet(file, AsKey("a "), carrier)), "0");
+      EXPECT_TRUE(carrier == DataTransfer(record.data(), static_cast<int>(length))) << length;
+    }
+  }
+}
+
 // Somebody cuts the file while it is mapped: the first operation that meets it says so, the ones
 // behind it see the file as it is, and nobody dies.
 TEST_F(FormsTest, FileCutWhileItIsMappedIsAnswered) {

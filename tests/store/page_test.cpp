@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <numeric>
 #include <random>
 #include <vector>
+
+#include "platform/bytesums.h"
 
 namespace {
 
@@ -50,6 +54,28 @@ TEST(PageTest, EntriesOfArbitraryBytesLieWithinTheUsedPartOfThePage) {
     }
   }
   EXPECT_GT(seen, 1000);
+}
+
+TEST(PageTest, RecordIsCopiedAndSummedUpTheSameByEveryRoad) {
+  std::mt19937 random(3);
+  std::vector<std::uint8_t> from(1300);
+  for (auto& b : from) b = static_cast<std::uint8_t>(random());
+  for (std::size_t n = 1; n < 1000; ++n) {
+    const store::Bytes record(from.data() + random() % 16, n);
+    const std::uint32_t sum = std::accumulate(record.begin(), record.end(), 0U);
+    EXPECT_EQ(store::Checksum(record), sum);
+    for (const bool inReach : {false, true}) {
+      std::vector<std::uint8_t> to(1300, 0xAA);
+      const auto copy = inReach ? platform::CopyAndSumInReach : platform::CopyAndSum;
+      EXPECT_EQ(copy(to.data(), record.data(), n), sum) << n;
+      EXPECT_TRUE(std::equal(record.begin(), record.end(), to.begin())) << n;
+      EXPECT_EQ(std::count(to.begin() + static_cast<std::ptrdiff_t>(n), to.end(), 0),
+                std::count_if(to.begin() + static_cast<std::ptrdiff_t>(n), to.end(),
+                              [](int b) { return b != 0xAA; }));
+      const std::size_t end = std::max(platform::UpToStride(n), inReach ? platform::SumReach : 0);
+      EXPECT_EQ(to[end], 0xAA) << n;
+    }
+  }
 }
 
 }  // namespace
