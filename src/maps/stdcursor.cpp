@@ -29,7 +29,7 @@ StdMapCursor* StdMapCursor::Of(MapCursor& cursor) {
 
 bool StdMapCursor::getnext(DataTransfer& nextKey, DataTransfer& nextRecord) {
   if (!is_valid() || !hasNext) return false;
-  nextKey = key;
+  nextKey.SetData(key.data(), static_cast<int>(key.size()));
   nextRecord = record;
   ReadAhead();
   return true;
@@ -38,7 +38,7 @@ bool StdMapCursor::getnext(DataTransfer& nextKey, DataTransfer& nextRecord) {
 bool StdMapCursor::NextText(std::string& nextRecord, std::string& nextKey) {
   if (!is_valid() || !hasNext) return false;
   record.GetData(nextRecord);
-  key.GetData(nextKey);
+  nextKey.assign(reinterpret_cast<char const*>(key.data()), key.size());
   ReadAhead();
   return true;
 }
@@ -59,14 +59,14 @@ void StdMapCursor::ReadAhead() {
   inHand.Swap(record);
   if (udbStepOn(walked.file, mark, record)) {
     isMarked = true;
-    hasNext = Framed(walked, false, [&] { return walked.TakeKey(0, key, record); });
+    hasNext = Framed(walked, false, [&] { return walked.TakeKey(0, record, key); });
     return;
   }
   if (isMarked) NoteMarked();
   UdbHold const hold(walked.file);
   hasNext = Framed(walked, false, [&] {
     walked._set_position(position, keyText);
-    return walked._getnext(key, record);
+    return walked.ReadNext(record, key);
   });
   if (hasNext) NotePosition();
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "kvorlib/persistentmap.h"
+#include "maps/keyrules.h"
 #include "store/udb.h"
 
 namespace maps {
@@ -40,8 +41,8 @@ class StdMapCursor : public MapCursor {
   void NoteMarked();
   StdPersistentMap& Walked() const;
 
-  DataTransfer key;
   DataTransfer record;
+  Bytes key;              // in the record
   DataTransfer position;  // this and the next: as of the last step that could not go by the mark
   std::string keyText;
   bool hasNext = false;

@@ -116,13 +116,19 @@ bool StdPersistentMap::_get(DataTransfer const& key, DataTransfer& record) {
 }
 
 bool StdPersistentMap::_getnext(DataTransfer& key, DataTransfer& record) {
-  return TakeKey(udbGetNext(file, record), key, record);
+  Bytes own;
+  if (!ReadNext(record, own)) return false;
+  key.SetData(own.data(), static_cast<int>(own.size()));
+  return true;
 }
 
-bool StdPersistentMap::TakeKey(int answer, DataTransfer& key, DataTransfer const& record) {
+bool StdPersistentMap::ReadNext(DataTransfer& record, Bytes& key) {
+  return TakeKey(udbGetNext(file, record), record, key);
+}
+
+bool StdPersistentMap::TakeKey(int answer, DataTransfer const& record, Bytes& key) {
   if (!Answered(answer)) return false;
-  Bytes const own = KeyOf(keyDescr, BytesOf(record));
-  key.SetData(own.data(), static_cast<int>(own.size()));
+  key = KeyOf(keyDescr, BytesOf(record));
   return true;
 }
 
@@ -200,8 +206,9 @@ MapCursor* StdPersistentMap::_create_cursor(DataTransfer const& key, int /*count
     reset_state();
     auto cursor = std::make_unique<StdMapCursor>(this);
     UdbHold const hold(file);  // else the file could change before the position is noted
+    auto const readFirst = [&] { return ReadNext(cursor->record, cursor->key); };
     cursor->hasNext =
-        key.Size() > 0 ? ReadFrom(key, *cursor) : rewind() && getnext(cursor->key, cursor->record);
+        key.Size() > 0 ? ReadFrom(key, *cursor) : rewind() && Framed(*this, false, readFirst);
     if (cursor->hasNext) cursor->NotePosition();
     return cursor.release();
   });
@@ -228,10 +235,7 @@ bool StdPersistentMap::ReadFrom(DataTransfer const& key, StdMapCursor& cursor) {
   } catch (ErrBuf const&) {
     return false;
   }
-  if (answer == 1 || !Answered(answer)) return false;
-  Bytes const own = KeyOf(keyDescr, BytesOf(cursor.record));
-  cursor.key.SetData(own.data(), static_cast<int>(own.size()));
-  return true;
+  return answer != 1 && TakeKey(answer, cursor.record, cursor.key);
 }
 
 }  // namespace maps

@@ -6,6 +6,7 @@
 
 #include "kvorlib/keydescr.h"
 #include "kvorlib/persistentmap.h"
+#include "maps/keyrules.h"
 
 namespace maps {
 
@@ -48,8 +49,9 @@ class StdPersistentMap : public PersistentMap {
   bool CutPath(std::string& path);
   // Turns an answer of the store into the state, and into whether it was a success.
   bool Answered(int answer);
-  // The same; after a success the key is taken out of the record.
-  bool TakeKey(int answer, DataTransfer& key, DataTransfer const& record);
+  // The same; after a success `key` is the one in the record.
+  bool TakeKey(int answer, DataTransfer const& record, Bytes& key);
+  bool ReadNext(DataTransfer& record, Bytes& key);
   // Reads the first record at or after the key into the cursor.
   bool ReadFrom(DataTransfer const& key, StdMapCursor& cursor);
 
