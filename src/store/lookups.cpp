@@ -231,6 +231,8 @@ QuickReads::Answer QuickReads::GetAmidChanges(UdbFile& file, const SoughtKey& ke
     if (answer == Found && record != nullptr) answer = Read(file, search.spot, *record, &path);
     if (Stands(file, &path)) return answer;
     if (path.IsUnmoved()) return Disbelieved(file);
+    // Led by pages that were changed meanwhile, it may have come to one that was cut off since.
+    if (!file.fd->Sound()) return Unknown;
   }
   return Unknown;
 }
