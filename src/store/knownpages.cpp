@@ -56,8 +56,9 @@ bool KnownPages::MakeTable(std::size_t records) {
   return true;
 }
 
+// Full of places that died of keys that came and went, it was no smaller than it has to be.
 void KnownPages::DropTable() {
-  wanted = 2 * table.Taken();
+  wanted = 2 * table.Living([this](const Place& place) { return IsDead(place); });
   Hold(Held() - table.Memory());
   table.Clear();
   for (Known& known : pages) known.hasPlaces = false;

@@ -90,7 +90,7 @@ class KnownPages final : public KeptPages {
 
   std::vector<Known> pages;
   PlaceTable table;
-  std::size_t wanted = 0;  // places, at least: so many were too many before
+  std::size_t wanted = 0;  // places, at least: half as many were too many before
   std::size_t walks = 0;   // ahead of the table
 };
 

@@ -1,4 +1,4 @@
-// The table's memory, and the rare walk over all of it.
+// The table's memory, and a rare walk over all of it.
 #include "store/placetable.h"
 
 namespace store {

@@ -34,7 +34,16 @@ class PlaceTable {
   bool IsMade() const { return count != 0; }
   static std::size_t MemoryFor(std::size_t places) { return LinesFor(places) * sizeof(Line); }
   std::size_t Memory() const { return count * sizeof(Line); }
-  std::size_t Taken() const { return taken; }
+  template <typename IsDead>
+  std::size_t Living(IsDead isDead) const {
+    std::size_t living = 0;
+    for (const Line* line = lines; line != lines + count; ++line) {
+      for (unsigned i = 0; i < line->taken; ++i) {
+        if (!isDead(Unpacked(line->places[i]))) ++living;
+      }
+    }
+    return living;
+  }
   // Gives the memory back.
   void Clear();
 
@@ -74,7 +83,8 @@ class PlaceTable {
     std::array<std::uint32_t, Slots> places;
 
     unsigned With(std::uint8_t tag) const {
-      return platform::WhichAre(tag, tags.data()) & ((1U << Slots) - 1);
+      const auto* const begin = reinterpret_cast<const std::uint8_t*>(this);
+      return platform::WhichAre(tag, begin) & ((1U << Slots) - 1);
     }
   };
   static_assert(sizeof(Line) == platform::CacheLine, "one look, one line");

@@ -118,26 +118,76 @@ TEST(KnownPagesTest, PlacesAreThoseOfTheLatestVersionsOfAllLeaves) {
       ASSERT_TRUE(known.AddPlaces(changed, versions[changed], leaf, 100));
     }
     for (int asked = 0; asked < 20; ++asked) {
+      const auto looked = static_cast<std::uint16_t>(asked < 15 ? changed : 1 + random() % leaves);
+      const auto* const latest = known.FindAt(looked, versions[looked]);
+      ASSERT_TRUE(looked != changed || (latest != nullptr && latest->hasPlaces));
+      if (latest == nullptr || !latest->hasPlaces) continue;
       const std::string text = RandomKey(kind, random);
       const store::Bytes key = BytesOfText(text);
       std::uint16_t met = 0;
       known.FindKey(store::KeyMark(kind.kd, key), [&](const store::KnownPages::Place& place) {
         const auto* const its = known.FindAt(place.page, versions[place.page]);
-        if (place.page != changed || its == nullptr) return false;
-        const auto entry = store::TreePage::Of(pages[changed])->At(place.offset);
+        if (place.page != looked || its == nullptr) return false;
+        const auto entry = store::TreePage::Of(pages[looked])->At(place.offset);
         const auto there = entry ? entry->Key(kind.kd) : std::nullopt;
         EXPECT_TRUE(there) << "no entry begins there, round " << round;
         met += there && std::equal(there->begin(), there->end(), key.begin(), key.end()) ? 1 : 0;
         return false;
       });
-      const auto at = view.At(store::StepOverLess(view, kind.kd, key));
+      const auto searched = *store::TreePage::Of(pages[looked]);
+      const auto at = searched.At(store::StepOverLess(searched, kind.kd, key));
       const bool isThere = at && store::CompareKeys(kind.kd, *at->Key(kind.kd), key) == 0;
       ASSERT_EQ(met, isThere ? 1 : 0) << round;
     }
   }
   EXPECT_GT(refused, 0U);  // a full table is made anew, larger
+  EXPECT_LT(refused, 9U);
   known.Clear();
   EXPECT_EQ(memory.Used(), 0U);
+}
+
+// More of them than a page has editions.
+TEST(KnownPagesTest, KeysThatWentAreNotFoundAgainAndTakeNoRoom) {
+  std::mt19937 random(8);
+  store::DirectoryMemory memory;
+  store::KnownPages known;
+  known.KeepIn(memory);
+  const KeyKind kind{KEYDESCR(1, 11, 0), 0, 0};
+  const store::Page first = PageOf(kind, true, 100, random);
+  const store::SoundPage gone(*store::TreePage::Of(first), kind.kd);
+  known.AddPlaces(1, 0, gone, 10'000);
+  for (std::uint64_t version = 2; version < 500; version += 2) {
+    const store::Page page = PageOf(kind, true, 100, random);
+    const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
+    known.AddPlaces(1, version, leaf, 10'000);
+    ASSERT_LT(memory.Used(), 100'000U) << version;
+    std::size_t met = 0;
+    for (std::size_t n = 0; n < gone.Count(); ++n) {
+      const auto isAny = [](const store::KnownPages::Place&) { return true; };
+      met += known.FindKey(store::KeyMark(kind.kd, gone.Key(n)), isAny) ? 1 : 0;
+    }
+    ASSERT_LT(met, 3U) << version;  // others may have the same mark
+  }
+}
+
+TEST(KnownPagesTest, LeafIsWorthKnowingWhenATableIsAndOthersLeaveItAlone) {
+  std::mt19937 random(8);
+  const KeyKind kind{KEYDESCR(4, ' ', 0), 0, 5};
+  const store::Page page = PageOf(kind, true, 100, random);
+  const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
+  store::DirectoryMemory memory;
+  store::KnownPages known;
+  known.KeepIn(memory);
+  const auto askUntilItIs = [&](std::uint64_t version) {
+    int asked = 1;
+    while (asked < 20 && !known.IsWorthKnowing(1, version, 3000)) ++asked;
+    known.AddPlaces(1, version, leaf, 3000);
+    return asked;
+  };
+  EXPECT_EQ(askUntilItIs(0), 3);
+  EXPECT_EQ(askUntilItIs(2), 6);
+  known.Drop(1);
+  EXPECT_EQ(askUntilItIs(4), 1) << "changed by oneself";
 }
 
 TEST(KnownPagesTest, TablesOfSeveralFilesDoNotPushEachOtherOut) {

@@ -44,6 +44,7 @@ class MemoryHost : public store::Host {
   std::byte* LockedMemory(unsigned area, std::size_t bytes) override;
   void TrimLockedMemory(unsigned area, std::size_t bytes) override;
   std::byte* OpenMemory() override;
+  bool StillShares(const void*) override { return shares; }
 
   // The call number `nth` from now on, counted from 1, goes wrong in this way.
   void FailCall(int nth, Fault kind);
@@ -70,6 +71,7 @@ class MemoryHost : public store::Host {
   // Called when somebody who reads without the lock asks how far he may look.
   std::function<void()> amidReading;
   bool refuseLock = false;
+  bool shares = true;  // the open memory
   std::function<bool(platform::Hold)> fileLock;        // asked whether a file's lock is had, if set
   platform::Company company = platform::Company::Own;  // of files opened from now on
   int errorOfFault = EIO;                              // of an opening
