@@ -42,6 +42,10 @@ void Change::Tell(std::uint16_t page) {
   std::atomic_thread_fence(std::memory_order_release);
 }
 
+void Change::TellOfAll() {
+  for (std::uint16_t page = 0; page <= ChangeCount::Versions; ++page) Tell(page);
+}
+
 void Change::End() {
   if (count == nullptr) return;
   if (!isAlone) {

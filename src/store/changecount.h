@@ -85,6 +85,7 @@ class Change {
   void Begin(ChangeCount* itsCount);
   // The page is about to be changed. To be called ahead of the first store to it.
   void Tell(std::uint16_t page);
+  void TellOfAll();
   // All of it is done.
   void End();
   ChangeCount* Count() const { return count; }
