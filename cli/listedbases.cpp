@@ -11,22 +11,22 @@ using KBEnv::KBMap;
 
 constexpr const char16_t* Key = u"Software\\Kvor-3\\KBase";
 
-struct Inner : KBMap {
+struct Finder : KBMap {
   using KBMap::GetKB;
 };
 
-KBMap& Map() { return *KBEnv::GetKBMap(); }
+KBMap& Loaded() { return *KBEnv::GetKBMap(); }
 
 }  // namespace
 
-KBEnv::KBData* FindBase(const std::string& name) { return (Map().*&Inner::GetKB)(Wide(name)); }
+KBEnv::KBData* FindBase(const std::string& name) { return (Loaded().*&Finder::GetKB)(Wide(name)); }
 
 Registered::Registered() {
   std::u16string words;
-  there = Map().ReadDataFromKey(false, Key, values, words);
+  there = Loaded().ReadDataFromKey(false, Key, values, words);
   if (there) return;
   std::vector<std::u16string> loaded;
-  Map().GetKBArray(loaded, false);
+  Loaded().GetKBArray(loaded, false);
   for (const std::u16string& name : loaded)
     if (!KBMap::KBIsLocal(name)) values[name] = FindBase(Narrow(name))->FileName;
 }
@@ -72,7 +72,7 @@ void Registered::Change(const std::function<bool()>& change) {
     return true;
   };
   std::u16string words;
-  if (!Map().ChangeDataInKey(false, Key, changed, words))
+  if (!Loaded().ChangeDataInKey(false, Key, changed, words))
     throw Failure("the registry", OneLine(words));
 }
 
