@@ -71,7 +71,7 @@ class MemoryHost : public store::Host {
   // Called when somebody who reads without the lock asks how far he may look.
   std::function<void()> amidReading;
   bool refuseLock = false;
-  bool shares = true;  // the open memory
+  bool shares = true;                                  // the open memory
   std::function<bool(platform::Hold)> fileLock;        // asked whether a file's lock is had, if set
   platform::Company company = platform::Company::Own;  // of files opened from now on
   int errorOfFault = EIO;                              // of an opening
