@@ -9,8 +9,9 @@ namespace store {
 
 namespace {
 
-constexpr std::uint32_t CalmGets = 8;  // in one state of the file, before that is learned
-constexpr std::uint32_t Failures = 8;  // of looks into the table, before there are few
+constexpr std::uint32_t CalmGets = 8;     // in one state of the file, before that is learned
+constexpr std::uint32_t Failures = 8;     // of looks into the table beside changes, before it is
+constexpr std::uint32_t LooksOneIn = 64;  // looked into now and then only
 
 }  // namespace
 
@@ -62,8 +63,8 @@ inline bool QuickReads::FindPlace(UdbFile& file, Search& search) {
 }
 
 // Whether others change one leaf after the other, so that looking for places that hold is in vain.
-inline bool QuickReads::IsIdle(Seen& seen) {
-  return ++seen.failures > Failures && seen.failures % 64 != 0;
+inline bool QuickReads::IsInVain(Seen& seen) {
+  return ++seen.failures > Failures && seen.failures % LooksOneIn != 0;
 }
 
 // A key that is there and was come by before. Its leaf has not changed since, and so is part of the
@@ -74,7 +75,7 @@ QuickReads::Answer QuickReads::GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes
   if (seen.pages == nullptr) return Unknown;
   const bool hasMoved = seen.count->Now() != seen.header;
   PagePath path(*seen.count);
-  if (hasMoved && (IsIdle(seen) || !path.EnterAt(0, seen.start))) return Unknown;
+  if (hasMoved && (IsInVain(seen) || !path.EnterAt(0, seen.start))) return Unknown;
   Search search(kd, key, mark, hasMoved ? &path : nullptr);
   if (!FindPlace(file, search)) return Unknown;
   seen.failures = 0;

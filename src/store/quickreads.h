@@ -117,7 +117,7 @@ class QuickReads {
 
   static bool IsAt(const UdbFile& file, const KnownPages::Known& known,
                    const KnownPages::Place& place, Search& search);
-  static bool IsIdle(Seen& seen);
+  static bool IsInVain(Seen& seen);
   static bool FindPlace(UdbFile& file, Search& search);
   static Answer GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key, std::uint32_t mark,
                          DataTransfer* record);
