@@ -106,7 +106,7 @@ void UndoLog::BeginChange(const platform::FileIdentity& file) {
 // Where the record is in memory of this process alone, others may have ended its change meanwhile,
 // and come to pages that it took and that the record has nothing of, since they were free.
 void UndoLog::TellOf(const UndoRecord& broken) {
-  if (inOwnMemory) change.TellOfAll();
+  if (inOwnMemory) return change.TellOfAll();
   for (const std::uint16_t page : broken.Pages()) change.Tell(page);
 }
 

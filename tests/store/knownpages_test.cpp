@@ -146,6 +146,13 @@ TEST(KnownPagesTest, PlacesAreThoseOfTheLatestVersionsOfAllLeaves) {
   EXPECT_EQ(memory.Used(), 0U);
 }
 
+struct RandomLeaf {
+  RandomLeaf(const KeyKind& kind, std::mt19937& random)
+      : page(PageOf(kind, true, 100, random)), sound(*store::TreePage::Of(page), kind.kd) {}
+  const store::Page page;
+  const store::SoundPage sound;
+};
+
 // More of them than a page has editions.
 TEST(KnownPagesTest, KeysThatWentAreNotFoundAgainAndTakeNoRoom) {
   std::mt19937 random(8);
@@ -153,13 +160,11 @@ TEST(KnownPagesTest, KeysThatWentAreNotFoundAgainAndTakeNoRoom) {
   store::KnownPages known;
   known.KeepIn(memory);
   const KeyKind kind{KEYDESCR(1, 11, 0), 0, 0};
-  const store::Page first = PageOf(kind, true, 100, random);
-  const store::SoundPage gone(*store::TreePage::Of(first), kind.kd);
+  const RandomLeaf first(kind, random);
+  const store::SoundPage& gone = first.sound;
   known.AddPlaces(1, 0, gone, 10'000);
   for (std::uint64_t version = 2; version < 500; version += 2) {
-    const store::Page page = PageOf(kind, true, 100, random);
-    const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
-    known.AddPlaces(1, version, leaf, 10'000);
+    known.AddPlaces(1, version, RandomLeaf(kind, random).sound, 10'000);
     ASSERT_LT(memory.Used(), 100'000U) << version;
     std::size_t met = 0;
     for (std::size_t n = 0; n < gone.Count(); ++n) {
@@ -172,16 +177,14 @@ TEST(KnownPagesTest, KeysThatWentAreNotFoundAgainAndTakeNoRoom) {
 
 TEST(KnownPagesTest, LeafIsWorthKnowingWhenATableIsAndOthersLeaveItAlone) {
   std::mt19937 random(8);
-  const KeyKind kind{KEYDESCR(4, ' ', 0), 0, 5};
-  const store::Page page = PageOf(kind, true, 100, random);
-  const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
+  const RandomLeaf leaf({KEYDESCR(4, ' ', 0), 0, 5}, random);
   store::DirectoryMemory memory;
   store::KnownPages known;
   known.KeepIn(memory);
   const auto askUntilItIs = [&](std::uint64_t version) {
     int asked = 1;
     while (asked < 20 && !known.IsWorthKnowing(1, version, 3000)) ++asked;
-    known.AddPlaces(1, version, leaf, 3000);
+    known.AddPlaces(1, version, leaf.sound, 3000);
     return asked;
   };
   EXPECT_EQ(askUntilItIs(0), 3);
@@ -192,18 +195,16 @@ TEST(KnownPagesTest, LeafIsWorthKnowingWhenATableIsAndOthersLeaveItAlone) {
 
 TEST(KnownPagesTest, TablesOfSeveralFilesDoNotPushEachOtherOut) {
   std::mt19937 random(8);
-  const KeyKind kind{KEYDESCR(4, ' ', 0), 0, 5};
-  const store::Page page = PageOf(kind, true, 100, random);
-  const store::SoundPage leaf(*store::TreePage::Of(page), kind.kd);
+  const RandomLeaf leaf({KEYDESCR(4, ' ', 0), 0, 5}, random);
   store::DirectoryMemory memory;
   memory.limit = 100'000;
   store::KnownPages known[2];
   for (auto& one : known) one.KeepIn(memory);
-  EXPECT_TRUE(known[0].AddPlaces(1, 0, leaf, 7000));
-  EXPECT_FALSE(known[1].AddPlaces(1, 0, leaf, 7000));
+  EXPECT_TRUE(known[0].AddPlaces(1, 0, leaf.sound, 7000));
+  EXPECT_FALSE(known[1].AddPlaces(1, 0, leaf.sound, 7000));
   EXPECT_TRUE(known[0].FindAt(1, 0)->hasPlaces);
   known[0].Clear();
-  EXPECT_TRUE(known[1].AddPlaces(1, 0, leaf, 7000));
+  EXPECT_TRUE(known[1].AddPlaces(1, 0, leaf.sound, 7000));
 }
 
 }  // namespace
