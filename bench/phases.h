@@ -17,6 +17,7 @@ enum Phase : std::size_t {
   GET_HIT,
   GET_MISS,
   SCAN,
+  SCAN_VALUES,
   UPDATE,
   ERASE,
   OPEN,
@@ -24,7 +25,8 @@ enum Phase : std::size_t {
 };
 
 inline constexpr std::array<const char*, phaseCount> phaseNames = {
-    "load sorted", "load shuffled", "get hit", "get miss", "scan", "update", "erase", "open get"};
+    "load sorted", "load shuffled", "get hit", "get miss", "scan",
+    "scan values", "update",        "erase",   "open get"};
 
 // One round of one engine: nanoseconds an operation, and the file's bytes after each load.
 struct Round {
