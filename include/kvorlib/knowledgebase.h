@@ -182,6 +182,9 @@ class KVORLIB_API KBMap {
   bool StartFromRegistry(std::u16string& msg);
   std::vector<std::u16string> ReadListFile(std::u16string& msg);
   bool LoadFromText(KBData& entry, const std::u16string& text) const;
+  Settings ListToStore(bool onlyValid) const;
+  bool StoreList(std::u16string& msg, const std::function<void(Settings&)>& change) const;
+  bool SaveFirstList(std::u16string& msg) const;
 
   std::map<std::u16string, KBData> bases;
   KBData* Current = nullptr;  // the default, an entry of `bases`

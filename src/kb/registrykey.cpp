@@ -40,8 +40,7 @@ bool CreateKey(std::u16string& msg) {
   if (OpenKey() != nullptr) return true;
   const RegistryAnswer answer =
       platform::CreateRegistryKey(Hive::CurrentUser, RegistryPath, Handle());
-  if (answer) return true;
-  return Fail(msg, std::u16string(u"Ошибка создания ключа ") + RegistryPath, answer);
+  return answer ? true : FailToCreate(msg, answer);
 }
 
 void CloseKey() { Handle().reset(); }
@@ -50,6 +49,10 @@ bool Fail(std::u16string& msg, const std::u16string& words, const RegistryAnswer
   msg = words;
   Report(answer);
   return false;
+}
+
+bool FailToCreate(std::u16string& msg, const RegistryAnswer& answer) {
+  return Fail(msg, std::u16string(u"Ошибка создания ключа ") + RegistryPath, answer);
 }
 
 std::u16string UpToZero(const std::u16string& text) { return text.substr(0, text.find(u'\0')); }

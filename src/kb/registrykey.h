@@ -21,6 +21,8 @@ void CloseKey();
 // Makes `words` the message. Their reason is told to the log, but for what is just not there.
 // False, for the caller to answer.
 bool Fail(std::u16string& msg, const std::u16string& words, const platform::RegistryAnswer& answer);
+// The same with the words for a key that could not be made.
+bool FailToCreate(std::u16string& msg, const platform::RegistryAnswer& answer);
 
 // Names and values of other programs may hold zero characters; they end there.
 std::u16string UpToZero(const std::u16string& text);

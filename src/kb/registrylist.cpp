@@ -16,10 +16,20 @@ namespace {
 
 constexpr const char16_t* CannotRead = u"Ошибка при чтении реестра";
 constexpr const char16_t* CannotReplace = u"Ошибка перезаписи реестра";
-constexpr const char16_t* CannotWrite = u"Ошибка при записи в реестр базы ";
 constexpr const char16_t* CannotClose = u"Ошибка при закрытии ключа";
 
 platform::RegistryValues Pairs(const Settings& values) { return {values.begin(), values.end()}; }
+
+RegistryAnswer ChangeKey(Hive hive, const std::u16string& path,
+                         const std::function<bool(Settings&)>& change) {
+  return platform::ChangeRegistryKey(hive, path, [&](platform::RegistryValues& values) {
+    Settings data;
+    for (const auto& [name, value] : values) data[kb::UpToZero(name)] = kb::UpToZero(value);
+    if (!change(data)) return false;
+    values = Pairs(data);
+    return true;
+  });
+}
 
 }  // namespace
 
@@ -45,26 +55,38 @@ bool KBMap::FormListFromRegistry(std::u16string& msg) {
   return loaded;
 }
 
-// An open key is replaced in one step, so that whoever reads meanwhile, or after a crash, finds the
-// former list or the new one. In one that was not open the values of other bases stay.
-bool KBMap::SaveListToRegistry(std::u16string& msg, bool onlyValid) const {
+Settings KBMap::ListToStore(bool onlyValid) const {
   Settings values;  // names of the registry differ without regard to case
   for (const auto& [name, entry] : bases)
     if (!KBIsLocal(name) && (entry.Valid || !onlyValid)) values[name] = entry.FileName;
-  if (kb::OpenKey() != nullptr) {
-    if (Current != nullptr) values[u""] = DefaultName;
-    const RegistryAnswer answer =
-        platform::ReplaceRegistryKey(Hive::CurrentUser, kb::RegistryPath, Pairs(values));
-    if (!answer) return kb::Fail(msg, CannotReplace, answer);
-  } else {
-    if (!kb::CreateKey(msg)) return false;
-    for (const auto& [name, path] : values) {
-      const RegistryAnswer answer = kb::OpenKey()->Write(name, path);
-      if (!answer) return kb::Fail(msg, CannotWrite + name, answer);
-    }
-  }
+  if (Current != nullptr) values[u""] = DefaultName;
+  return values;
+}
+
+// In one step, so that whoever reads meanwhile, or after a crash, finds no part of a list.
+bool KBMap::StoreList(std::u16string& msg, const std::function<void(Settings&)>& change) const {
+  const bool open = kb::OpenKey() != nullptr;
+  const RegistryAnswer answer = ChangeKey(Hive::CurrentUser, kb::RegistryPath, [&](Settings& data) {
+    change(data);
+    return true;
+  });
+  if (!answer) return open ? kb::Fail(msg, CannotReplace, answer) : kb::FailToCreate(msg, answer);
   ListBroken = false;
-  return SaveDefaultToRegistry(msg);
+  return kb::CreateKey(msg) && (Current != nullptr || SaveDefaultToRegistry(msg));
+}
+
+// In a key that was not open the values of other bases stay.
+bool KBMap::SaveListToRegistry(std::u16string& msg, bool onlyValid) const {
+  return StoreList(msg, [&](Settings& stored) {
+    if (kb::OpenKey() != nullptr) stored.clear();
+    for (const auto& [name, value] : ListToStore(onlyValid)) stored[name] = value;
+  });
+}
+
+// There was no key when the start looked for it. What it holds by now is the later change of
+// another process, and stays.
+bool KBMap::SaveFirstList(std::u16string& msg) const {
+  return StoreList(msg, [&](Settings& stored) { stored.merge(ListToStore(false)); });
 }
 
 bool KBMap::SaveDefaultToRegistry(std::u16string& msg) const {
@@ -112,14 +134,8 @@ bool KBMap::WriteDataFromKey(bool machine, const std::u16string& subKey, const S
 
 bool KBMap::ChangeDataInKey(bool machine, const std::u16string& subKey,
                             const std::function<bool(Settings&)>& change, std::u16string& msg) {
-  const RegistryAnswer answer = platform::ChangeRegistryKey(
-      machine ? Hive::Machine : Hive::CurrentUser, subKey, [&](platform::RegistryValues& values) {
-        Settings data;
-        for (const auto& [name, value] : values) data[kb::UpToZero(name)] = kb::UpToZero(value);
-        if (!change(data)) return false;
-        values = Pairs(data);
-        return true;
-      });
+  const RegistryAnswer answer =
+      ChangeKey(machine ? Hive::Machine : Hive::CurrentUser, subKey, change);
   return answer ? true : kb::Fail(msg, CannotReplace, answer);
 }
 

@@ -71,11 +71,10 @@ bool KBMap::StartFromRegistry(std::u16string& msg) {
   return SetDefaultKB(kb::UpToZero(name), msg);
 }
 
-// The default is saved first, which makes the key, and the list then replaces what is in it.
 bool KBMap::StartFromNames(const std::vector<std::u16string>& paths, std::u16string& msg) {
   if (!paths.empty())
     return LoadList(paths, msg) && SetDefaultKB(FormKBNameFromPath(paths.front()), msg) &&
-           SaveDefaultToRegistry(msg) && SaveListToRegistry(msg, false);
+           SaveFirstList(msg);
   if (Current != nullptr) return true;
   const KBData* const local = GetKB(std::u16string(kb::Local));
   msg = u"Локальная база знаний недоступна: (" +

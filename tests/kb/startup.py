@@ -3,17 +3,24 @@ it, for a user with a home of their own, and compares what the host hears and th
 
 usage: startup.py LIBRARY PROBE
 """
+import fcntl
 import os
 import re
 import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 LIBRARY, PROBE = map(os.path.abspath, sys.argv[1:])
 REGISTRY = 'home/.config/kvor/registry'
 HEAD = 'format = 1\n\n["Software\\\\Kvor-3\\\\KBase"]\n'
 NO_LOCAL = 'KB <LOCAL>: Term file open error'
+
+
+class Meanwhile(dict):
+    """Values of a key that another process makes while the start waits to make it."""
+
 
 # Each row: the words for the probe; the bases in the list file beside the library, if there is one;
 # the values of the registry's key, if there is one; what the probe prints; and the values at the
@@ -30,6 +37,9 @@ ROWS = [
     ('-local start', None, None, f'start false: Локальная база знаний недоступна: ({NO_LOCAL}), '
      'остальные не указаны', ' 0 <LOCAL>|'),
     ('-local start', 'good', {'': 'good', 'good': 'good'}, 'start true:', 'good 1 <LOCAL> good|good'),
+    ('start', 'good also', Meanwhile({'': 'also', 'also': 'more', 'more': 'more'}), 'start true:',
+     'good 3 <LOCAL> also good|good also',
+     {'': 'also', 'also': 'more', 'more': 'more', 'good': 'good'}),
     # Lists with something broken in them.
     ('start', 'gone good', None, 'start false: База gone не найдена', '<LOCAL> 2 <LOCAL> good|'),
     ('start', 'gone', None, 'start false: Ни одной базы из списка не загрузилось',
@@ -88,9 +98,30 @@ def lay_out(local, listed, stored):
     shutil.copy(LIBRARY, 'lib/libkvorlib.so.0')
     if listed is not None and listed != '/':
         write('lib/stdkbnames.lst', '\n\t'.join(f'{os.getcwd()}\\bases\\{n}.kb' for n in listed.split()))
-    if stored is not None:
-        write(REGISTRY, stored if stored == 'damaged' else HEAD + ''.join(
-            f'"{n}" = "{f"{os.getcwd()}/bases/{v}.kb" if n else v}"\n' for n, v in stored.items()))
+    if stored is not None and not isinstance(stored, Meanwhile):
+        store(stored)
+
+
+def store(values):
+    write(REGISTRY, values if values == 'damaged' else HEAD + ''.join(
+        f'"{n}" = "{f"{os.getcwd()}/bases/{v}.kb" if n else v}"\n' for n, v in values.items()))
+
+
+def heard(command, env, stored):
+    """What the command prints; with values to store, once it has come to the lock of the registry."""
+    if not isinstance(stored, Meanwhile):
+        return subprocess.run(command, env=env, capture_output=True, timeout=60)
+    write(REGISTRY + '.lock', '')
+    with open(os.path.abspath(REGISTRY) + '.lock', 'w') as lock:
+        fcntl.lockf(lock, fcntl.LOCK_EX)
+        probe = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        files = f'/proc/{probe.pid}/fd'
+        while probe.poll() is None and all(
+                os.path.realpath(f'{files}/{n}') != lock.name for n in os.listdir(files)):
+            time.sleep(0.01)
+        store(stored)
+    out, err = probe.communicate(timeout=60)
+    return subprocess.CompletedProcess(command, probe.returncode, out, err)
 
 
 def values():
@@ -105,7 +136,7 @@ def run(words, listed, stored, *expected):
     before = registry()
     env = {**os.environ, 'HOME': os.getcwd() + '/home', 'USERPROFILE': os.getcwd() + '/home',
            'LD_LIBRARY_PATH': os.getcwd() + '/lib', 'XDG_CONFIG_HOME': ''}
-    done = subprocess.run([PROBE, *words.split()], env=env, capture_output=True, timeout=60)
+    done = heard([PROBE, *words.split()], env, stored)
     told = [line.rstrip() for line in done.stdout.decode().replace(os.getcwd(), '').splitlines()]
     assert told == list(expected[:len(expected) - len(after)]), told
     assert (done.returncode, done.stderr) == (0, b''), done
