@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 #include "kvorlib/encoding.h"
 #include "kvorlib/filehelpers.h"
 #include "platform/fdio.h"
+#include "util/currentcodepage.h"
 
 namespace {
 
@@ -26,6 +28,23 @@ bool ReadChunks(int fd, char* out, std::size_t n) {
   for (std::size_t done = 0; done < n; done += Chunk)
     if (!platform::ReadAll(fd, out + done, std::min(Chunk, n - done))) return false;
   return true;
+}
+
+// How much FillBuf is to read; below zero if that cannot be said.
+int LengthToRead(int fd, int maxLength) {
+  const std::int64_t size = platform::SizeOf(fd);
+  if (size < 0 || size > Longest || maxLength < -1) return -1;
+  const int whole = static_cast<int>(size);
+  return maxLength == -1 ? whole : std::min(whole, maxLength);
+}
+
+// With two zero bytes behind them. Null if there are not so many bytes, or no memory for them.
+std::unique_ptr<char[]> ReadStart(int fd, int length) {
+  const auto n = static_cast<std::size_t>(length);
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[n + 2]);
+  if (buffer == nullptr || !ReadChunks(fd, buffer.get(), n)) return nullptr;
+  buffer[n] = buffer[n + 1] = '\0';
+  return buffer;
 }
 
 bool WriteChunks(int fd, const char* data, std::size_t n) {
@@ -48,8 +67,13 @@ struct FileText {
     }
     return units;
   }
-  // Up to the first zero byte: FillBuf puts one behind the last.
-  std::string ToZero() const { return bytes.data(); }
+  // By its number: under 0 long texts in UTF-8 would be cut within characters.
+  std::u16string Decoded() const {
+    if (codePage == Utf16) return Units();
+    if (bytes.empty()) return {};
+    const std::string toZero = bytes.data();  // FillBuf puts one behind the last byte
+    return A2U(toZero, codePage == 0 ? util::EffectiveCodePage() : codePage);
+  }
 };
 
 std::optional<FileText> ReadText(const std::string& path, int codePage) {
@@ -98,19 +122,14 @@ bool Overwrite(const std::string& path, const std::string& bytes, std::string_vi
 const char* FillBuf(int fd, int& length, int maxLength) {
   length = 0;
   if (!platform::Rewind(fd)) return nullptr;
-  const std::int64_t size = platform::SizeOf(fd);
-  if (size < 0 || size > Longest || maxLength < -1) return nullptr;
-  length = static_cast<int>(size);
-  if (maxLength != -1) length = std::min(length, maxLength);
-  const auto n = static_cast<std::size_t>(length);
-  auto buffer = std::make_unique_for_overwrite<char[]>(n + 2);
-  buffer[n] = buffer[n + 1] = '\0';
-
-  if (!platform::LockStart(fd, length)) return nullptr;
-  const bool whole = ReadChunks(fd, buffer.get(), n);
+  const int locked = LengthToRead(fd, maxLength);
+  if (locked < 0 || !platform::LockStart(fd, locked)) return nullptr;
+  // Who held the lock until now may have changed the size.
+  if (locked > 0) length = LengthToRead(fd, maxLength);
+  std::unique_ptr<char[]> buffer = length < 0 ? nullptr : ReadStart(fd, length);
   const bool rewound = platform::Rewind(fd);
-  platform::UnlockStart(fd, length);
-  return whole && rewound ? buffer.release() : nullptr;
+  platform::UnlockStart(fd, locked);
+  return rewound ? buffer.release() : nullptr;
 }
 
 bool SaveBuf(int fd, const char* data, int length, const char* prefix, int prefixLength) {
@@ -136,7 +155,7 @@ bool SaveBuf(int fd, const char* data, int length, const char* prefix, int prefi
 bool GetText(const std::u16string& path, std::u16string& text, int codePage) {
   const auto file = ReadText(kb::NarrowPath(path), codePage);
   if (!file) return false;
-  text = file->codePage == Utf16 ? file->Units() : A2U(file->ToZero(), file->codePage);
+  text = file->Decoded();
   return true;
 }
 
@@ -146,13 +165,7 @@ bool GetText(const std::string& path, std::string& text, int& codePage) {
   const int detected = file->codePage;
   const int wanted =
       codePage != Unstated && codePage != Utf16 ? codePage : (detected == Utf16 ? 0 : detected);
-  if (detected == Utf16) {
-    text = U2A(file->Units(), wanted);
-  } else if (wanted != detected) {
-    text = U2A(A2U(file->ToZero(), detected), wanted);
-  } else {
-    text = file->bytes;
-  }
+  text = wanted == detected ? std::string(file->bytes) : U2A(file->Decoded(), wanted);
   codePage = wanted;
   return true;
 }

@@ -104,7 +104,11 @@ bool MakeDir(const std::u16string& folder, const std::u16string& stop) {
   if (error != ENOENT || separator == std::u16string::npos) return false;
   const std::u16string parent = Before(folder, separator);
   // The folder to stop at guards this level alone: above it everything may be made.
-  return parent != stop && MakeDir(parent, u"") && platform::MakeFolder(name) == 0;
+  if (parent == stop || !MakeDir(parent, u"")) return false;
+  const int made = platform::MakeFolder(name);
+  // Another process may have been faster. With a separator at the end it was the line above.
+  if (made == EEXIST && separator + 1 < folder.size()) platform::IsFolder(name, isFolder);
+  return made == 0 || isFolder;
 }
 
 bool ClearFolder(const std::u16string& folder, bool removeSelf) {

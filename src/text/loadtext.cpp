@@ -7,13 +7,10 @@
 
 #include "kvorlib/encoding.h"
 #include "kvorlib/textbuffer.h"
-#include "platform/codepage.h"
 #include "platform/file.h"
 #include "util/currentcodepage.h"
 
 namespace {
-
-constexpr int kUtf8 = platform::kUtf8CodePage;
 
 std::string Utf8Name(const char* name) { return name; }
 std::string Utf8Name(const char16_t* name) {
@@ -49,8 +46,8 @@ void FromUnits(const std::u16string& units, std::string& text) { text = U2A(unit
 
 void FromBytes(std::string bytes, std::string& text) { text = std::move(bytes); }
 void FromBytes(const std::string& bytes, std::u16string& text) {
-  // Under its own number UTF-8 is never cut within a character, as under 0 it is in long texts.
-  text = A2U(bytes, util::EffectiveCodePage() == kUtf8 ? kUtf8 : 0, true);
+  // By its number: under 0 long texts in UTF-8 would be cut within characters.
+  text = A2U(bytes, util::EffectiveCodePage(), true);
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
   using Case = std::tuple<std::string, int, std::u16string, std::string, int>;
   const Case cases[] = {
       {"", -1, u"", "", 0},
+      {"", 99999, u"", "", 99999},  // nothing to convert
       {"\xC4\r\n", -1, u"Д\r\n", "\xC4\r\n", 0},
       {"\x84\xA0", 866, u"Да", "\x84\xA0", 866},
       {"\xEF\xBB\xBF\xD0\x94", 866, u"Д", "\x84", 866},
@@ -55,6 +56,11 @@ TEST_F(Files, TellTheirEncodingBeforeTheCallerDoes) {
     EXPECT_TRUE(wide == wideText && narrow == narrowText && page == codePageAfter)
         << testing::PrintToString(bytes) << codePage << testing::PrintToString(narrow) << page;
   }
+  SetCP(65001);
+  const std::u16string longText = u"a" + std::u16string(40'000, u'я');
+  Write("t", U2A(longText, 65001));
+  std::u16string wide;
+  EXPECT_TRUE(GetText(Wide("t"), wide, 0) && wide == longText) << "cut within a character";
 }
 
 TEST_F(Files, AreSavedWithAMarkInUnicodeAloneAndKeptWhenTheTextCannotBeConverted) {
@@ -115,8 +121,8 @@ TEST_F(Files, AreReadTogetherAndWaitWhileAnotherReadsOrWrites) {
   auto read = std::async(std::launch::async, [&] { return GetText(Wide("w"), text, 0); });
   EXPECT_EQ(saved.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
   EXPECT_EQ(Read("t"), "old");
-  EXPECT_TRUE(platform::WriteAll(writer.Get(), "new", 3));
-  EXPECT_TRUE(platform::UnlockStart(writer.Get(), 3) && read.get() && text == u"new");
+  EXPECT_TRUE(platform::WriteAll(writer.Get(), "longer", 6));
+  EXPECT_TRUE(platform::UnlockStart(writer.Get(), 3) && read.get() && text == u"longer");
   EXPECT_TRUE(platform::UnlockStart(reader.Get(), 3) && saved.get());
   EXPECT_EQ(Read("t"), "n");
 }
@@ -175,6 +181,11 @@ TEST_F(Folders, AreMadeUpToTheOneToStopAtWhichGuardsOneLevelAlone) {
   for (const auto& c : cases) {
     EXPECT_EQ(MakeDir(Wide(c.name), Wide(c.stop)), c.answer) << c.name << ' ' << c.stop;
     EXPECT_EQ(Exists(c.name), c.there) << c.name << ' ' << c.stop;
+  }
+  for (int i = 0; i < 20; ++i) {
+    const std::u16string deep = Wide("at once/" + std::to_string(i) + "/a/b/c/d/e/f/g/h");
+    auto other = std::async(std::launch::async, [&] { return MakeDir(deep, u""); });
+    EXPECT_TRUE(MakeDir(deep, u"") && other.get());
   }
 }
 
