@@ -167,6 +167,7 @@ class KVORLIB_API KBMap {
   bool RemoveKB(const std::u16string& name, std::u16string& msg);
   // Whether there are valid bases and no others.
   bool CheckState(std::u16string& msg) const;
+  // Loads what the key lists. REQUIRES: the key is open.
   bool FormListFromRegistry(std::u16string& msg);
 
   // The entry of `name`, the default for an empty one, null for none; with `checkValid` null too
@@ -180,6 +181,7 @@ class KVORLIB_API KBMap {
   bool StartUpUnguarded(std::u16string& msg, const std::u16string& defaultKB);
   bool StartFromNames(const std::vector<std::u16string>& paths, std::u16string& msg);
   bool StartFromRegistry(std::u16string& msg);
+  bool LoadListed(const Settings& listed, std::u16string& msg);
   std::vector<std::u16string> ReadListFile(std::u16string& msg);
   bool LoadFromText(KBData& entry, const std::u16string& text) const;
   Settings ListToStore(bool onlyValid) const;

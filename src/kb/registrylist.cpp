@@ -10,7 +10,6 @@ namespace KBEnv {
 
 using platform::Hive;
 using platform::RegistryAnswer;
-using platform::RegistryError;
 
 namespace {
 
@@ -20,32 +19,53 @@ constexpr const char16_t* CannotClose = u"Ошибка при закрытии �
 
 platform::RegistryValues Pairs(const Settings& values) { return {values.begin(), values.end()}; }
 
+Settings AsMap(const platform::RegistryValues& values) {
+  Settings data;
+  for (const auto& [name, value] : values) data[kb::UpToZero(name)] = kb::UpToZero(value);
+  return data;
+}
+
 RegistryAnswer ChangeKey(Hive hive, const std::u16string& path,
                          const std::function<bool(Settings&)>& change) {
   return platform::ChangeRegistryKey(hive, path, [&](platform::RegistryValues& values) {
-    Settings data;
-    for (const auto& [name, value] : values) data[kb::UpToZero(name)] = kb::UpToZero(value);
+    Settings data = AsMap(values);
     if (!change(data)) return false;
     values = Pairs(data);
     return true;
   });
 }
 
+bool ReadKey(platform::RegistryKey& key, Settings& data, std::u16string& msg) {
+  platform::RegistryValues values;
+  const RegistryAnswer answer = key.Read(values);
+  if (!answer) return kb::Fail(msg, CannotRead, answer);
+  data = AsMap(values);
+  return true;
+}
+
 }  // namespace
 
-// One that fails stops none of the others; `msg` is about the last that did.
+// List and default are read together, since another process may change both.
+bool KBMap::StartFromRegistry(std::u16string& msg) {
+  Settings stored;
+  if (!ReadKey(*kb::OpenKey(), stored, msg) || !LoadListed(stored, msg)) return false;
+  const auto name = stored.find(u"");
+  if (name != stored.end()) return SetDefaultKB(name->second, msg);
+  msg = u"Ошибка конфигурации KB в реестре: не указана база знаний по умолчанию";
+  return false;
+}
+
 bool KBMap::FormListFromRegistry(std::u16string& msg) {
+  Settings stored;
+  return ReadKey(*kb::OpenKey(), stored, msg) && LoadListed(stored, msg);
+}
+
+// One that fails stops none of the others; `msg` is about the last that did.
+bool KBMap::LoadListed(const Settings& listed, std::u16string& msg) {
   bool loaded = Current != nullptr;
-  std::u16string name;
-  std::u16string path;
-  for (std::size_t index = 0;; ++index) {
-    RegistryAnswer answer = kb::OpenKey()->ValueName(index, name);
-    if (answer.error == RegistryError::End) break;
-    if (answer && name.empty()) continue;
-    if (answer) answer = kb::OpenKey()->Read(name, path);
-    if (!answer) return kb::Fail(msg, CannotRead, answer);
-    name = kb::UpToZero(name);
-    if (LoadFromFile(name, platform::NativePath(kb::UpToZero(path)), msg, true)) {
+  for (const auto& [name, path] : listed) {
+    if (name.empty()) continue;
+    if (LoadFromFile(name, platform::NativePath(path), msg, true)) {
       loaded = true;
     } else if (!bases.contains(name)) {
       ListBroken = true;
@@ -107,14 +127,7 @@ bool KBMap::ReadDataFromKey(bool machine, const std::u16string& subKey, Settings
   RegistryAnswer answer =
       platform::OpenRegistryKey(hive, subKey, platform::RegistryAccess::Read, key);
   if (!answer) return kb::Fail(msg, CannotRead, answer);
-  data.clear();
-  std::u16string name;
-  std::u16string value;
-  for (std::size_t index = 0; key->ValueName(index, name); ++index) {
-    answer = key->Read(name, value);
-    if (!answer) return kb::Fail(msg, CannotRead, answer);
-    data[kb::UpToZero(name)] = kb::UpToZero(value);
-  }
+  if (!ReadKey(*key, data, msg)) return false;
   answer = key->Close();
   return answer ? true : kb::Fail(msg, CannotClose, answer);
 }

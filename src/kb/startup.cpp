@@ -60,17 +60,6 @@ std::vector<std::u16string> KBMap::ReadListFile(std::u16string& msg) {
   return paths;
 }
 
-bool KBMap::StartFromRegistry(std::u16string& msg) {
-  if (!FormListFromRegistry(msg)) return false;
-  std::u16string name;
-  const platform::RegistryAnswer answer = kb::OpenKey()->Read(u"", name);
-  if (!answer) {
-    return kb::Fail(msg, u"Ошибка конфигурации KB в реестре: не указана база знаний по умолчанию",
-                    answer);
-  }
-  return SetDefaultKB(kb::UpToZero(name), msg);
-}
-
 bool KBMap::StartFromNames(const std::vector<std::u16string>& paths, std::u16string& msg) {
   if (!paths.empty())
     return LoadList(paths, msg) && SetDefaultKB(FormKBNameFromPath(paths.front()), msg) &&

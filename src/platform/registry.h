@@ -7,7 +7,6 @@
 //   if (!answer) report(answer.words);
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,8 +21,7 @@ enum class RegistryAccess { Read, ReadWrite };
 
 enum class RegistryError {
   None,
-  NotThere,  // no such key, no such value, or the key of an open object has been deleted
-  End,       // no value has this index
+  NotThere,  // no such key, or the key of an open object has been deleted
   NoAccess,  // not allowed; also: writing through a key opened for reading alone, deleting a key
              // that has others below it
   Broken,    // what the hive is kept in is damaged, or of a kind that only later versions
@@ -40,6 +38,9 @@ struct [[nodiscard]] RegistryAnswer {
   explicit operator bool() const { return error == RegistryError::None; }
 };
 
+// Pairs of name and value; no name twice.
+using RegistryValues = std::vector<std::pair<std::u16string, std::u16string>>;
+
 // An open key. Names, values and the paths of keys may be any wide text whatever, lone surrogates
 // and zero characters among it. Case tells neither names nor paths apart, but is kept as it was
 // first written. The empty name is that of the key's default value, a value like others.
@@ -51,12 +52,9 @@ class RegistryKey {
  public:
   virtual ~RegistryKey() = default;  // closes
 
-  // The name of a value, counted from 0, in no order to rely on. Index 0 begins a walk; the others
-  // go on with the names as they stood at its beginning, so that a walk meets each of them once,
-  // whatever is changed meanwhile. A value may be gone when its turn to be read comes.
-  virtual RegistryAnswer ValueName(std::size_t index, std::u16string& name) = 0;
-  // On failure `value` is left alone.
-  virtual RegistryAnswer Read(const std::u16string& name, std::u16string& value) = 0;
+  // All values, as they stood together at one moment, in no order to rely on. On failure `values`
+  // is left alone.
+  virtual RegistryAnswer Read(RegistryValues& values) = 0;
   virtual RegistryAnswer Write(const std::u16string& name, const std::u16string& value) = 0;
   // Lets go of the key; every later call but this one is answered with Failed.
   virtual RegistryAnswer Close() = 0;
@@ -74,9 +72,6 @@ RegistryAnswer CreateRegistryKey(Hive hive, const std::u16string& path,
 // Deletes a key with its values. Objects on which it is open answer NotThere from then on, until a
 // key of this path is made again.
 RegistryAnswer DeleteRegistryKey(Hive hive, const std::u16string& path);
-
-// Pairs of name and value; no name twice.
-using RegistryValues = std::vector<std::pair<std::u16string, std::u16string>>;
 
 // In one step, so that nobody ever finds less and nobody else's change comes between: gives
 // `change` the values of the key, none if it is not there, and, unless that answers false, has the

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <map>
 #include <set>
 
 #include "platform/child.h"
@@ -36,14 +37,11 @@ struct RegistryTest : testing::Test {
     Key key;
     return OpenRegistryKey(User, path, access, key).error;
   }
-  // All names, each once; a walk that does not end properly counts as none.
-  static std::set<std::u16string> Names(RegistryKey& key) {
-    std::set<std::u16string> names;
-    std::u16string name;
-    RegistryAnswer answer;
-    for (std::size_t i = 0; (answer = key.ValueName(i, name)); ++i)
-      EXPECT_TRUE(names.insert(name).second);
-    return answer.error == Error::End ? names : std::set<std::u16string>();
+  // The values by name.
+  static std::map<std::u16string, std::u16string> Values(RegistryKey& key) {
+    RegistryValues values;
+    EXPECT_TRUE(key.Read(values));
+    return {values.begin(), values.end()};
   }
   const TempFolder home;
 };
@@ -54,22 +52,20 @@ TEST_F(RegistryTest, TextsOfAnyContentComeBackAsKeysNamesAndValues) {
        {u"", u" ", u"word", u"a=b", u"[x]", u"\"", u"\\", u"\\\\", u"\\n", u"\n", u"\r\n", u"\t#",
         u"# c", u"Слово", u"😀", u"\xD83D", u"\xDE00\xD83D", u"\xFEFF\xFFFF\x2028", u"= \"\""})
     texts.insert(text);
-  std::u16string value;
+  const auto valuesOf = [&](const std::u16string& text) {
+    std::map<std::u16string, std::u16string> values;
+    for (const auto& name : texts) values[name] = text + name;
+    return values;
+  };
   for (const auto& text : texts) {
-    std::vector<std::pair<std::u16string, std::u16string>> values;
-    values.reserve(texts.size());
-    for (const auto& name : texts) values.emplace_back(name, text + name);
-    ASSERT_TRUE(ReplaceRegistryKey(User, text, values));
+    const auto values = valuesOf(text);
+    ASSERT_TRUE(ReplaceRegistryKey(User, text, {values.begin(), values.end()}));
   }
-  for (const auto& text : texts) {
-    const Key key = Created(text);
-    EXPECT_EQ(Names(*key), texts);
-    for (const auto& name : texts) EXPECT_TRUE(key->Read(name, value) && value == text + name);
-  }
+  for (const auto& text : texts) EXPECT_EQ(Values(*Created(text)), valuesOf(text));
   EXPECT_NE(home.Read(HiveFile).find("\n\"Слово\" = \"😀Слово\"\n"), std::string::npos);
 }
 
-TEST_F(RegistryTest, FailuresAreToldApartAndWalksGoOnWithTheNamesOfTheirBeginning) {
+TEST_F(RegistryTest, FailuresAreToldApart) {
   EXPECT_EQ(Opened(), Error::NotThere) << "no folder yet";
   const Key key = Created();
   EXPECT_EQ(Opened(u"Software"), Error::None) << "the key above another is there";
@@ -79,21 +75,14 @@ TEST_F(RegistryTest, FailuresAreToldApartAndWalksGoOnWithTheNamesOfTheirBeginnin
   EXPECT_EQ(reader->Write(u"", u"x").error, Error::NoAccess);
   EXPECT_EQ(DeleteRegistryKey(User, u"Software").error, Error::NoAccess) << "a key lies below";
 
-  for (const auto* name : {u"a", u"b"}) ASSERT_TRUE(key->Write(name, u""));
-  std::u16string name;
-  ASSERT_TRUE(key->ValueName(0, name));
-  ASSERT_TRUE(ReplaceRegistryKey(User, Path, {{u"z", u""}}));
-  ASSERT_TRUE(key->ValueName(1, name));
-  EXPECT_EQ(key->Read(name, name).error, Error::NotThere);
-  EXPECT_EQ(name, u"b");
-  EXPECT_EQ(Names(*key), std::set<std::u16string>{u"z"});
-
   EXPECT_TRUE(DeleteRegistryKey(User, Path));
   EXPECT_EQ(key->Write(u"", u"x").error, Error::NotThere) << "the key was deleted while open";
-  EXPECT_EQ(key->ValueName(0, name).error, Error::NotThere);
+  RegistryValues values = {{u"a", u""}};
+  EXPECT_EQ(key->Read(values).error, Error::NotThere);
   EXPECT_EQ(DeleteRegistryKey(User, Path).error, Error::NotThere);
   EXPECT_TRUE(key->Close());
-  EXPECT_EQ(key->Read(u"", name).error, Error::Failed);
+  EXPECT_EQ(key->Read(values).error, Error::Failed);
+  EXPECT_EQ(values.size(), 1U) << "left alone";
 }
 
 TEST_F(RegistryTest, WhoMayNotReadOrWriteIsToldSo) {
@@ -172,7 +161,7 @@ TEST_F(RegistryTest, ChangesLeaveNamesInTheirCaseTheLinesOfAPersonAndALinkInPlac
   EXPECT_EQ(status.st_mode & 0777, 0640U);
 }
 
-TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersWalk) {
+TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersRead) {
   const Key key = Created();
   std::unique_ptr<Child> writers[4];
   char letter = 'a';
@@ -190,11 +179,11 @@ TEST_F(RegistryTest, ProcessesThatChangeValuesAtOnceLoseNothingWhileOthersWalk) 
     while (Created()->Write(u"doomed", u"x")) static_cast<void>(DeleteRegistryKey(User, u"other"));
   });
   EXPECT_EQ(doomed->Hear(), 'y');
-  for (int i = 0; i < 50; ++i) EXPECT_LE(Names(*key).size(), 101U);
+  for (int i = 0; i < 50; ++i) EXPECT_LE(Values(*key).size(), 101U);
   doomed = nullptr;  // killed, lock and all
   for (const auto& writer : writers) EXPECT_EQ(writer->Hear(), 'y');
-  const auto names = Names(*key);
-  EXPECT_EQ(names.size(), 100U + names.count(u"doomed"));
+  const auto values = Values(*key);
+  EXPECT_EQ(values.size(), 100U + values.count(u"doomed"));
 }
 
 TEST_F(RegistryTest, WriteThatFindsNoRoomLeavesWhatWasThere) {

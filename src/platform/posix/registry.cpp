@@ -16,26 +16,12 @@ class PosixRegistryKey final : public RegistryKey {
   PosixRegistryKey(RegistryFile kept, std::u16string keyPath, RegistryAccess allowed)
       : file(std::move(kept)), path(std::move(keyPath)), access(allowed) {}
 
-  RegistryAnswer ValueName(std::size_t index, std::u16string& name) override {
-    if (closed) return Closed();
-    if (index == 0 || !walking) {
-      RegistryText text;
-      if (auto read = ReadKey(text); !read) return read;
-      names = text.Names(path);
-      walking = true;
-    }
-    if (index >= names.size()) return file.Answer(RegistryError::End, "no more values");
-    name = names[index];
-    return {};
-  }
-
-  RegistryAnswer Read(const std::u16string& name, std::u16string& value) override {
+  RegistryAnswer Read(RegistryValues& values) override {
     if (closed) return Closed();
     RegistryText text;
-    if (auto read = ReadKey(text); !read) return read;
-    const std::u16string* const found = text.Find(path, name);
-    if (found == nullptr) return file.Answer(RegistryError::NotThere, "no such value");
-    value = *found;
+    if (auto read = file.Read(text); !read) return read;
+    if (!text.Has(path)) return NoSuchKey(file);
+    values = text.Values(path);
     return {};
   }
 
@@ -56,18 +42,12 @@ class PosixRegistryKey final : public RegistryKey {
   }
 
  private:
-  RegistryAnswer ReadKey(RegistryText& text) const {
-    auto read = file.Read(text);
-    return read && !text.Has(path) ? NoSuchKey(file) : read;
-  }
   RegistryAnswer Closed() const { return file.Answer(RegistryError::Failed, "the key is closed"); }
 
   RegistryFile file;
   std::u16string path;
   RegistryAccess access;
   bool closed = false;
-  bool walking = false;
-  std::vector<std::u16string> names;
 };
 
 }  // namespace
@@ -112,9 +92,7 @@ RegistryAnswer DeleteRegistryKey(Hive hive, const std::u16string& path) {
 RegistryAnswer ChangeRegistryKey(Hive hive, const std::u16string& path,
                                  const std::function<bool(RegistryValues&)>& change) {
   return RegistryFile(hive).Alter([&](RegistryText& text) {
-    RegistryValues values;
-    for (const std::u16string& name : text.Names(path))
-      values.emplace_back(name, *text.Find(path, name));
+    RegistryValues values = text.Values(path);
     if (!change(values)) return RegistryAnswer();
     text.Add(path);
     text.Empty(path);

@@ -238,22 +238,13 @@ bool RegistryText::HasBelow(const std::u16string& path) const {
   });
 }
 
-const std::u16string* RegistryText::Find(const std::u16string& path,
-                                         const std::u16string& name) const {
+RegistryValues RegistryText::Values(const std::u16string& path) const {
+  RegistryValues values;
   const auto [begin, end] = Section(path);
   for (std::size_t i = begin; i < end; ++i) {
-    if (lines[i].kind == Kind::Value && Same(lines[i].name, name)) return &lines[i].value;
+    if (lines[i].kind == Kind::Value) values.emplace_back(lines[i].name, lines[i].value);
   }
-  return nullptr;
-}
-
-std::vector<std::u16string> RegistryText::Names(const std::u16string& path) const {
-  std::vector<std::u16string> names;
-  const auto [begin, end] = Section(path);
-  for (std::size_t i = begin; i < end; ++i) {
-    if (lines[i].kind == Kind::Value) names.push_back(lines[i].name);
-  }
-  return names;
+  return values;
 }
 
 RegistryText::Line RegistryText::SectionLine(const std::u16string& path) {

@@ -18,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/registry.h"
+
 namespace platform {
 
 class RegistryText {
@@ -31,9 +33,8 @@ class RegistryText {
   // Whether the key, or one below it, has a section.
   bool Has(const std::u16string& path) const;
   bool HasBelow(const std::u16string& path) const;
-  // Null when there is no such value.
-  const std::u16string* Find(const std::u16string& path, const std::u16string& name) const;
-  std::vector<std::u16string> Names(const std::u16string& path) const;
+  // None when there is no such key.
+  RegistryValues Values(const std::u16string& path) const;
 
   void Add(const std::u16string& path);  // makes the section, unless it is there
   void Set(const std::u16string& path, const std::u16string& name, const std::u16string& value);
