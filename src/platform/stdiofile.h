@@ -13,8 +13,9 @@ struct StreamCloser {
 using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
 // Opens as fopen does; `mode` is one of its mode texts ("wb", "a+b", …). Null on failure, with the
-// code in errno. The handle is not inherited by started processes. The stream is for bytes: a port
-// keeps line ends as they are written.
+// code in errno. The handle is not inherited by started processes, and is never that of a standard
+// stream which the program was started without. The stream is for bytes: a port keeps line ends as
+// they are written.
 Stream OpenStream(const std::string& path, const std::string& mode);
 
 // For the functions of fdio.h. The stream keeps it.

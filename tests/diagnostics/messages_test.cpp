@@ -1,8 +1,10 @@
 // The logger's filter, the free functions past it, the file sinks, and the host's callbacks.
 #include "kvorlib/messages.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstring>
@@ -111,6 +113,14 @@ TEST_F(MessLoggerTest, FileTakesAMarkInEveryModeAndEverythingAtOnce) {
   EXPECT_EQ(writer.CloseLog(), u"");
   EXPECT_TRUE(writer.OpenLog(file, u"a+b") && writer.Write(u"."));
   EXPECT_EQ(Logged(), u"\uFEFFодин\n🗒 2\uFEFF.");
+
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  EXPECT_TRUE(writer.OpenLog(file, u"a+b") && writer.Write(u"."));
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "no log takes the place of a standard stream";
+  dup2(input, STDIN_FILENO);
+  close(input);
+  EXPECT_EQ(Logged(), u"\uFEFFодин\n🗒 2\uFEFF.\uFEFF.");
 
   EXPECT_FALSE(writer.OpenLog(Wide("no/where"), u"wb") || writer.Write(u"lost"));
   ASSERT_TRUE(writer.OpenLog(u"/dev/full", u"wb"));
