@@ -30,7 +30,8 @@ RdTable::~RdTable() = default;
 struct TxtRdTable::File {
   platform::Stream stream;
   int codePage = Unmarked;  // of the bytes
-  std::u16string line;      // the rest of a line that is handed out in pieces
+  std::u16string line;      // which is handed out in pieces
+  std::size_t handedOut = 0;
   bool atEnd = false;
 
   // Up to `n` bytes; fewer at the end of the file and where it cannot be read.
@@ -48,9 +49,12 @@ struct TxtRdTable::File {
   }
 
   std::u16string NextPiece() {
-    if (line.empty()) line = NextLine();
-    std::u16string piece = line.substr(0, LongestPiece);
-    line.erase(0, piece.size());
+    if (handedOut == line.size()) {
+      line = NextLine();
+      handedOut = 0;
+    }
+    std::u16string piece = line.substr(handedOut, LongestPiece);
+    handedOut += piece.size();
     if (!piece.ends_with(u'\n') && piece.size() < LongestPiece) atEnd = true;
     return piece;
   }
