@@ -211,8 +211,9 @@ class KVORLIB_API XMLDoc {
   //
   // A file that cannot be opened is "Could not open file", the answer false of StartWriting is "XML
   // document could not be written", both ERR_FATAL. The descriptor is open for writing, in binary
-  // mode, and stays so; a file that is made is for its owner alone. SaveString leaves `out` alone
-  // when there was nothing to write.
+  // mode, and stays so; where it only adds to its file, what stood there stays. The answer is false
+  // for one that has no beginning to go to, such as a pipe. A file that is made is for its owner
+  // alone. SaveString leaves `out` alone when there was nothing to write.
   //
   // Throws: std::runtime_error "Couldn't write file."; Except, by CP2chset, for a code page without
   // a name; what StartWriting throws. ErrData, ERR_FATAL "Wrong XMLDoc state", when the document is

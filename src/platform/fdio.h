@@ -39,6 +39,8 @@ bool ReadAll(int fd, char* out, std::size_t n);
 bool WriteAll(int fd, const char* bytes, std::size_t n);
 // Cuts or extends the file, by zero bytes.
 bool ChangeSize(int fd, std::int64_t size);
+// Cuts the file where the descriptor stands.
+bool CutHere(int fd);
 // Waits until what was written is on the disk; true also for what lies on none.
 bool Commit(int fd);
 

@@ -40,7 +40,6 @@ bool Encode(const std::u16string& text, int codePage, std::string& bytes) {
 void IFileStream::Write(std::string_view bytes) {
   if (!platform::WriteAll(descriptor, bytes.data(), bytes.size()))
     throw std::runtime_error("Couldn't write file.");
-  written += bytes.size();
 }
 
 SaxResult XMLWriter::error(const SaxLocator& place, const std::u16string& message, SaxResult code) {
@@ -116,7 +115,7 @@ bool XMLWriter::Save(int fd, int number) {
     return false;
   }
   stream.Write(bytes);
-  return platform::ChangeSize(fd, static_cast<std::int64_t>(stream.Written()));
+  return platform::CutHere(fd);
 }
 
 bool XMLWriter::Save(std::u16string& out) {

@@ -17,11 +17,9 @@ class IFileStream {
 
   // Throws: std::runtime_error "Couldn't write file.", unless all is written.
   void Write(std::string_view bytes);
-  std::size_t Written() const { return written; }
 
  private:
   int descriptor;
-  std::size_t written = 0;
 };
 
 class XMLWriter {

@@ -72,6 +72,12 @@ TEST_F(Writing, FileHasMarkDeclarationAndNoOldTail) {
               mark + Encoded(codePage, u"<?xml version=\"1.0\" encoding=\"" + encoding +
                                            u"\" standalone=\"no\"?>\r\n<я>" + text + u"</я>"));
   }
+
+  const std::string whole = folder.Read("файл");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(
+      std::fopen(folder.Path("файл").c_str(), "ab"), std::fclose);
+  EXPECT_TRUE(doc.SaveFile(fileno(log.get())));
+  EXPECT_EQ(folder.Read("файл"), whole + whole) << "what is only added to loses nothing";
 }
 
 TEST_F(Writing, WhatIsNearestInACodePageIsEscapedAndNeverAControlCharacter) {

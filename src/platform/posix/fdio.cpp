@@ -84,6 +84,11 @@ bool ChangeSize(int fd, std::int64_t size) {
   return Uninterrupted([&] { return ftruncate(fd, size); }) == 0;
 }
 
+bool CutHere(int fd) {
+  const off_t here = lseek(fd, 0, SEEK_CUR);
+  return here >= 0 && ChangeSize(fd, here);
+}
+
 bool Commit(int fd) {
   return Uninterrupted([&] { return fsync(fd); }) == 0 || errno == EINVAL || errno == EROFS;
 }
