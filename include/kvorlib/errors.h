@@ -66,8 +66,8 @@ struct KVORLIB_API ErrDescr : ErrData {
   ErrCoord& GetESource() { return source; }
   const ErrCoord& GetESource() const { return source; }
 
-  // Writes "name(line,column) Error: message" and a line end, leaving out what is not known. A
-  // message that brings its own "\r\n" behind at least one other unit gets none.
+  // Writes "name(line,column) Error: message" and a line end, leaving out what is not known; a
+  // column without a line stands alone, as a line would. A message that ends in "\r\n" gets none.
   void GetErrDescr(std::basic_ostream<char16_t>& stream) const;
 
   bool operator==(const ErrDescr& o) const;

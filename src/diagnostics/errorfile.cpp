@@ -1,7 +1,9 @@
 // Diagnostics as XML: saving and loading, with every failure turned into one more diagnostic.
 #include "kvorlib/errorfile.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 #include "diagnostics/decimal.h"
 
@@ -57,10 +59,13 @@ std::u16string PermanentErrProc::Search(const XMLAttrs& attrs, const std::u16str
 int PermanentErrProc::SearchInt(const XMLAttrs& attrs, const std::u16string& key) {
   const std::u16string value = Search(attrs, key);
   if (value.empty()) return -1;
-  // What is no ASCII ends a number as any other sign does.
+  // What is no ASCII ends a number as any other sign does. A number that is too great is the
+  // greatest: a wrapped one might look like none, or like another place.
   std::string digits;
   for (const char16_t unit : value) digits += unit < 0x80 ? static_cast<char>(unit) : '?';
-  return static_cast<int>(std::strtol(digits.c_str(), nullptr, 10));
+  constexpr long least = std::numeric_limits<int>::min();
+  constexpr long most = std::numeric_limits<int>::max();
+  return static_cast<int>(std::clamp(std::strtol(digits.c_str(), nullptr, 10), least, most));
 }
 
 bool PermanentErrProc::StartWriting() const {

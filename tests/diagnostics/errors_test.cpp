@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <limits>
 #include <stdexcept>
 
 #include "kvorlib/errorfile.h"
@@ -189,13 +190,15 @@ TEST(ErrorFile, FailureIsAnEntryAndTheFileDecidesWhetherWrongDataIsOne) {
       {u"<errors>" + ok + u"<b/>" + ok + u"</errors>", true, u"1 m; " + wrong},
       {u"<errors throw='no'>" + ok + u"<", false, u"1 m; " + failed},
       {u"<errors throw='true'>" + ok + u"<", false, u"1 m; " + failed + failed},
-      {u"<errors><error type='error'><coord line='12x'/></error></errors>", true, u"0 ; "}};
+      {u"<errors><error type='error'><coord line='12x' column='99999999999'/></error></errors>",
+       true, u"0 ; "}};
   PermanentErrProc errors;
   for (const auto& [text, answer, entries] : cases) {
     EXPECT_EQ(errors.ReadDataFromString(text), answer);
     EXPECT_EQ(Entries(errors), entries);
   }
   EXPECT_EQ(errors.GetError(0).GetELine(), 12);
+  EXPECT_EQ(errors.GetError(0).GetEColumn(), std::numeric_limits<int>::max());
 
   // What is thrown by the load of a file is a failure, too.
   TempFolder folder;
