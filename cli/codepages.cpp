@@ -69,11 +69,11 @@ std::string EncodeAsMarkup(const std::u16string& text, int codePage) {
     bool StartWriting() const override { return WriteStartElement(name) && WriteEndElement(name); }
     const std::u16string& name;
   } tag(text);
-  const TemporaryFile file(std::filesystem::temp_directory_path(), "temporary file");
+  const NamelessFile file(std::filesystem::temp_directory_path().string(), "temporary file");
   XMLDoc document;
   document.SetCP(codePage);
   document.SetCallback(&tag, XMLDoc::DC_WRITE);
-  if (!document.SaveFile(Wide(file.Path()))) throw Failure(file.Path(), "cannot be written");
+  if (!document.SaveFile(Wide(file.Path()))) throw Failure("temporary file", "cannot be written");
   const std::string bytes = InputFile(file.Path()).Content();
   const std::size_t begin = bytes.find('<', bytes.find("?>")) + 1;
   return bytes.substr(begin, bytes.rfind("/>") - begin);
@@ -98,12 +98,17 @@ int CodePageFrom(const std::string& text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   const bool whole = error == std::errc() && end == text.data() + text.size();
   try {
-    if (!whole) return chset2CP(Wide(text));
+    if (!whole) number = chset2CP(Wide(text));
     if (!IsWide(number)) CP2chset(number);
-    return number;
   } catch (const Except&) {
     throw Failure("", text + ": no such code page");
   }
+  try {
+    if (!IsWide(number)) A2U({}, number);
+  } catch (const Except&) {
+    throw Failure("", text + ": no text can be converted under this code page");
+  }
+  return number;
 }
 
 std::string CharsetOf(int codePage) {

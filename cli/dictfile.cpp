@@ -1,9 +1,6 @@
 // A dictionary as the commands use it.
 #include "dictfile.h"
 
-#include <filesystem>
-#include <system_error>
-
 namespace kvor {
 namespace {
 
@@ -28,8 +25,6 @@ DictFile::DictFile(const std::string& path, KeyedFile::Access access)
     : file(Open(path, access)), articles(file.Index()) {}
 
 void DictFile::Create(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::exists(path, ignored)) throw Failure(path, "exists already");
   const KeyedFile made = KeyedFile::Create(path, IndexFile::KD_TEXT0);
 }
 

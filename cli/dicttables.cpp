@@ -1,20 +1,18 @@
 // kvor dict import, export, list: articles as tables, one row an article.
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <system_error>
 
 #include "commands.h"
 #include "dictfile.h"
 #include "dictload.h"
 #include "environment.h"
+#include "inputfile.h"
 #include "json.h"
 #include "linereader.h"
 #include "terminal.h"
-#include "wholefile.h"
 
 namespace kvor {
 namespace {
@@ -96,7 +94,8 @@ class Import {
     if (unfit != 0) {
       Complain(options.file, Counted(unfit, "row") + " refused: their names are there by now");
     }
-    if (!report.done) throw Failure(options.file, KeyedFile::Explained(report.failure));
+    if (!report.done)
+      throw Failure(options.file, KeyedFile::Explained(report.failure, options.file));
   }
 
   void Refuse(const std::string& fault) {
@@ -136,48 +135,25 @@ class Import {
 // Where rows go: standard output, or a file that is there under its name only when it is whole.
 class TableWriter {
  public:
-  TableWriter(Output& output, const TableOptions& options) : out(output), path(options.table) {
-    if (path == "-") return;
+  TableWriter(Output& output, const TableOptions& options)
+      : target(output, options.table == "-" ? "" : options.table, options.replace) {
     std::error_code ignored;
-    if (std::filesystem::exists(path, ignored) && !options.replace) {
-      throw Failure(path, "exists (--replace writes over it)");
-    }
-    if (std::filesystem::equivalent(path, options.file, ignored)) {
-      throw Failure(path, "is the dictionary itself");
-    }
-    whole.emplace(path);
-    file.open(whole->Place(), std::ios::binary | std::ios::trunc);
-    if (!file) Fail();
+    if (std::filesystem::equivalent(options.table, options.file, ignored))
+      throw Failure(options.table, "is the dictionary itself");
   }
-  TableWriter(const TableWriter&) = delete;
-  TableWriter& operator=(const TableWriter&) = delete;
 
   void Write(const std::string& row) {
     // A mark in front of a name in the first row would be taken for that of the table.
-    const bool marked = first && row.starts_with("\xEF\xBB\xBF");
+    const bool marked = first && row.starts_with(Mark);
     first = false;
-    const std::string text = (marked ? "\xEF\xBB\xBF" + row : row) + '\n';
-    if (!whole) {
-      out << text;
-    } else if (!file.write(text.data(), static_cast<std::streamsize>(text.size()))) {
-      Fail();
-    }
+    target.Write((marked ? std::string(Mark) + row : row) + '\n');
   }
-
-  void Finish() {
-    if (!whole) return;
-    file.close();
-    if (!file) Fail();
-    whole->Finish();
-  }
+  void Finish() { target.Finish(); }
 
  private:
-  [[noreturn]] void Fail() const { throw Failure(path, "cannot be written"); }
+  static constexpr std::string_view Mark = "\xEF\xBB\xBF";
 
-  Output& out;
-  std::string path;
-  std::optional<WholeFile> whole;
-  std::ofstream file;
+  Target target;
   bool first = true;
 };
 

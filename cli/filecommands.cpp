@@ -77,7 +77,8 @@ void PrintStat(Output& out, const std::string& file, const StoreReport& r) {
 int Stat(Session& session, const FileOptions& options) {
   { const KeyedFile openable(options.file, KeyedFile::Access::Read); }
   const StoreReport report = CheckStore(options.file);
-  if (report.state == StoreState::Unreadable) throw Failure(options.file, report.failure);
+  if (report.state == StoreState::Unreadable)
+    throw Failure(options.file, KeyedFile::Explained(report.failure, options.file));
   if (session.json) {
     session.out << StatJson(options.file, report) << '\n';
   } else {
@@ -208,10 +209,12 @@ void AddFileCommands(CLI::App& store, Session& session) {
                        "  kvor store stat words.kv\n", Stat);
   stat->add_option("FILE", options->file, "The store file")->required();
 
-  CLI::App* clear = add("clear", "Remove all records of a file", "", Clear);
+  CLI::App* clear =
+      add("clear", "Remove all records of a file", "  kvor store clear words.kv\n", Clear);
   clear->add_option("FILE", options->file, "The store file")->required();
 
-  CLI::App* upgrade = add("upgrade", "Make a file of version 23 one of version 24", "", Upgrade);
+  CLI::App* upgrade = add("upgrade", "Make a file of version 23 one of version 24",
+                          "  kvor store upgrade words.kv\n", Upgrade);
   upgrade->add_option("FILE", options->file, "The store file")->required();
   upgrade->add_flag("--force", options->force, "Even if long records cannot be read afterwards");
 

@@ -5,7 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <random>
 #include <system_error>
 
 #include "environment.h"
@@ -40,54 +39,18 @@ void ReadAll(std::FILE* stream, const std::string& name, const Take& take) {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile(const fs::path& folder, std::string failing)
-    : about(std::move(failing)) {
-  std::random_device random;
-  do {
-    path = (folder / (".kvor-" + std::to_string(random()))).string();
-    stream.reset(std::fopen(path.c_str(), "wbx"));
-  } while (!stream && errno == EEXIST);
-  if (!stream) {
-    path.clear();
-    Fail();
-  }
-  goes.emplace(path);
-}
-
-TemporaryFile::~TemporaryFile() {
-  std::error_code ignored;
-  if (!path.empty()) fs::remove(path, ignored);
-}
-
-void TemporaryFile::Fail() const { throw Failure(about, std::strerror(errno)); }
-
-void TemporaryFile::Write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size()) Fail();
-}
-
-void TemporaryFile::Close() {
-  if (stream && std::fclose(stream.release()) != 0) Fail();
-}
-
-namespace {
-
-std::unique_ptr<TemporaryFile> PrivateFile(const std::string& about) {
-  auto file = std::make_unique<TemporaryFile>(fs::temp_directory_path(), about);
-  fs::permissions(file->Path(), fs::perms::owner_read | fs::perms::owner_write);
-  return file;
-}
-
-}  // namespace
-
+// Those that cannot be read twice, or not from any place, are copied: standard input, pipes,
+// devices.
 InputFile::InputFile(const std::string& asked)
     : path(asked), name(asked == "-" ? "standard input" : asked) {
-  if (asked != "-") {
-    OpenToRead(path, name);
-    return;
-  }
-  copy = PrivateFile(name);
-  ReadAll(stdin, name, [&](std::string_view bytes) { copy->Write(bytes); });
-  copy->Close();
+  std::error_code ignored;
+  const Stream stream = asked == "-" ? Stream(stdin) : OpenToRead(path, name);
+  if (asked != "-" && fs::is_regular_file(path, ignored)) return;
+  copy = std::make_unique<NamelessFile>(fs::temp_directory_path().string(), name);
+  std::ofstream file(copy->Path(), std::ios::binary);
+  ReadAll(stream.get(), name, [&](std::string_view bytes) { file << bytes; });
+  file.close();
+  if (!file) throw Failure(name, std::strerror(errno));
 }
 
 std::string InputFile::Content() const {
@@ -127,13 +90,7 @@ Target::Target(Output& output, const std::string& target, bool replace)
 }
 
 void Target::CheckFile() const {
-  if (!file) throw Failure(path, "cannot be written");
-}
-
-void Target::Open() {
-  if (file.is_open()) return;
-  file.open(whole->Place(), std::ios::binary | std::ios::trunc);
-  CheckFile();
+  if (!file) throw Failure(path, std::strerror(errno));
 }
 
 void Target::Write(std::string_view bytes) {
@@ -141,27 +98,24 @@ void Target::Write(std::string_view bytes) {
     out << bytes;
     return;
   }
-  Open();
+  if (!file.is_open()) file.open(whole->Place(), std::ios::binary | std::ios::trunc);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   CheckFile();
 }
 
 const std::string& Target::Path() {
-  if (whole) {
-    Open();  // with the rights of any new file
-    return whole->Place();
-  }
-  copy = PrivateFile("standard output");
-  copy->Close();
+  if (whole) return whole->Place();
+  copy = std::make_unique<NamelessFile>(fs::temp_directory_path().string(), "standard output");
   return copy->Path();
 }
 
 void Target::Finish() {
   if (copy) out << InputFile(copy->Path()).Content();
   if (!whole) return;
-  Open();
-  file.close();
-  CheckFile();
+  if (file.is_open()) {
+    file.close();
+    CheckFile();
+  }
   whole->Finish();
 }
 

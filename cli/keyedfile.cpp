@@ -3,11 +3,16 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
+#include <system_error>
 
 #include "json.h"
 #include "kvorlib/persistentmap.h"
 
 namespace kvor {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 // Words that are about the record or key in hand. All others are about the file.
@@ -42,6 +47,8 @@ KeyedFile::KeyedFile(const std::string& filePath, Access access, IndexFile::KDTY
 }
 
 KeyedFile KeyedFile::Create(const std::string& path, IndexFile::KDTYPE layout) {
+  std::error_code ignored;
+  if (fs::exists(path, ignored)) throw Failure(path, "exists already");
   {
     KeyedFile made(path);
     if (!made.index.Create(UriOf(path).c_str(), layout)) made.Fail();
@@ -52,10 +59,16 @@ KeyedFile KeyedFile::Create(const std::string& path, IndexFile::KDTYPE layout) {
 std::string KeyedFile::Words() {
   // A map that could not be opened counts as none for the keyed file, but keeps the words.
   PersistentMap* map = index.GetIndHandle();
-  return Explained(map != nullptr ? map->get_err_mess() : index.ErrorMessage());
+  return Explained(map != nullptr ? map->get_err_mess() : index.ErrorMessage(), path);
 }
 
-std::string KeyedFile::Explained(std::string words) {
+std::string KeyedFile::Explained(std::string words, const std::string& path) {
+  constexpr std::uintmax_t page = 4096;
+  std::error_code ignored;
+  if (words == "SYSTEM ERROR" && fs::is_directory(path, ignored)) words += " (a folder)";
+  if (words == "SYSTEM ERROR" && fs::is_regular_file(path, ignored) &&
+      fs::file_size(path, ignored) < page)
+    words += " (no store file: it is shorter than a page)";
   if (words == "TIMEOUT") words += " (another process keeps the store busy)";
   // So the store answers when nothing is wrong but the mark.
   if (words == "SUCCESS") words += " (the file is marked as corrupted and takes no updates)";

@@ -18,6 +18,7 @@ class KeyedFile {
   // Throws Failure. With a `layout` the file must have that one.
   KeyedFile(const std::string& path, Access access,
             IndexFile::KDTYPE layout = IndexFile::KD_STORED);
+  // The file must not exist.
   static KeyedFile Create(const std::string& path, IndexFile::KDTYPE layout);
 
   KeyedFile(const KeyedFile&) = delete;
@@ -29,8 +30,8 @@ class KeyedFile {
   const KEYDESCR& Layout() { return index.GetKeyDescr(); }
   TextForm Form() { return TextForm(Layout()); }
 
-  // The store's words, with what they do not tell.
-  static std::string Explained(std::string words);
+  // The store's words for a failure of this file, with what they do not tell.
+  static std::string Explained(std::string words, const std::string& path);
   // The library's words for the latest failure, explained.
   std::string Words();
   // Throws Failure with them.

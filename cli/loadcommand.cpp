@@ -97,7 +97,7 @@ void Loader::Store() {
   sorted.reset();
   counts.stored += report.stored;
   counts.present += report.present;
-  if (!report.done) throw Failure(options.file, KeyedFile::Explained(report.failure));
+  if (!report.done) throw Failure(options.file, KeyedFile::Explained(report.failure, options.file));
 }
 
 bool Loader::Collect(const std::string& record) {

@@ -143,6 +143,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
+    kvor::LetClosedStreamsFail();
     kvor::LetClosedPipesFail();
     return kvor::Run(argc, argv);
   } catch (...) {  // no memory even for the words

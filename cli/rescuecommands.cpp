@@ -68,7 +68,8 @@ void PrintVerdict(Session& session, const std::string& file, const StoreReport& 
 
 int Check(Session& session, const RescueOptions& options) {
   const StoreReport report = CheckStore(options.file);
-  if (report.state == StoreState::Unreadable) throw Failure(options.file, report.failure);
+  if (report.state == StoreState::Unreadable)
+    throw Failure(options.file, KeyedFile::Explained(report.failure, options.file));
   for (const StoreFinding& finding : report.findings) PrintFinding(session, finding);
   PrintVerdict(session, options.file, report);
   return report.state == StoreState::Sound ? Fine : Negative;
@@ -110,7 +111,7 @@ int Salvage(Session& session, const RescueOptions& options) {
   const SalvageReport report = SalvageStore(options.file, options.target, how);
   progress.Clear();
   if (!report.done && report.Saved() == 0 && report.losses.empty()) {
-    throw Failure(report.failedFile, report.failure);
+    throw Failure(report.failedFile, KeyedFile::Explained(report.failure, report.failedFile));
   }
   for (const StoreFinding& loss : report.losses) PrintFinding(session, loss);
   PrintSalvage(session, report);

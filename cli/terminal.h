@@ -1,9 +1,6 @@
 // What the tool asks of the system around it: terminals and signals. One source a platform.
 #pragma once
 
-#include <cstddef>
-#include <string>
-
 namespace kvor {
 
 bool StderrIsTerminal();
@@ -15,6 +12,10 @@ bool InputComesSoon();
 
 // Lets a write to a pipe without a reader fail instead of ending the process.
 void LetClosedPipesFail();
+
+// Of the standard streams those that the tool was started without fail, and no file that is opened
+// later comes in their place, to be written full of complaints.
+void LetClosedStreamsFail();
 
 // While one lives, an interrupt (Ctrl-C, a polite kill) ends the tool at the next safe point: at
 // once while it waits for input, otherwise after the operation in hand. So a store file is never
@@ -29,19 +30,6 @@ class InterruptScope {
   static bool Requested();
   // Around waiting for input, with nothing half done.
   static void Waiting(bool waiting);
-};
-
-// While one lives, an interrupt that ends the tool at once takes this file away first. There is
-// room for a few; one file too many, or with too long a path, simply stays.
-class GoesWithTheTool {
- public:
-  explicit GoesWithTheTool(const std::string& path);
-  ~GoesWithTheTool();
-  GoesWithTheTool(const GoesWithTheTool&) = delete;
-  GoesWithTheTool& operator=(const GoesWithTheTool&) = delete;
-
- private:
-  std::size_t place;
 };
 
 }  // namespace kvor

@@ -1,8 +1,8 @@
-// Writing beside a file, and putting what was written in its place.
+// Writing aside, and putting what was written in its place.
 #include "wholefile.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -19,29 +19,25 @@ WholeFile::WholeFile(const std::string& path) : name(path), target(path) {
   const fs::path real = fs::canonical(path, ignored);
   if (!real.empty()) target = real.string();
   const bool kept = !real.empty() && !std::ofstream(target, std::ios::app);
-  if (kept) throw Failure(path, "cannot be written");
-  part = target + ".part";
-  std::FILE* made = nullptr;
-  while ((made = std::fopen(part.c_str(), "wbx")) == nullptr && errno == EEXIST) part += '~';
-  if (made == nullptr) throw Failure(path, "cannot be written");
-  std::fclose(made);
-  goes.emplace(part);
+  if (kept) throw Failure(path, std::strerror(errno));
+  const std::string folder = fs::path(target).parent_path().string();
+  file.emplace(folder.empty() ? "." : folder, path);
 }
 
-WholeFile::~WholeFile() {
-  std::error_code ignored;
-  if (!part.empty()) fs::remove(part, ignored);
-}
-
+// A name that is taken can only be taken over by another name.
 void WholeFile::Finish() {
-  if (part.empty()) return;
+  if (!file) return;
   std::error_code error;
   const fs::perms mode = fs::status(target, error).permissions();
-  if (!error) fs::permissions(part, mode, error);
-  goes.reset();  // the name may be another tool's as soon as it is free
-  fs::rename(part, target, error);
+  if (!error) fs::permissions(file->Path(), mode, error);
+  std::string part = target + ".part";
+  while ((error = file->TakeName(part)) == std::errc::file_exists) part += '~';
   if (error) throw Failure(name, error.message());
-  part.clear();
+  fs::rename(part, target, error);
+  if (!error) return;
+  std::error_code ignored;
+  fs::remove(part, ignored);
+  throw Failure(name, error.message());
 }
 
 }  // namespace kvor

@@ -1,13 +1,12 @@
 // Terminals and signals on POSIX systems.
 #include "../terminal.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <csignal>
+#include <initializer_list>
 
 namespace kvor {
 namespace {
@@ -15,12 +14,6 @@ namespace {
 volatile std::sig_atomic_t requested = 0;
 volatile std::sig_atomic_t patient = 0;
 volatile std::sig_atomic_t waits = 0;
-
-struct Doomed {
-  volatile std::sig_atomic_t exists = 0;
-  std::array<char, 4096> path{};
-};
-std::array<Doomed, 4> doomed;
 
 constexpr int Signals[] = {SIGINT, SIGTERM, SIGHUP};
 
@@ -38,18 +31,8 @@ void OnSignal(int number) {
     patient = 0;
     return;
   }
-  for (const Doomed& file : doomed)
-    if (file.exists != 0) unlink(file.path.data());
   Set(number, SIG_DFL);
   raise(number);
-}
-
-void Listen() {
-  for (const int number : Signals) {
-    struct sigaction old {};
-    sigaction(number, nullptr, &old);
-    if (old.sa_handler != SIG_IGN) Set(number, OnSignal);  // nohup stays in force
-  }
 }
 
 }  // namespace
@@ -64,10 +47,21 @@ bool InputComesSoon() {
 
 void LetClosedPipesFail() { Set(SIGPIPE, SIG_IGN); }
 
+// A file gets the lowest number that is free; what it is opened for here, no stream does.
+void LetClosedStreamsFail() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(number, F_GETFD) == -1)
+      open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
 InterruptScope::InterruptScope() {
   requested = 0;
   patient = 1;
-  Listen();
+  for (const int number : Signals) {
+    struct sigaction old {};
+    sigaction(number, nullptr, &old);
+    if (old.sa_handler != SIG_IGN) Set(number, OnSignal);  // nohup stays in force
+  }
 }
 
 InterruptScope::~InterruptScope() { patient = 0; }
@@ -75,21 +69,5 @@ InterruptScope::~InterruptScope() { patient = 0; }
 bool InterruptScope::Requested() { return requested != 0; }
 
 void InterruptScope::Waiting(bool waiting) { waits = waiting ? 1 : 0; }
-
-GoesWithTheTool::GoesWithTheTool(const std::string& path) : place(0) {
-  while (place < doomed.size() && doomed[place].exists != 0) ++place;
-  if (place == doomed.size() || path.size() >= doomed[place].path.size()) {
-    place = doomed.size();
-    return;
-  }
-  std::copy(path.c_str(), path.c_str() + path.size() + 1, doomed[place].path.begin());
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-  doomed[place].exists = 1;
-  Listen();
-}
-
-GoesWithTheTool::~GoesWithTheTool() {
-  if (place < doomed.size()) doomed[place].exists = 0;
-}
 
 }  // namespace kvor

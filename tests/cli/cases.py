@@ -303,8 +303,9 @@ def case_files_that_are_none():
     for name, data in ('empty', b''), ('foreign', b'\x89PNG' * 3000), ('short', b'\x18\0\1\2'):
         write(name, data)
     os.mkdir('folder')
-    told = {'empty': 'SYSTEM ERROR', 'foreign': 'FILE CORRUPTED', 'folder': 'SYSTEM ERROR',
-            'short': 'SYSTEM ERROR', 'missing': 'NONEXISTENT FILE'}
+    short = 'SYSTEM ERROR (no store file: it is shorter than a page)'
+    told = {'empty': short, 'foreign': 'FILE CORRUPTED', 'folder': 'SYSTEM ERROR (a folder)',
+            'short': short, 'missing': 'NONEXISTENT FILE'}
     for name, expected in told.items():
         before = os.path.isfile(name) and content(name)
         for command, *rest in [('get', 'KEY'), ('list',), ('stat',), ('copy', 'to'), *WRITERS]:
@@ -314,7 +315,7 @@ def case_files_that_are_none():
             continue
         run('check', name, code=1)
         run('salvage', name, 'to', code=2, err='the header is lost')
-        run('create', name, '--key', '3', code=2, err=f'kvor: {name}: SYSTEM ERROR')
+        run('create', name, '--key', '3', code=2, err=f'kvor: {name}: exists already\n')
         assert content(name) == before
     assert not os.path.exists('to')
     run('create', 'no/folder/f', '--key', '3', code=2, err='kvor: no/folder/f: NONEXISTENT FILE')
@@ -455,7 +456,7 @@ def case_terms_are_found_by_name_and_code_and_told_when_they_are_not():
          '  1372 multidirectional-motion\n')
     term('belongs', 'common-noun', '1000', out='yes\n')
     term('belongs', 'russian', 'part-of-speech', code=1, out='no\n')
-    term('header', 'no/terms.h', code=2, err='kvor: no/terms.h: cannot be written\n')
+    term('header', 'no/terms.h', code=2, err='kvor: no/terms.h: No such file or directory\n')
     term('header', 'terms.h', out='')
     assert content('terms.h').count(b'\n#define T_') == len(rows('tree', of='term')) > 500
     with open(f'{HERE}/../../data/Data/Source/sample.tsv', encoding='utf-8') as table:
@@ -728,14 +729,16 @@ def case_full_disk():
     run('list', 'w', out=LISTED)  # what was there under the name
 
 
-def case_interrupted_conversion_leaves_nothing_behind():
+def case_killed_conversion_leaves_nothing_behind():
     env = {**os.environ, 'TMPDIR': os.getcwd()}  # for the copy of standard input
     with subprocess.Popen([KVOR, 'text', 'convert', '-', '--output', 'out'], env=env, **PIPES) as tool:
-        while tool.poll() is None and not glob.glob('.kvor*'):
+        def opened():
+            links = (os.path.join(f'/proc/{tool.pid}/fd', n) for n in os.listdir(f'/proc/{tool.pid}/fd'))
+            return [name for name in map(os.readlink, links) if name.startswith(os.getcwd())]
+        while len(opened()) < 2:
             time.sleep(0.01)
-        time.sleep(0.1)
-        tool.send_signal(signal.SIGINT)
-        assert tool.wait(20) == -signal.SIGINT, tool.returncode
+        tool.send_signal(signal.SIGKILL)
+        assert tool.wait(20) == -signal.SIGKILL, tool.returncode
     assert os.listdir() == []
 
 
