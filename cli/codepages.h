@@ -18,6 +18,7 @@ struct Guess {
   bool mark = false;  // a byte order mark stands in front
 };
 Guess GuessCodePage(std::string_view bytes);
+constexpr const char* NothingTells = "nothing tells its code page; --from is needed";
 
 // By its number, or by the name that it has on the web. Throws Failure.
 int CodePageFrom(const std::string& text);

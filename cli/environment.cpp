@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "json.h"
 #include "kvorlib/encoding.h"
 #include "kvorlib/errors.h"
 #include "kvorlib/knowledgebase.h"
@@ -16,6 +17,11 @@ namespace kvor {
 
 std::u16string Wide(const std::string& text) {
   return u8_w(text.data(), text.data() + text.size());
+}
+
+std::u16string WidePath(const std::string& path) {
+  if (!IsUtf8(path)) throw Failure(path, "its name is not valid UTF-8");
+  return Wide(path);
 }
 
 std::string Narrow(const std::u16string& text) {

@@ -50,6 +50,8 @@ std::string OneLine(const std::u16string& text);
 
 // UTF-8 to wide and back.
 std::u16string Wide(const std::string& text);
+// Of a path. Throws Failure for one that is no UTF-8: the library would go to another file.
+std::u16string WidePath(const std::string& path);
 std::string Narrow(const std::u16string& text);
 
 }  // namespace kvor

@@ -55,7 +55,7 @@ class Reader : public PermanentErrProc {
   // Throws Failure.
   void Read(const InputFile& file) {
     whole = false;
-    const bool read = ReadDataFromDisk(Wide(file.Path()));
+    const bool read = ReadDataFromDisk(WidePath(file.Path()));
     if (read && whole) return;
     const ErrDescr& error = GetXMLDoc()->GetLastError();
     const std::string words = OneLine(error.GetEMessage());
@@ -74,11 +74,10 @@ class Reader : public PermanentErrProc {
 std::string LineOf(const ErrDescr& error, bool colored) {
   const Level level = LevelOf(error.GetEType());
   std::string line = Narrow(error.GetEName());
-  if (error.GetELine() >= 0) {
-    line += '(' + std::to_string(error.GetELine());
-    if (error.GetEColumn() >= 0) line += ',' + std::to_string(error.GetEColumn());
-    line += ')';
-  }
+  const bool hasLine = error.GetELine() >= 0;
+  const bool hasColumn = error.GetEColumn() >= 0;
+  if (hasLine) line += '(' + std::to_string(error.GetELine()) + (hasColumn ? "" : ")");
+  if (hasColumn) line += (hasLine ? ',' : '(') + std::to_string(error.GetEColumn()) + ')';
   if (!line.empty()) line += ": ";
   line += colored ? level.color + std::string(level.word) + ":\033[0m "
                   : level.word + std::string(": ");

@@ -201,11 +201,13 @@ int Dirs(Session& session, const BaseOptions& options) {
 // complaint, if it cannot be added.
 std::optional<Base> AddOne(const std::string& file, Registered& registered) {
   std::error_code error;
-  const std::u16string path =
-      Wide(std::filesystem::absolute(file, error).lexically_normal().string());
+  const std::string whole = std::filesystem::absolute(file, error).lexically_normal().string();
+  const std::u16string path = Wide(whole);
   const std::u16string name = KBMap::FormKBNameFromPath(path);
   std::u16string words;
-  if (name.empty() || KBMap::KBIsLocal(name)) {
+  if (!IsUtf8(whole)) {
+    words = u"its name is not valid UTF-8";
+  } else if (name.empty() || KBMap::KBIsLocal(name)) {
     words = u"no knowledge base can have this name";
   } else if (registered.File(Narrow(name)) != nullptr) {  // it may be one that could not be loaded
     words = u"База " + name + u" уже есть в списке";

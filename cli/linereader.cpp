@@ -82,7 +82,7 @@ void LineReader::ReadAll() {
     in->read(piece.data(), piece.size());
     all.append(piece.data(), static_cast<std::size_t>(in->gcount()));
   } while (*in);
-  if (in->bad()) throw Failure(name, "cannot be read");
+  if (in->bad()) throw Failure(name, std::strerror(errno));
   text.str(IsUtf16(all) ? FromUtf16(all) : std::move(all));
   in = &text;
 }
@@ -97,7 +97,7 @@ bool LineReader::Next(std::string& line, Output& out, bool workPending) {
   InterruptScope::Waiting(mayWait && !workPending);
   std::getline(*in, line);
   InterruptScope::Waiting(false);
-  if (in->bad()) throw Failure(name, "cannot be read");
+  if (in->bad()) throw Failure(name, std::strerror(errno));
   if (in->fail()) return false;  // nothing before the end
   if (!line.empty() && line.back() == '\r') line.pop_back();
   if (++number == 1 && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);

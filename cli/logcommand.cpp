@@ -37,6 +37,7 @@ struct Timing {
 };
 
 std::string FolderFor(const std::string& path) {
+  WidePath(path);  // before anything is made
   std::error_code error;
   fs::create_directories(path, error);
   if (error) throw Failure(path, error.message());

@@ -23,23 +23,32 @@ constexpr const char* TableFooter =
     "  kvor table show terms.txt\n"
     "  kvor table show prices.csv --separator ';' --columns 3 --from 1251\n";
 
+constexpr int MostCells = 4096;  // in one line of the library's
+
 using Row = std::vector<std::u16string>;
 
 struct TableOptions {
   std::string file;
   std::string separator = "\t";
   int columns = -1;
-  std::string from = "65001";
+  std::string from;
 };
+
+int CodePageOf(const InputFile& input, const TableOptions& options) {
+  if (!options.from.empty()) return CodePageFrom(options.from);
+  if (GuessCodePage(input.Content()).codePage != UnknownCodePage) return Utf8;
+  throw Failure(input.Name(), NothingTells);
+}
 
 // A row that is refused and the end of the file have the same answer; the message parts them.
 class Reader {
  public:
   Reader(const InputFile& input, const TableOptions& options)
       : separator(Wide(options.separator)), table(separator.c_str()) {
+    if (!IsUtf8(options.separator)) throw Failure("--separator", "not valid UTF-8");
     SetUserCallback([](const std::u16string&) { told = true; });
-    const int former = SetCP(CodePageFrom(options.from));
-    const bool open = table.Open(Wide(input.Path()), options.columns);
+    const int former = SetCP(CodePageOf(input, options));
+    const bool open = table.Open(WidePath(input.Path()), options.columns);
     SetCP(former);
     if (!open) throw Failure(input.Name(), "cannot be read as a table");
   }
@@ -128,7 +137,7 @@ void AddTableCommand(CLI::App& app, Session& session) {
       ->type_name("TEXT");
   show->add_option("--columns", options->columns, "Refuse rows that have not N cells")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, MostCells));
   show->add_option("--from", options->from, "The code page, if the text does not tell it")
       ->type_name("CP");
   show->callback([&session, options] {

@@ -220,7 +220,7 @@ void AddTermCommands(CLI::App& app, Session& session) {
       ->add_option("GROUP", options->group, "A name or a code");
   CLI::App* const belongs =
       add("belongs", "Tell whether a term is in a group, at any depth", Belongs);
-  belongs->add_option("CODE", options->term, "A code or a name")->required();
+  belongs->add_option("TERM", options->term, "A name or a code")->required();
   belongs->add_option("GROUP", options->group, "A name or a code")->required();
   add("header", "Write a C header with a constant for each term", Header)
       ->add_option("FILE", options->file, "The file to write")

@@ -62,8 +62,7 @@ int Detect(Session& session, const TextOptions& options) {
 int SourceCodePage(const TextOptions& options, const InputFile& file, const std::string& bytes) {
   if (!options.from.empty()) return CodePageFrom(options.from);
   const Guess guess = GuessCodePage(bytes);
-  if (guess.codePage == UnknownCodePage)
-    throw Failure(file.Name(), "nothing tells its code page; --from is needed");
+  if (guess.codePage == UnknownCodePage) throw Failure(file.Name(), NothingTells);
   return guess.codePage == Ascii ? Utf8 : guess.codePage;
 }
 

@@ -37,7 +37,7 @@ struct XmlOptions {
 void Load(const InputFile& file, XMLDoc& document, datacont& root) {
   document.SetCallback(&root, XMLDoc::DC_READ);
   try {
-    if (document.LoadFile(Wide(file.Path()))) return;
+    if (document.LoadFile(WidePath(file.Path()))) return;
   } catch (const Except&) {
     throw Failure(file.At(1), "the encoding of the XML declaration is not known");
   }
@@ -116,7 +116,7 @@ int Show(Session& session, const XmlOptions& options) {
 void Save(XMLDoc& document, const std::string& path, const XmlOptions& options) {
   const std::string about = options.output.empty() ? "temporary file" : options.output;
   try {
-    if (document.SaveFile(Wide(path))) return;
+    if (document.SaveFile(WidePath(path))) return;
   } catch (const Except&) {
     throw Failure("", options.cp + ": documents are not written in it");
   } catch (const std::runtime_error& failure) {

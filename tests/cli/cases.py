@@ -37,7 +37,7 @@ def run(*args, stdin='', code=0, out=None, err=None, of='store', cp='utf-8', **m
     told = f'kvor {of} {" ".join(args)}\nexit {done.returncode}\n{done.stdout!r}\n{done.stderr!r}'
     assert done.returncode == code, told
     assert out is None or done.stdout == out.encode(cp), told
-    assert done.stderr == b'' if err is None else err in done.stderr.decode(), told
+    assert done.stderr == b'' if err is None else err in done.stderr.decode('utf-8', 'surrogateescape'), told
     return done.stdout.decode('utf-8', 'surrogateescape')
 
 
@@ -143,7 +143,7 @@ def case_load_reports_what_it_leaves_out():
     run('load', 'w', 'more', '--replace', out='2 records stored\n')
     run('get', 'w', 'cat', 'fox', out='cat once more\nfox red\n')
     run('load', 'w', 'missing', code=2, err='kvor: missing: No such file or directory\n')
-    run('load', 'w', '.', code=2, err='kvor: .: cannot be read\n', out='0 records stored\n')
+    run('load', 'w', '.', code=2, err='kvor: .: Is a directory\n', out='0 records stored\n')
     run('load', 'new', stdin='a b\n', code=2, err='kvor: new: NONEXISTENT FILE')
     run('load', 'w', '--key', '7', stdin='5 x\n', code=2, err='kvor: w: Keydescr error\n')
 
@@ -603,6 +603,11 @@ def case_texts_are_converted_as_far_as_they_tell_what_they_are():
          out='a\nb\0???\n',
          err="kvor: standard input:2: 'к' is not in code page us-ascii, and is replaced\n")
     text('convert', '-', stdin=b'a\n\xff', code=2, err='nothing tells its code page')
+    text('convert', '-', '--to', 'x-mac-japanese', code=2, err='no text can be converted under this')
+    write('bad', b'\xff\n')
+    text('convert', 'bad', 'bad', '--from', '65001', '--output', 'free of complaints', code=1,
+         preexec_fn=lambda: os.close(2))
+    assert content('free of complaints').decode() == '\ufffd\n' * 2
     marked = text('convert', '--from', '1251', '--mark', '-', stdin='ж'.encode('cp1251'), out='\ufeffж')
     text('detect', '-', stdin=marked, out='standard input: 65001 utf-8, with a mark\n')
     text('detect', '-', stdin=b'\xea\xee\xf2', out='standard input: unknown\n', code=1)
@@ -618,6 +623,9 @@ def case_tables_are_shown_row_by_row():
                  stdin='ж::"\\\n'.encode('cp1251'))
     assert shown == [{'row': 1, 'cells': ['ж', '"\\']}], shown
     table('.', code=2, err='kvor: .: Is a directory\n')
+    table('/dev/stdin', stdin='кот\tcat\n', out='кот  cat\n')  # a pipe
+    table('-', stdin=b'\xea\xee\xf2\n', code=2, err='nothing tells its code page')
+    table('-', '--columns', '-1', code=2, err='Value -1 not in range 0 to 4096\n')
 
 
 def case_documents_are_shown_and_converted():
@@ -631,6 +639,9 @@ def case_documents_are_shown_and_converted():
         'tag': 'a', 'attributes': {'b': 'c'}, 'nodes': [{'text': 'x'}, {'tag': 'd'}], 'text': 'y'}
     xml('show', '-', 'd', stdin='<a>\n<b></a>', code=2, err='kvor: standard input:2: column')
     xml('convert', 'd', '--cp', '65001', '--output', 'd', code=2, err='d: exists (--replace')
+    xml('convert', 'd', '--cp', '65001', '--output', '\udcff')
+    assert content('\udcff').endswith(b'<e/></a>')
+    xml('show', '\udcff', code=2, err='its name is not valid UTF-8\n')
     xml('convert', 'd', '--cp', '1201', code=2, err='1201: documents are not written in it')
     xml('show', '-', stdin='<?xml version="1.0" encoding="none"?><a/>', code=2, err=':1: the encoding of')
 
@@ -640,6 +651,7 @@ def case_error_files_are_shown_with_their_places():
     write('e', '\ufeff<errors><error message="узел" type="Warning"><coord line="3" column="7" name="п.txt"/>'
           '</error>\n<error message="all"/></errors>')
     errors('e', out='п.txt(3,7): warning: узел\nnote: all\n')
+    errors('-', stdin='<errors><error><coord column="7"/></error></errors>', out='(7): note: \n')
     bad = '<errors><error message="m" type="Error"><coord line="3" name="n"/></error>'
     errors('-', '--color', 'always', stdin=bad + '</errors>', code=1,
            out='n(3): \033[31merror:\033[0m m\n')
