@@ -83,7 +83,7 @@ class Map final : public PersistentMap {
     return _get(key, unused);
   }
   bool _get(DataTransfer const& key, DataTransfer& record) override {
-    auto const wanted = BytesOf(key);
+    auto const wanted = Bare(key);
     auto const at = exactMatch ? table->records.find(wanted) : table->records.lower_bound(wanted);
     if (at == table->records.end()) return No();
     record = Value(at->second);
@@ -105,19 +105,19 @@ class Map final : public PersistentMap {
     return true;
   }
   bool _put(DataTransfer const& key, DataTransfer const& record, bool overwrite) override {
-    auto const [at, fresh] = table->records.try_emplace(BytesOf(key), BytesOf(record));
+    auto const [at, fresh] = table->records.try_emplace(Bare(key), BytesOf(record));
     if (!fresh && !overwrite) return No();
     at->second = BytesOf(record);
     return true;
   }
   bool _update(DataTransfer const& key, DataTransfer const& record) override {
-    auto const at = table->records.find(BytesOf(key));
+    auto const at = table->records.find(Bare(key));
     if (at == table->records.end()) return No();
     at->second = BytesOf(record);
     return true;
   }
   bool _erase(DataTransfer const& key) override {
-    return table->records.erase(BytesOf(key)) == 1 || No();
+    return table->records.erase(Bare(key)) == 1 || No();
   }
   bool _clear() override {
     table->records.clear();
@@ -141,7 +141,7 @@ class Map final : public PersistentMap {
     return true;
   }
   MapCursor* _create_cursor(DataTransfer const& key, int /*count*/) override {
-    return std::make_unique<Cursor>(this, table, BytesOf(key)).release();
+    return std::make_unique<Cursor>(this, table, Bare(key)).release();
   }
   MapCursor* _create_cursor() override { return _create_cursor(DataTransfer(), -1); }
 
@@ -149,6 +149,15 @@ class Map final : public PersistentMap {
   bool No() {
     errLevel = 1;
     return false;
+  }
+  // A text key may come with a zero or its stop symbol at its end, and is the same key without.
+  std::string Bare(DataTransfer const& given) const {
+    std::string key = BytesOf(given);
+    bool const text = table->layout.IsText() && !key.empty();
+    if (text && (key.back() == 0 || key.back() == static_cast<char>(table->layout.len))) {
+      key.pop_back();
+    }
+    return key;
   }
 
   SharedTable table;

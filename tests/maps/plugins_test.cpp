@@ -58,6 +58,9 @@ TEST_F(PluginTest, KeyedFilesAreServedUnderTheSchemeOfTheKnowledgeBase) {
   EXPECT_EQ(file.GetState(), 1);
   EXPECT_TRUE(file.Update(std::u16string(u"кот tomcat")));
   RecordPool pool;
+  EXPECT_TRUE(file.GetPool(pool, std::u16string(u"кот"), -1));
+  EXPECT_EQ(Rest(pool), u"кот tomcat|як yak|") << "the key came with a zero at its end";
+  EXPECT_TRUE(file.Find(DataTransfer("кот"))) << "and this one, too";
   EXPECT_TRUE(file.GetPool(pool) && file.Erase(std::u16string(u"аист")));
   EXPECT_EQ(Rest(pool), u"кот tomcat|як yak|");
   EXPECT_EQ(file.Get(std::u16string(u"аист")), u"");
