@@ -1,5 +1,6 @@
 // IndexFile: keys made of texts and integers, keys taken out of records, records as texts.
 #include <algorithm>
+#include <climits>
 #include <string_view>
 
 #include "keyed/passingrecord.h"
@@ -17,12 +18,17 @@ namespace {
 bool FixedText(KEYDESCR const& kd) { return kd.type == 1 || kd.type == 3; }
 bool HoldsText(KEYDESCR const& kd) { return kd.type == 3 || kd.type == 4; }
 
+// A text that no key can be for its length is not taken for a shorter one.
+int LengthOf(std::string_view key) {
+  return static_cast<int>(std::min<std::size_t>(key.size(), INT_MAX));
+}
+
 // A key on its way to the map, in place: nobody down there writes to a key.
 class LentKey : public DataTransfer {
  public:
   explicit LentKey(std::string_view bytes) {
     auto const* const first = reinterpret_cast<unsigned char const*>(bytes.data());
-    SetExternBuf(const_cast<unsigned char*>(first), static_cast<int>(bytes.size()));
+    SetExternBuf(const_cast<unsigned char*>(first), LengthOf(bytes));
   }
   explicit LentKey(int const& n) : LentKey({reinterpret_cast<char const*>(&n), sizeof n}) {}
 };
@@ -73,7 +79,7 @@ bool IndexFile::HasNumbers() const {
 bool IndexFile::FormKey(std::string const& text, DataTransfer& key) const {
   std::string room;
   std::string_view const formed = KeyIn(text, room);
-  key.SetData(static_cast<void const*>(formed.data()), static_cast<int>(formed.size()));
+  key.SetData(static_cast<void const*>(formed.data()), LengthOf(formed));
   return !formed.empty();
 }
 

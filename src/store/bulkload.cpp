@@ -1,6 +1,8 @@
 // SortedLoad, LoadStore: records into an empty file, built in memory and stored at once.
 #include "store/bulkload.h"
 
+#include <algorithm>
+
 #include "kvorlib/storetools.h"
 #include "store/bitmap.h"
 #include "store/operations.h"
@@ -97,7 +99,9 @@ SortedLoad::Answer SortedLoad::State::Add(Bytes record) {
 }
 
 int SortedLoad::State::Insert(Bytes record) {
-  const int answer = udbInsert(file, record.data(), static_cast<std::uint32_t>(record.size()));
+  // The longest that is refused stands for all, whose length might not fit.
+  const std::size_t length = std::min<std::size_t>(record.size(), udbMaxRecord);
+  const int answer = udbInsert(file, record.data(), static_cast<std::uint32_t>(length));
   if (answer == 0) ++report.stored;
   if (answer == 1) ++report.present;
   if (answer == -1) udbErrorText(file, report.failure);

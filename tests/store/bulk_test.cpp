@@ -155,6 +155,10 @@ TEST_F(BulkTest, WhatDoesNotFitGoesTheOrdinaryWay) {
     EXPECT_EQ(report.refused, one.refused);
     Holds(one.held, Words);
   }
+  // A length of which 32 bits are those of a record that could be stored.
+  std::optional<UdbKey> endless(std::in_place, AsKey(b).data(), (std::size_t{1} << 32) + b.size());
+  EXPECT_EQ(LoadStore(path, [&] { return std::exchange(endless, std::nullopt); }).failure,
+            "WRONG RECORD LENGTH");
   // Not empty any more when the records come; or told of each record, or of an old version.
   for (const std::size_t at : {0U, 17U, 21U}) {
     SCOPED_TRACE(at);
