@@ -37,10 +37,9 @@ int SimpleParser<T>::GetItem(BASE_STRING<T>& input, BASE_STRING<T>& item, int& l
   int code = GetTaggedItem(input, item, length);
   if (code != 0) return code;
   item = input;
-  code = CheckWhite(item);
-  if (code != 1) code = CheckSepar(item);
-  if (code != 1 && code != 2) code = CheckEol(item);
-  if (code != 1 && code != 2 && code != 6) code = CheckIdent(item);
+  const bool found = (code = CheckWhite(item)) == 1 || (code = CheckSepar(item)) == 2 ||
+                     (code = CheckEol(item)) == 6;
+  if (!found) code = CheckIdent(item);
   length = item.len;
   return code;
 }

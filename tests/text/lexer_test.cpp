@@ -166,4 +166,13 @@ TYPED_TEST(LexerTest, WhatEndsAWordFollowsTheClassesAndComesBackWithThem) {
   EXPECT_EQ(this->Items("a;\"b\""), "3:a 2:; 7:b");
 }
 
+TEST(DerivedLexer, EachStepIsBelievedItsOwnCodeAlone) {
+  struct : SimpleParser<char> {
+    int CheckSepar(BASE_STRING<char>& /*item*/) const override { return 1; }
+  } parser;
+  BASE_STRING<char> input("x", -1), item;
+  int length = 0;
+  EXPECT_EQ(parser.GetItem(input, item, length), 3);
+}
+
 }  // namespace

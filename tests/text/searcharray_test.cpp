@@ -129,4 +129,19 @@ TYPED_TEST(SearchArrayTest, WhatWasAddedLastIsSoughtLastAndAZeroEndsAPattern) {
   EXPECT_EQ(U8(Slice(table.ReverseSubst(W<TypeParam>("b")))), "b");
 }
 
+TEST(Translation, WhatIsRareIsNotSoughtAgainAfterEachHitOfWhatIsNot) {
+  struct Counting : TransArray<char> {
+    const char* FindPattern(const BASE_STRING<char>& text, const char* pattern) const override {
+      ++asked;
+      return TransArray::FindPattern(text, pattern);
+    }
+    mutable int asked = 0;
+  } table;
+  const STRINGPAIR<char> pairs[] = {{"rule", ""}, {"a", ""}, {"none", ""}};
+  table.SetArray(pairs, 3);
+  std::string text = std::string(500, 'a') + "rule" + std::string(500, 'a');
+  EXPECT_TRUE(table.Translate(Slice(text), text) && text.empty());
+  EXPECT_EQ(table.asked, 1001 + 2 + 1) << "each is asked for once more than it is there";
+}
+
 }  // namespace
