@@ -38,9 +38,8 @@ class Batch {
  public:
   Batch(Session& theSession, const BatchOptions& options)
       : session(theSession),
-        hex(options.hex),
         file(options.file, KeyedFile::Access::Write),
-        form(file.Form()) {}
+        form(file.Form(options.hex)) {}
 
   // Carries out one line and prints its answer.
   void Do(const std::string& line);
@@ -57,12 +56,10 @@ class Batch {
   Reply Count();
   // The record's reply: its text, or its length and checksum.
   Reply Record(const DataTransfer& record) const;
-  bool ToKey(const std::string& argument, std::string& key, std::string& reason) const;
   static Reply Of(KeyedFile::Answer answer, std::string_view no, std::string reason);
   void Print(const Reply& reply);
 
   Session& session;
-  bool hex;
   KeyedFile file;
   TextForm form;
   RecordPool pool;
@@ -71,8 +68,6 @@ class Batch {
   bool failed = false;
   DataTransfer data;
 };
-
-constexpr const char* NoHex = "not an even number of hexadecimal digits";
 
 Reply Batch::Of(KeyedFile::Answer answer, std::string_view no, std::string reason) {
   switch (answer) {
@@ -85,25 +80,17 @@ Reply Batch::Of(KeyedFile::Answer answer, std::string_view no, std::string reaso
   }
 }
 
-bool Batch::ToKey(const std::string& argument, std::string& key, std::string& reason) const {
-  if (!hex) return form.ToKey(argument, key, reason);
-  reason = argument.empty() ? "Empty key" : NoHex;
-  return !argument.empty() && FromHex(argument, key);
-}
-
 Reply Batch::Put(const std::string& argument, bool replace) {
   std::string record;
-  std::string reason = NoHex;
-  if (!(hex ? FromHex(argument, record) : form.ToRecord(argument, record, reason))) {
-    return {"error", reason, {}};
-  }
+  std::string reason;
+  if (!form.ToRecord(argument, record, reason)) return {"error", reason, {}};
   const auto answer = file.Put(record, replace, reason);
   return Of(answer, "exists", reason);
 }
 
 Reply Batch::Record(const DataTransfer& record) const {
   const std::string bytes = BytesOf(record);
-  if (!hex) return {"ok", form.ToLine(bytes), {}};
+  if (!form.InHex()) return {"ok", form.ToLine(bytes), {}};
   std::array<char, 16> sum{};
   std::snprintf(sum.data(), sum.size(), "%08x", SumOf(bytes));
   return {"ok", std::to_string(bytes.size()) + ' ' + sum.data(), {}};
@@ -112,7 +99,7 @@ Reply Batch::Record(const DataTransfer& record) const {
 Reply Batch::Get(const std::string& argument) {
   std::string key;
   std::string reason;
-  if (!ToKey(argument, key, reason)) return {"error", reason, {}};
+  if (!form.ToKey(argument, key, reason)) return {"error", reason, {}};
   const auto answer = file.Get(key, data, reason);
   return answer == KeyedFile::Answer::Yes ? Record(data) : Of(answer, "absent", reason);
 }
@@ -120,7 +107,7 @@ Reply Batch::Get(const std::string& argument) {
 Reply Batch::Delete(const std::string& argument) {
   std::string key;
   std::string reason;
-  if (!ToKey(argument, key, reason)) return {"error", reason, {}};
+  if (!form.ToKey(argument, key, reason)) return {"error", reason, {}};
   const auto answer = file.Erase(key, reason);
   return Of(answer, "absent", reason);
 }
@@ -135,7 +122,7 @@ Reply Batch::Rewind() {
 Reply Batch::From(const std::string& argument) {
   std::string key;
   std::string reason;
-  if (!ToKey(argument, key, reason)) return {"error", reason, {}};
+  if (!form.ToKey(argument, key, reason)) return {"error", reason, {}};
   brokenOff.clear();
   walking = file.Index().GetPool(pool, DataTransfer(key.data(), static_cast<int>(key.size())), -1);
   if (file.Index().CheckError()) return {"error", file.Words(), {}};
@@ -152,7 +139,7 @@ Reply Batch::Next() {
   // The walk reads one record ahead. If that one failed, this one is still good.
   if (pool.empty() && file.Index().CheckError()) brokenOff = file.Words();
   Reply reply = Record(data);
-  if (hex) reply.key = ToHex(BytesOf(key));
+  if (form.InHex()) reply.key = form.KeyText(BytesOf(key));
   return reply;
 }
 

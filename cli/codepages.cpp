@@ -27,18 +27,6 @@ std::string_view MarkOf(int codePage) {
 
 bool IsWide(int codePage) { return codePage == Utf16 || codePage == BigEndianUtf16; }
 
-std::u16string FromUnits(std::string_view bytes, bool highFirst) {
-  std::u16string text;
-  text.reserve(bytes.size() / 2);
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const auto first = static_cast<std::uint8_t>(bytes[i]);
-    const auto second = static_cast<std::uint8_t>(bytes[i + 1]);
-    text += static_cast<char16_t>(highFirst ? first << 8 | second : second << 8 | first);
-  }
-  if (bytes.size() % 2 != 0) text += u'\uFFFD';
-  return text;
-}
-
 std::string ToUnits(const std::u16string& text, bool highFirst) {
   std::string bytes;
   bytes.reserve(2 * text.size());
@@ -119,10 +107,24 @@ std::string CharsetOf(int codePage) {
   }
 }
 
+std::u16string UnitsOf(std::string_view bytes, bool highFirst) {
+  std::u16string text;
+  text.reserve(bytes.size() / 2);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const auto first = static_cast<std::uint8_t>(bytes[i]);
+    const auto second = static_cast<std::uint8_t>(bytes[i + 1]);
+    text += static_cast<char16_t>(highFirst ? first << 8 | second : second << 8 | first);
+  }
+  return text;
+}
+
 std::u16string Decode(std::string_view bytes, int codePage) {
   const std::string_view mark = MarkOf(codePage);
   if (!mark.empty() && bytes.starts_with(mark)) bytes.remove_prefix(mark.size());
-  if (IsWide(codePage)) return FromUnits(bytes, codePage == BigEndianUtf16);
+  if (IsWide(codePage)) {
+    const std::u16string text = UnitsOf(bytes, codePage == BigEndianUtf16);
+    return bytes.size() % 2 == 0 ? text : text + u'\uFFFD';
+  }
   if (codePage == Utf8) return u8_w(bytes.data(), bytes.data() + bytes.size());
   std::u16string text;
   while (!bytes.empty()) {

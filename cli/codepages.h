@@ -25,6 +25,8 @@ int CodePageFrom(const std::string& text);
 // "windows-1251"; empty for a code page without a name.
 std::string CharsetOf(int codePage);
 
+// UTF-16 as it stands, without half a unit at the end.
+std::u16string UnitsOf(std::string_view bytes, bool highFirst);
 // A mark in front is dropped. Throws as A2U does.
 std::u16string Decode(std::string_view bytes, int codePage);
 // Throws as CP2chset does.

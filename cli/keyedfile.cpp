@@ -114,13 +114,10 @@ std::string BytesOf(const DataTransfer& data) {
   return bytes;
 }
 
-std::string KeyFrom(const TextForm& form, const std::string& text, bool hex,
-                    const std::string& path) {
+std::string KeyFrom(const TextForm& form, const std::string& text, const std::string& path) {
   std::string key;
-  std::string reason = "not an even number of hexadecimal digits";
-  if (hex ? !FromHex(text, key) : !form.ToKey(text, key, reason)) {
-    throw Failure(path, text + ": " + reason);
-  }
+  std::string reason;
+  if (!form.ToKey(text, key, reason)) throw Failure(path, text + ": " + reason);
   return key;
 }
 

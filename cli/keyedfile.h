@@ -28,7 +28,7 @@ class KeyedFile {
   IndexFile& Index() { return index; }
   const std::string& Path() const { return path; }
   const KEYDESCR& Layout() { return index.GetKeyDescr(); }
-  TextForm Form() { return TextForm(Layout()); }
+  TextForm Form(bool hex) { return TextForm(Layout(), hex); }
 
   // The store's words for a failure of this file, with what they do not tell.
   static std::string Explained(std::string words, const std::string& path);
@@ -67,9 +67,7 @@ std::optional<IndexFile::KDTYPE> StandardLayout(const KEYDESCR& kd);
 
 std::string BytesOf(const DataTransfer& data);
 
-// A key in the form in which the user gives it: text, or bytes in hexadecimal.
-// Throws Failure naming `path`.
-std::string KeyFrom(const TextForm& form, const std::string& text, bool hex,
-                    const std::string& path);
+// A key in the form in which the user gives it. Throws Failure naming `path`.
+std::string KeyFrom(const TextForm& form, const std::string& text, const std::string& path);
 
 }  // namespace kvor

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "json.h"
+#include "codepages.h"
 #include "kvorlib/encoding.h"
 #include "outcome.h"
 #include "terminal.h"
@@ -17,17 +17,8 @@ namespace kvor {
 
 namespace {
 
-constexpr std::string_view BigEndianMark = "\xFE\xFF";
 // A byte that is in no UTF-8, in the place of what is no text.
 constexpr char NoText = '\xFF';
-
-bool IsUtf16(std::string_view bytes) {
-  if (bytes.starts_with(BigEndianMark)) return true;
-  // A byte too many does not make it another text.
-  const std::size_t whole = bytes.size() - bytes.size() % 2;
-  const bool zeroes = bytes.find('\0') != std::string_view::npos;
-  return (zeroes || !IsUtf8(bytes)) && CheckUnicode(bytes.data(), static_cast<int>(whole));
-}
 
 // Whether the unit is half of a surrogate pair without the other half beside it.
 bool IsLone(std::u16string_view units, std::size_t at) {
@@ -39,14 +30,8 @@ bool IsLone(std::u16string_view units, std::size_t at) {
   return (is(at, high) && !is(at + 1, low)) || (is(at, low) && (at == 0 || !is(at - 1, high)));
 }
 
-std::string FromUtf16(std::string_view bytes) {
-  const bool bigEndian = bytes.starts_with(BigEndianMark);
-  std::u16string units;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const auto first = static_cast<std::uint8_t>(bytes[i]);
-    const auto second = static_cast<std::uint8_t>(bytes[i + 1]);
-    units += static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
-  }
+std::string FromUtf16(std::string_view bytes, bool highFirst) {
+  const std::u16string units = UnitsOf(bytes, highFirst);
   std::string text;
   const char16_t* rest = units.data();
   for (std::size_t i = 0; i < units.size(); ++i) {
@@ -83,7 +68,10 @@ void LineReader::ReadAll() {
     all.append(piece.data(), static_cast<std::size_t>(in->gcount()));
   } while (*in);
   if (in->bad()) throw Failure(name, std::strerror(errno));
-  text.str(IsUtf16(all) ? FromUtf16(all) : std::move(all));
+  const int codePage = GuessCodePage(all).codePage;
+  if (codePage == Utf16 || codePage == BigEndianUtf16)
+    all = FromUtf16(all, codePage == BigEndianUtf16);
+  text.str(std::move(all));
   in = &text;
 }
 

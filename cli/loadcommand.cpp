@@ -43,18 +43,13 @@ std::unique_ptr<KeyedFile> OpenOrCreate(const LoadOptions& options) {
   return std::make_unique<KeyedFile>(options.file, KeyedFile::Access::Write, layout);
 }
 
-bool RecordOf(const TextForm& form, const std::string& line, bool hex, std::string& record,
-              std::string& reason) {
-  if (!hex) return form.ToRecord(line, record, reason);
-  if (!line.empty() && FromHex(line, record)) return true;
-  reason = "not an even number of hexadecimal digits";
-  return false;
-}
-
 class Loader {
  public:
   Loader(const LoadOptions& theOptions, const LineReader& theInput)
-      : options(theOptions), input(theInput), file(OpenOrCreate(theOptions)), form(file->Form()) {
+      : options(theOptions),
+        input(theInput),
+        file(OpenOrCreate(theOptions)),
+        form(file->Form(theOptions.hex)) {
     // What a pipe by name holds back for long would be held back from the file as well.
     std::error_code ignored;
     if (options.input == "-" || std::filesystem::is_regular_file(options.input, ignored)) {
@@ -123,7 +118,7 @@ void Loader::Load(const std::string& line) {
   progress.Show(input.Number());
   std::string record;
   std::string reason;
-  if (!RecordOf(form, line, options.hex, record, reason)) return Refuse(reason);
+  if (!form.ToRecord(line, record, reason)) return Refuse(reason);
   const DataTransfer data(record.data(), static_cast<int>(record.size()));
   DataTransfer key;
   if (sorted && file->Index().ExtractKey(data, key) && Collect(record)) return;

@@ -21,9 +21,9 @@ struct RecordOptions {
   bool hex = false;
 };
 
-void AddKey(Json& json, const TextForm& form, const std::string& key, bool hex) {
-  if (hex) {
-    json("keyHex", ToHex(key));
+void AddKey(Json& json, const TextForm& form, const std::string& key) {
+  if (form.InHex()) {
+    json("keyHex", form.KeyText(key));
   } else if (form.IsNumber() && key.size() == 4) {
     json.Raw("key", form.KeyText(key));
   } else {
@@ -31,13 +31,8 @@ void AddKey(Json& json, const TextForm& form, const std::string& key, bool hex) 
   }
 }
 
-void AddRecord(Json& json, const TextForm& form, const std::string& record, bool hex) {
-  json("size", record.size());
-  if (hex) {
-    json("recordHex", ToHex(record));
-  } else {
-    json("record", form.ToLine(record));
-  }
+void AddRecord(Json& json, const TextForm& form, const std::string& record) {
+  json("size", record.size())(form.InHex() ? "recordHex" : "record", form.ToLine(record));
 }
 
 // The key of a record that has just been read. A record of the file always has one.
@@ -53,11 +48,11 @@ void ComplainOfKey(const std::string& file, const std::string& key, const std::s
 
 int Get(Session& session, const RecordOptions& options) {
   KeyedFile file(options.file, KeyedFile::Access::Read);
-  const TextForm form = file.Form();
+  const TextForm form = file.Form(options.hex);
   int code = Fine;
   DataTransfer data;
   for (const std::string& text : options.keys) {
-    const std::string key = KeyFrom(form, text, options.hex, options.file);
+    const std::string key = KeyFrom(form, text, options.file);
     std::string reason = "absent";
     const bool found = file.Get(key, data, reason) == KeyedFile::Answer::Yes;
     if (!found) {
@@ -67,13 +62,12 @@ int Get(Session& session, const RecordOptions& options) {
     }
     if (session.json) {
       Json json;
-      AddKey(json, form, found ? KeyOf(file, data) : key, options.hex);
+      AddKey(json, form, found ? KeyOf(file, data) : key);
       json("found", found);
-      if (found) AddRecord(json, form, BytesOf(data), options.hex);
+      if (found) AddRecord(json, form, BytesOf(data));
       session.out << json.Text() << '\n';
     } else if (found) {
-      const std::string record = BytesOf(data);
-      session.out << (options.hex ? ToHex(record) : form.ToLine(record)) << '\n';
+      session.out << form.ToLine(BytesOf(data)) << '\n';
     }
   }
   return code;
@@ -81,12 +75,12 @@ int Get(Session& session, const RecordOptions& options) {
 
 int Delete(Session& session, const RecordOptions& options) {
   KeyedFile file(options.file, KeyedFile::Access::Write);
-  const TextForm form = file.Form();
+  const TextForm form = file.Form(options.hex);
   const InterruptScope calm;
   int code = Fine;
   for (const std::string& text : options.keys) {
     if (InterruptScope::Requested()) throw Failure(options.file, "interrupted before " + text);
-    const std::string key = KeyFrom(form, text, options.hex, options.file);
+    const std::string key = KeyFrom(form, text, options.file);
     std::string reason = "absent";
     const bool erased = file.Erase(key, reason) == KeyedFile::Answer::Yes;
     if (!erased) {
@@ -95,7 +89,7 @@ int Delete(Session& session, const RecordOptions& options) {
     }
     if (session.json) {
       Json json;
-      AddKey(json, form, key, options.hex);
+      AddKey(json, form, key);
       session.out << json("deleted", erased).Text() << '\n';
     }
   }
@@ -106,22 +100,20 @@ void PrintListed(Session& session, const RecordOptions& options, const TextForm&
                  const std::string& key, const std::string& record) {
   if (session.json) {
     Json json;
-    AddKey(json, form, key, options.hex);
-    if (!options.keysOnly) AddRecord(json, form, record, options.hex);
+    AddKey(json, form, key);
+    if (!options.keysOnly) AddRecord(json, form, record);
     session.out << json.Text() << '\n';
-  } else if (options.keysOnly) {
-    session.out << (options.hex ? ToHex(key) : form.KeyText(key)) << '\n';
   } else {
-    session.out << (options.hex ? ToHex(record) : form.ToLine(record)) << '\n';
+    session.out << (options.keysOnly ? form.KeyText(key) : form.ToLine(record)) << '\n';
   }
 }
 
 int List(Session& session, const RecordOptions& options) {
   KeyedFile file(options.file, KeyedFile::Access::Read);
-  const TextForm form = file.Form();
+  const TextForm form = file.Form(options.hex);
   DataTransfer from;
   if (!options.from.empty()) {
-    const std::string key = KeyFrom(form, options.from, options.hex, options.file);
+    const std::string key = KeyFrom(form, options.from, options.file);
     from.SetData(key.data(), static_cast<int>(key.size()));
   }
   RecordPool pool;

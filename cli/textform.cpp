@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <cstdint>
+#include <limits>
 
 #include "json.h"
 
@@ -35,6 +36,16 @@ std::string_view WithoutTerminator(std::string_view text) {
 }
 
 constexpr const char* NoNumber = "no whole number of 32 bits at the start";
+
+bool FromDigits(std::string_view digits, std::string& bytes, std::string& reason) {
+  reason = "not an even number of hexadecimal digits";
+  return FromHex(digits, bytes);
+}
+
+// What the library takes.
+bool Fits(const std::string& bytes) {
+  return bytes.size() <= static_cast<std::size_t>(std::numeric_limits<int>::max());
+}
 
 }  // namespace
 
@@ -74,11 +85,17 @@ bool TextForm::StopRecord(std::string_view line, std::string& record, std::strin
 }
 
 bool TextForm::ToRecord(std::string_view line, std::string& record, std::string& reason) const {
-  record.assign(HiddenFront(), '\0');
   if (line.empty()) {
     reason = "an empty line";
     return false;
   }
+  if (!(inHex ? FromDigits(line, record, reason) : LineRecord(line, record, reason))) return false;
+  reason = "Too long record";
+  return Fits(record);
+}
+
+bool TextForm::LineRecord(std::string_view line, std::string& record, std::string& reason) const {
+  record.assign(HiddenFront(), '\0');
   if (line.find('\0') != std::string_view::npos || !IsUtf8(line)) {
     reason = IsUtf8(line) ? "a zero byte inside the text" : "not valid UTF-8";
     return false;
@@ -95,6 +112,7 @@ bool TextForm::ToRecord(std::string_view line, std::string& record, std::string&
 }
 
 std::string TextForm::ToLine(std::string_view record) const {
+  if (inHex) return ToHex(record);
   const std::string_view shown = record.substr(std::min(record.size(), HiddenFront()));
   if (IsNumber()) {
     if (shown.size() < NumberBytes) return std::string(shown);
@@ -111,7 +129,8 @@ std::string TextForm::ToLine(std::string_view record) const {
 
 bool TextForm::ToKey(std::string_view text, std::string& key, std::string& reason) const {
   key.clear();
-  if (IsNumber()) {
+  if (inHex && !text.empty()) return FromDigits(text, key, reason);
+  if (IsNumber() && !inHex) {
     std::int32_t number = 0;
     if (!ParseNumber(text, number)) {
       reason = "not a whole number of 32 bits";
@@ -130,6 +149,7 @@ bool TextForm::ToKey(std::string_view text, std::string& key, std::string& reaso
 }
 
 std::string TextForm::KeyText(std::string_view key) const {
+  if (inHex) return ToHex(key);
   if (IsNumber() && key.size() == NumberBytes) return std::to_string(NumberAt(key));
   return std::string(key);
 }

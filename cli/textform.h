@@ -10,6 +10,8 @@
 //       record as well. Bytes in front of the key (layout 4) are zeros and are not shown.
 //   integer keys (layouts 5 and 7): "NUMBER<TAB>text" (a blank serves as well), the number stored
 //       in its four bytes. Bytes in front of it (layout 5) are zeros and are not shown.
+//
+// With --hex the bytes themselves, in hexadecimal, take the place of all that.
 #pragma once
 
 #include <string>
@@ -21,7 +23,7 @@ namespace kvor {
 
 class TextForm {
  public:
-  explicit TextForm(const KEYDESCR& layout) : kd(layout) {}
+  explicit TextForm(const KEYDESCR& layout, bool hex = false) : kd(layout), inHex(hex) {}
 
   // The record's bytes, or a false answer with the reason.
   bool ToRecord(std::string_view line, std::string& record, std::string& reason) const;
@@ -35,14 +37,17 @@ class TextForm {
   std::string KeyText(std::string_view key) const;
 
   bool IsNumber() const { return kd.type == 0; }
+  bool InHex() const { return inHex; }
 
  private:
   bool HiddenStop() const { return kd.IsText() && (kd.len == 0 || kd.len == '\n'); }
   std::size_t HiddenFront() const;
+  bool LineRecord(std::string_view line, std::string& record, std::string& reason) const;
   bool NumberRecord(std::string_view line, std::string& record, std::string& reason) const;
   bool StopRecord(std::string_view line, std::string& record, std::string& reason) const;
 
   KEYDESCR kd;
+  bool inHex;
 };
 
 // A sentence about a layout: "text from byte 0 up to the first blank".
