@@ -23,6 +23,8 @@ class StoreKey {
   StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level);
 
   Bytes Whole() const { return {bytes.data(), size}; }
+  // False: with its stop symbol it is longer than any key in a file, which the store tells.
+  bool CanStand() const { return size <= Longest; }
 
  private:
   static constexpr std::size_t Longest = 127;

@@ -231,7 +231,7 @@ bool StdPersistentMap::ReadFrom(DataTransfer const& key, StdMapCursor& cursor) {
   try {
     AtOrAfter const mode(*this);
     StoreKey const wanted(keyDescr, key, ErrData::ERR_ERROR);
-    answer = udbGet(file, wanted.Whole(), cursor.record);
+    if (wanted.CanStand()) answer = udbGet(file, wanted.Whole(), cursor.record);
   } catch (ErrBuf const&) {
     return false;
   }

@@ -162,7 +162,8 @@ TEST_F(RecordsTest, PoolStartsAtTheKeyAndGivesKeysFirstAmongBytesAndLastAmongTex
   for (bool const exact : {true, false}) {
     EXPECT_TRUE(file.SetExactMatch(exact) && file.GetPool(pool, BytesFrom("р"), 5));
     EXPECT_EQ(Rest(pool), "слон elephant,");
-    for (char const* const nowhere : {"two words", "я"}) {
+    for (auto const& nowhere :
+         {std::string("two words"), std::string("я"), std::string(127, 'k')}) {
       EXPECT_TRUE(file.GetPool(pool, BytesFrom(nowhere), -1));
       EXPECT_EQ(StateOf(file) + Rest(pool), "0 ");
     }
