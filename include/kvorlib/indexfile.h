@@ -102,7 +102,7 @@ class KVORLIB_API IndexFile {
   bool Copy(char16_t const* target, char16_t const* source, KDTYPE t, ProcessMess* mess);
   // Adds what the pool still has to give; see PersistentMap::copy.
   bool Copy(RecordPool& pool, ProcessMess* mess);
-  // True for a closed object. False when the file has been shut down, or never was usable.
+  // True for a closed object. False when the file has been shut down, or could not be opened.
   bool Close();
 
   bool IsValid() const;

@@ -72,8 +72,10 @@ class KVORLIB_API PersistentMap {
   bool set_exact_match(bool exact);
   bool get_exact_match() const { return exactMatch; }
 
-  // A cursor at the first record at or after `key`; at the first of all for an empty key. Null on
-  // failure. The caller owns it and deletes it; it may outlive the map. `count` is a hint.
+  // A cursor at the first record at or after `key`; at the first of all for an empty key. The
+  // caller owns it and deletes it; it may outlive the map. `count` is a hint. Null on failure; but
+  // one that only could not read its first record is empty, and the map has the words. A key that
+  // cannot occur in this map leaves it empty, too, and no words.
   MapCursor* create_cursor(DataTransfer const& key, int count);
 
   std::string const& get_uri() const { return uri; }
