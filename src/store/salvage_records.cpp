@@ -72,6 +72,7 @@ bool RecordSaver::LoadRun(std::uint32_t first, std::uint32_t runVersion, Bytes e
   }
   if (Checksum(record) != prefix.checksum) {
     reason = Words("the checksum of the run at page ", first, " is wrong");
+    if (runVersion == version) brokenRuns.set(first);
     return false;
   }
   for (std::uint32_t n = first; n < first + pages; ++n) claimed.set(n);
@@ -96,7 +97,6 @@ std::optional<Bytes> RecordSaver::WholeExternal(const Entry& entry, std::string&
     savedRuns.set(first);
     return Bytes(record);
   }
-  if (reason.find("checksum") != std::string::npos) brokenRuns.set(first);
   return std::nullopt;
 }
 
