@@ -67,12 +67,15 @@ struct FileText {
     }
     return units;
   }
-  // By its number: under 0 long texts in UTF-8 would be cut within characters.
+  // Not by A2U where it is UTF-8: that sets the current code page, which other threads may be
+  // using, or, under 0, cuts long texts within characters.
   std::u16string Decoded() const {
     if (codePage == Utf16) return Units();
-    if (bytes.empty()) return {};
-    const std::string toZero = bytes.data();  // FillBuf puts one behind the last byte
-    return A2U(toZero, codePage == 0 ? util::EffectiveCodePage() : codePage);
+    const std::string_view toZero = bytes.substr(0, bytes.find('\0'));
+    if (toZero.empty()) return {};
+    const bool utf8 = (codePage == 0 ? util::EffectiveCodePage() : codePage) == Utf8;
+    return utf8 ? u8_w(toZero.data(), toZero.data() + toZero.size())
+                : A2U(std::string(toZero), codePage);
   }
 };
 
