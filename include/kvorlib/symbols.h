@@ -41,12 +41,11 @@ class KVORLIB_API SymbControl {
   virtual ~SymbControl();
 
   // Reads a file in place of what was there. The name is UTF-8; null stands for Config/symbols.dat
-  // of the default knowledge base, whose folder must have the same name in the current code page
-  // and in UTF-8. The file is UTF-16, or in the current code page.
+  // of the default knowledge base. The file is UTF-16, or in the current code page.
   //
   // False, after messages, when it cannot be read or a mistake keeps it from being read to its end.
   // What was read is kept, but the object answers as one that has loaded nothing.
-  // Throws: as TermCode does; for null also as U2A does.
+  // Throws: as TermCode does.
   bool Load(const char* fileName);
   // Back to nothing loaded. The mode of Translit stays.
   void Unload();

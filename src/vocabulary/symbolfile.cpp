@@ -42,9 +42,9 @@ SimpleParser<char16_t> SymbolParser() {
   return parser;
 }
 
-// The folder in the current code page, although names are UTF-8: callers have always had it so.
 std::string DefaultFile() {
-  return U2A(KBEnv::GetKBMap()->GetDir(KBEnv::DIR_CONFIG, u"")) + "symbols.dat";
+  const std::u16string folder = KBEnv::GetKBMap()->GetDir(KBEnv::DIR_CONFIG, u"");
+  return w_u8(folder.data(), folder.data() + folder.size()) + "symbols.dat";
 }
 
 }  // namespace

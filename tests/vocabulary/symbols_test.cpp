@@ -58,6 +58,17 @@ TEST_F(SymbolsTest, StretchesAreWrittenOutOneWayAndTurnedBackAnother) {
   EXPECT_TRUE(symbols.Load(nullptr) && symbols.SetTranslitMode(false)) << "the mode stays";
 }
 
+TEST_F(SymbolsTest, TheDefaultFileIsFoundWhateverTheCodePage) {
+  std::filesystem::create_directories(folder.Path("Буквы/Data/Config"));
+  folder.Write("Буквы/Data/Config/term.xml", "<t><term name='russian' code='2702'/></t>");
+  folder.Write("Буквы/Data/Config/symbols.dat", "[SYMBOLS] russian=\"a\";\n");
+  std::u16string words;
+  ASSERT_TRUE(base.LoadFromBuf(u"test", u"Root=\"" + folder.Wide("Буквы") + u'"', words));
+  ASSERT_TRUE(base.SetDefaultKB(u"test", words));
+  SetCP(1251);
+  EXPECT_TRUE(symbols.Load(nullptr) && symbols.CheckLexem(0x2702, u"ab") == 1);
+}
+
 // One mistake makes others of what follows, but the text always ends.
 TEST_F(SymbolsTest, EachMistakeIsReportedByLineUntilTheTextEnds) {
   const std::tuple<std::string, bool, std::string> cases[] = {
