@@ -99,6 +99,7 @@ class KVORLIB_API TxtRdTable : public RdTable {
   TxtRdTable& operator=(const TxtRdTable& other);
   ~TxtRdTable() override;
 
+  // False also for what cannot be read from its beginning again, such as a pipe.
   bool Open(const std::u16string& fileName, int columns) override;
   // The cells of the next line; an empty line has none. A line of more than 4095 characters, its
   // end among them, comes as several rows. False at the end of the file; false with the message

@@ -107,10 +107,10 @@ int TxtRdTable::GetCP() {
 bool TxtRdTable::Open(const std::u16string& fileName, int columnCount) {
   if (file != nullptr) return false;
   auto stream = platform::OpenStream(U2A(fileName, Utf8), "rb");
-  // A folder may be opened here and there, but never read.
-  if (stream == nullptr || (std::getc(stream.get()) == EOF && std::ferror(stream.get()) != 0))
+  // A folder may be opened here and there, but never read, and a pipe not from its beginning.
+  if (stream == nullptr || (std::getc(stream.get()) == EOF && std::ferror(stream.get()) != 0) ||
+      std::fseek(stream.get(), 0, SEEK_SET) != 0)
     return false;
-  std::rewind(stream.get());
   file = std::make_shared<File>();
   file->stream = std::move(stream);
   file->codePage = GetCP();

@@ -2,6 +2,7 @@
 #include "kvorlib/tables.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "kvorlib/messages.h"
 #include "support/tempfolder.h"
@@ -75,6 +76,12 @@ TEST_F(TablesTest, EncodingsAreFoundOut) {
   SetCP(12345);
   EXPECT_FALSE(TxtRdTable().Open(name, 1)) << "no such code page";
   EXPECT_FALSE(TxtRdTable().Open(folder.Wide(""), 1)) << "a folder";
+  SetCP(65001);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_EQ(write(ends[1], "a\n", 2), 2);
+  EXPECT_FALSE(TxtRdTable().Open(u"/dev/fd/" + A2U(std::to_string(ends[0])), 1)) << "a pipe";
+  for (const int end : ends) close(end);
 }
 
 TEST_F(TablesTest, WriterFillsShortRowsUpAndCutsLongOnes) {
