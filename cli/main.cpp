@@ -119,6 +119,7 @@ int Run(int argc, char** argv) {
   Session session;
   CLI::App app;
   app.name("kvor");
+  app.get_formatter()->label("TEXT", "");  // the type of what has a name that says more
   try {
     Build(app, session);
     int code = Parse(app, argc, argv, session);

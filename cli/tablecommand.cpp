@@ -134,7 +134,7 @@ void AddTableCommand(CLI::App& app, Session& session) {
   CLI::App* const show = AddCommand(*table, session, "show", "Print a table in even columns", "");
   show->add_option("FILE", options->file, "The table; - is standard input")->required();
   show->add_option("--separator", options->separator, "What parts the cells; a tab if not given")
-      ->type_name("TEXT");
+      ->type_name("SEP");
   show->add_option("--columns", options->columns, "Refuse rows that have not N cells")
       ->type_name("N")
       ->check(CLI::Range(0, MostCells));
