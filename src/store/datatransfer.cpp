@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "platform/bytesums.h"
@@ -15,16 +16,23 @@ namespace {
 
 struct alignas(std::max_align_t) BlockHead {
   std::size_t claims;
+  void* memory;  // in which the block lies
 };
 
 BlockHead* HeadOf(unsigned char* block) { return reinterpret_cast<BlockHead*>(block) - 1; }
 
-unsigned char* NewBlock(BlockHead* old, std::size_t n) {
-  n = platform::UpToStride(n);  // for RecordRoom
-  auto* head = static_cast<BlockHead*>(std::realloc(old, sizeof(BlockHead) + n));
-  if (head == nullptr) throw std::bad_alloc();
-  head->claims = 1;
-  return reinterpret_cast<unsigned char*>(head + 1);
+// It begins at a whole stride: bytes that lie across lines of the cache, let alone across pages,
+// take longer to store and to read again.
+unsigned char* NewBlock(std::size_t n) {
+  std::size_t room = sizeof(BlockHead) + platform::SumStride + platform::UpToStride(n);
+  void* const memory = std::malloc(room);
+  if (memory == nullptr) throw std::bad_alloc();
+  void* at = static_cast<BlockHead*>(memory) + 1;
+  room -= sizeof(BlockHead);
+  auto* const block = static_cast<unsigned char*>(
+      std::align(platform::SumStride, platform::UpToStride(n), at, room));
+  *HeadOf(block) = {1, memory};
+  return block;
 }
 
 // A length one above or twice another must still fit the 32-bit fields.
@@ -36,7 +44,7 @@ int CheckedLength(std::int64_t n) {
 }  // namespace
 
 void DataTransfer::ReleaseOwn() {
-  if (own != nullptr && --HeadOf(own)->claims == 0) std::free(HeadOf(own));
+  if (own != nullptr && --HeadOf(own)->claims == 0) std::free(HeadOf(own)->memory);
   own = nullptr;
 }
 
@@ -126,11 +134,9 @@ unsigned char* DataTransfer::_AllocData(int n) {
   if (n == 0) {
     ReleaseOwn();
   } else if (own == nullptr) {
-    own = NewBlock(nullptr, static_cast<std::size_t>(n));
-  } else if (HeadOf(own)->claims == 1) {
-    own = NewBlock(HeadOf(own), static_cast<std::size_t>(n));
+    own = NewBlock(static_cast<std::size_t>(n));
   } else {
-    unsigned char* const mine = NewBlock(nullptr, static_cast<std::size_t>(n));
+    unsigned char* const mine = NewBlock(static_cast<std::size_t>(n));
     std::memcpy(mine, own, static_cast<std::size_t>(std::min(n, capacity)));
     ReleaseOwn();
     own = mine;
