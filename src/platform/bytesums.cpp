@@ -20,6 +20,10 @@ KVORLIB_AVX2 inline __m256i Put(std::uint8_t* to, __m256i part) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), part);
   return _mm256_sad_epu8(part, _mm256_setzero_si256());
 }
+KVORLIB_AVX2 inline std::uint32_t Total(__m256i sums) {
+  return bytesums::Both(
+      _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1)));
+}
 // A stride, as far as it is kept.
 KVORLIB_AVX2 inline __m256i PutSome(std::uint8_t* to, const std::uint8_t* from,
                                     const std::uint8_t* kept) {
@@ -41,9 +45,12 @@ KVORLIB_AVX2 std::uint32_t CopyAndSumByAvx2(std::uint8_t* to, const std::uint8_t
       _mm256_add_epi64(PutSome(to, from, kept), PutSome(to + 64, from + 64, kept + 64));
   const __m256i other = _mm256_add_epi64(PutSome(to + 128, from + 128, kept + 128),
                                          PutSome(to + 192, from + 192, kept + 192));
-  sums = _mm256_add_epi64(sums, _mm256_add_epi64(half, other));
-  return bytesums::Both(
-      _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1)));
+  return Total(_mm256_add_epi64(sums, _mm256_add_epi64(half, other)));
+}
+
+KVORLIB_AVX2 std::uint32_t CopyAndSumStrideByAvx2(std::uint8_t* to, const std::uint8_t* from,
+                                                  std::size_t n) {
+  return Total(PutSome(to, from, bytesums::First(n)));
 }
 
 #undef KVORLIB_AVX2
@@ -54,9 +61,18 @@ std::uint32_t CopyAndSumInReach(std::uint8_t* to, const std::uint8_t* from, std:
   return __builtin_cpu_supports("avx2") ? CopyAndSumByAvx2(to, from, n) : CopyAndSum(to, from, n);
 }
 
+std::uint32_t CopyAndSumStride(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
+  return __builtin_cpu_supports("avx2") ? CopyAndSumStrideByAvx2(to, from, n)
+                                        : CopyAndSum(to, from, n);
+}
+
 #else
 
 std::uint32_t CopyAndSumInReach(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
+  return CopyAndSum(to, from, n);
+}
+
+std::uint32_t CopyAndSumStride(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
   return CopyAndSum(to, from, n);
 }
 

@@ -23,6 +23,10 @@ constexpr std::size_t UpToStride(std::size_t n) { return (n + SumStride - 1) & ~
 inline constexpr std::size_t SumReach = 4 * SumStride;
 std::uint32_t CopyAndSumInReach(std::uint8_t* to, const std::uint8_t* from, std::size_t n);
 
+// The same for at most a stride. It is stored in halves where the processor can: who looks for the
+// end of a key right behind that, 32 bytes at once, would wait for smaller parts to come together.
+std::uint32_t CopyAndSumStride(std::uint8_t* to, const std::uint8_t* from, std::size_t n);
+
 namespace bytesums {
 
 // SumReach ones, then as many zeros: the first n bytes are kept by what begins n in front of the

@@ -27,15 +27,21 @@ class RecordRoom {
     }
     record.overflow = false;
     record.size = static_cast<std::int32_t>(size);
-    const std::uint32_t found = HasHeldLong(record) && readable >= platform::SumReach
-                                    ? platform::CopyAndSumInReach(record.own, bytes.data(), size)
-                                    : platform::CopyAndSum(record.own, bytes.data(), size);
     if (size % platform::SumStride == 0) record.own[size] = 0;
-    return found == sum;
+    const bool inReach = HasHeldLong(record) && readable >= platform::SumReach;
+    return CopyAndSum(record.own, bytes, inReach) == sum;
   }
   // Then it goes on to hold records of all lengths, most likely.
   static bool HasHeldLong(const DataTransfer& record) {
     return record.capacity >= static_cast<std::int32_t>(platform::SumReach);
+  }
+
+ private:
+  static std::uint32_t CopyAndSum(std::uint8_t* to, Bytes from, bool inReach) {
+    const std::size_t size = from.size();
+    if (inReach) return platform::CopyAndSumInReach(to, from.data(), size);
+    return size <= platform::SumStride ? platform::CopyAndSumStride(to, from.data(), size)
+                                       : platform::CopyAndSum(to, from.data(), size);
   }
 };
 
