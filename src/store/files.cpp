@@ -49,8 +49,7 @@ void OpenFor(UdbFile& entry, const std::string& path, platform::OpenMode mode) {
 }
 
 void ResetEntry(UdbFile& entry) {
-  entry.cursorPage = entry.cursorOffset = 0;
-  entry.missedSize = 0;
+  entry.SetCursor(0, 0);
   entry.needed = 0;
   entry.matchMode = UDB_EXACT;
   entry.maxRead = udbMaxRecord;

@@ -29,7 +29,7 @@ class LeafCopy {
       bytes = std::make_unique<std::array<std::uint8_t, PageSize + platform::SumReach>>();
     std::memcpy(bytes->data(), entries.data(), entries.size());
     taken = static_cast<std::uint32_t>(entries.size());
-    following = next;
+    following = next != nullptr ? next : bytes->data();
     AskAhead(0, LinesAhead);
   }
   // It is that of the page as it is in this state of the file.
@@ -39,48 +39,42 @@ class LeafCopy {
     used = taken;
   }
   void Drop() { used = taken = 0; }
-  // The walk stands at the entry at `offset`, which ends at `end`.
-  void StandAt(std::uint16_t offset, std::size_t end) {
-    cursor = offset;
-    behind = static_cast<std::uint32_t>(end);
-  }
+  // The walk stands at the entry that ends here, or nowhere in the copy any more.
+  void StandAt(std::size_t end) { behind = static_cast<std::uint32_t>(end); }
+  void Leave() { behind = PageSize; }
 
   bool IsOf(std::uint64_t state, std::uint16_t itsPage) const {
     return used != 0 && asOf == state && page == itsPage;
   }
-  bool IsAt(std::uint64_t state, std::uint16_t itsPage, std::uint16_t offset) const {
-    return behind < used && asOf == state && page == itsPage && cursor == offset;
-  }
+  // Whether the walk stands here, with more behind it.
+  bool HasMore() const { return behind < used; }
+  std::uint64_t State() const { return asOf; }
 
-  // Steps on and fills the record, if that is one of at most `most` bytes that can be had here.
-  bool Step(DataTransfer& record, std::int32_t most) {
+  // Fills the record with the next one, if it can be had here, and tells where that ends; else 0.
+  std::size_t Next(DataTransfer& record) const {
     AskAhead(behind, RecordRoom::HasHeldLong(record) ? LinesAhead : 1);
     // As Entry::At, in one look at form and length. Behind the entries the copy has room to read.
-    const Bytes entries(bytes->data() + behind, used - behind);
-    const std::uint32_t head = Load32(entries.data());
+    const std::uint8_t* const entry = bytes->data() + behind;
+    const std::uint32_t head = Load32(entry);
     const std::size_t length = head >> 8 & 0xFFFF;
     const std::size_t size = length - EntryHead;
-    const std::size_t rounded = Rounded(length);
-    if (static_cast<EntryForm>(head & 0xFF) != EntryForm::Inline || length <= EntryHead ||
-        rounded > MaxEntry || rounded > entries.size() || static_cast<std::int32_t>(size) > most) {
-      return false;
-    }
-    if (!RecordRoom::Fill(record, entries.subspan(EntryHead, size), Load32(entries.data() + 3),
+    const std::size_t end = behind + Rounded(length);
+    if (static_cast<EntryForm>(head & 0xFF) != EntryForm::Inline || size - 1 >= LongestRecord ||
+        end > used ||
+        !RecordRoom::Fill(record, {entry + EntryHead, size}, Load32(entry + 3),
                           RecordRoom::Ample)) {
-      return false;
+      return 0;
     }
-    StandAt(static_cast<std::uint16_t>(behind), behind + rounded);
-    return true;
+    return end;
   }
-  std::uint16_t Cursor() const { return cursor; }
   std::size_t Behind() const { return behind; }
 
  private:
   static constexpr std::size_t LinesAhead = 4;
+  static constexpr std::size_t LongestRecord = MaxEntry / 4 * 4 - EntryHead;
 
   // For bytes of the next leaf, so that it is here when it is its turn.
   void AskAhead(std::size_t from, std::size_t lines) const {
-    if (following == nullptr) return;
     for (std::size_t i = 0; i < lines; ++i)
       platform::Prefetch(following + from + i * platform::CacheLine);
   }
@@ -88,10 +82,9 @@ class LeafCopy {
   std::uint64_t asOf = 0;
   std::uint32_t used = 0;    // bytes that are believed; 0: none
   std::uint32_t taken = 0;   // and that are there
-  std::uint32_t behind = 0;  // the entry at the cursor
+  std::uint32_t behind = 0;  // the entry at the cursor; not below `used`: nothing is to be had here
   std::uint16_t page = 0;
-  std::uint16_t cursor = 0;
-  const std::uint8_t* following = nullptr;
+  const std::uint8_t* following = nullptr;  // that leaf, or, for want of it, these bytes
   std::unique_ptr<std::array<std::uint8_t, PageSize + platform::SumReach>> bytes;
 };
 

@@ -38,7 +38,15 @@ struct UdbFile {
   // nothing seen of the file outlives an operation, and none goes without its lock.
   bool OnlyOursToChange() const { return company != platform::Company::Writers; }
   bool isHeld = false;  // by a UdbHold, which locks it for looking
+  // Everybody else who moves the cursor does it by these.
+  void SetCursor(std::uint16_t page, std::size_t offset) {
+    cursorPage = page;
+    cursorOffset = static_cast<std::uint16_t>(offset);
+    missedSize = 0;
+    seen.copy.Leave();
+  }
   void RememberMissed(store::Bytes key) {
+    seen.copy.Leave();
     missedSize = static_cast<std::uint8_t>(key.size());
     std::memcpy(missed.data(), key.data(), key.size());
   }
@@ -60,6 +68,7 @@ class OpenFiles {
     return file < 0 || file >= udbMaxFiles || At(file).fd == nullptr ? nullptr : &At(file);
   }
   UdbFile& At(int file) { return entries[static_cast<std::size_t>(file)]; }
+  int NumberOf(const UdbFile& entry) const { return static_cast<int>(&entry - entries.data()); }
   // The lowest free number, or -1.
   int FreeNumber() const;
   void FreeAll();

@@ -41,6 +41,13 @@ bool SeeHeader(int file) {
 
 namespace {
 
+// The entry of an open file, or null, as when there is no engine yet. It is not made for this:
+// steps of walks are short.
+UdbFile* EntryOf(int file) {
+  Engine* const engine = madeEngine.load(std::memory_order_acquire);
+  return engine == nullptr ? nullptr : engine->files.Find(file);
+}
+
 // A quick answer as the operation's; false if there is none.
 bool IsSettled(UdbFile& entry, int answer) {
   if (answer == QuickReads::Unknown) return false;
@@ -160,10 +167,10 @@ int EraseAtCursor() {
 }
 
 // Apart from the steps out of a copy, which are many and short.
-[[gnu::noinline]] int NextInFile(int file, UdbFile& entry, DataTransfer& record) {
+[[gnu::noinline]] int NextInFile(UdbFile& entry, DataTransfer& record) {
   const int quick = QuickReads::Next(entry, record);
   if (IsSettled(entry, quick)) return AsAnswer(quick);
-  if (entry.header.recordCount == 0 && !Select(file)) return -1;
+  if (entry.header.recordCount == 0 && !Select(TheEngine().files.NumberOf(entry))) return -1;
   const bool looksEmpty = entry.header.recordCount == 0;
   const int answer = AttemptRead(entry, [&] {
     Engine& engine = TheEngine();
@@ -175,6 +182,29 @@ int EraseAtCursor() {
   // have been half an erasure.
   const bool refused = answer == -1 && entry.lastError == UDB_TIMEOUT;
   return refused && looksEmpty ? Attempt(entry, [] { return 1; }) : answer;
+}
+
+// Apart from the finding of the entry, too: fewer registers have to be saved.
+[[gnu::noinline]] int Next(UdbFile& entry, DataTransfer& record) {
+  if (!QuickReads::StepInCopy(entry, record)) return NextInFile(entry, record);
+  entry.lastError = UDB_SUCCESS;
+  return 0;
+}
+
+UdbMark MarkOf(const UdbFile& entry) {
+  const Seen& seen = entry.seen;
+  if (entry.cursorPage == 0 || entry.missedSize != 0 || seen.count == nullptr ||
+      seen.header == Seen::Never || seen.cursor != seen.header) {
+    return {};
+  }
+  return {{entry.cursorPage, entry.cursorOffset}, seen.count, seen.header};
+}
+
+bool IsAt(const UdbFile& entry, const UdbMark& mark) {
+  const Seen& seen = entry.seen;
+  return seen.count == mark.count && seen.header == mark.state && seen.cursor == mark.state &&
+         entry.cursorPage == mark.at.page && entry.cursorOffset == mark.at.offset &&
+         entry.missedSize == 0;
 }
 
 }  // namespace
@@ -214,18 +244,14 @@ int udbGet(int file, UdbKey key, DataTransfer& record) {
 }
 
 int udbGetNext(int file, DataTransfer& record) {
-  UdbFile* const entry = TheEngine().files.Find(file);
-  if (entry == nullptr) return -1;
-  if (!QuickReads::StepInCopy(*entry, record)) return NextInFile(file, *entry, record);
-  entry->lastError = UDB_SUCCESS;
-  return 0;
+  UdbFile* const entry = EntryOf(file);
+  return entry == nullptr ? -1 : Next(*entry, record);
 }
 
 int udbRewind(int file) {
   if (!SeeHeader(file)) return -1;
   UdbFile& entry = udbEntry(file);
-  entry.cursorPage = entry.cursorOffset = 0;
-  entry.missedSize = 0;
+  entry.SetCursor(0, 0);
   return Attempt(entry, [] { return 0; });
 }
 
@@ -295,37 +321,28 @@ int udbSetPosition(int file, const UdbPosition& position, UdbKey key) {
   const auto there = inTree ? probed->Key(kd) : std::nullopt;
   const auto wanted = KeyAtStart(kd, key);
   if (!there || !wanted || CompareKeys(kd, *there, *wanted) != 0) return udbFind(file, key);
-  entry.cursorPage = position.page;
-  entry.cursorOffset = position.offset;
-  entry.missedSize = 0;
+  entry.SetCursor(position.page, position.offset);
   entry.seen.LoseCursor();  // seen without the lock
   return 0;
 }
 
 UdbMark udbMark(int file) {
-  const UdbFile* const entry = TheEngine().files.Find(file);
-  if (entry == nullptr || entry->cursorPage == 0 || entry->missedSize != 0) return {};
-  const Seen& seen = entry->seen;
-  if (seen.count == nullptr || seen.header == Seen::Never || seen.cursor != seen.header) return {};
-  return {{entry->cursorPage, entry->cursorOffset}, seen.count, seen.header};
+  const UdbFile* const entry = EntryOf(file);
+  return entry != nullptr ? MarkOf(*entry) : UdbMark();
 }
 
 // No count is the same twice: in the state of the mark, the cursor that is where it was is at the
 // same record. Whether the file is still in that state is seen by the step itself.
 bool udbStepOn(int file, UdbMark& mark, DataTransfer& record) {
-  UdbFile* const entry = TheEngine().files.Find(file);
-  if (entry == nullptr || mark.count == nullptr) return false;
-  const Seen& seen = entry->seen;
-  if (seen.count != mark.count || seen.header != mark.state || seen.cursor != mark.state ||
-      entry->cursorPage != mark.at.page || entry->cursorOffset != mark.at.offset ||
-      entry->missedSize != 0) {
-    return false;
-  }
-  if (!TheEngine().quick.StepInCopy(*entry, record) &&
-      TheEngine().quick.Next(*entry, record) != QuickReads::Found) {
+  UdbFile* const entry = EntryOf(file);
+  if (entry == nullptr || mark.count == nullptr || !IsAt(*entry, mark)) return false;
+  if (QuickReads::StepInCopy(*entry, record)) {
+    mark.at.offset = entry->cursorOffset;
+  } else if (QuickReads::Next(*entry, record) == QuickReads::Found) {
+    mark = MarkOf(*entry);
+  } else {
     return false;
   }
   entry->lastError = UDB_SUCCESS;
-  mark = udbMark(file);
   return true;
 }

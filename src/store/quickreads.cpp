@@ -254,7 +254,8 @@ QuickReads::Answer QuickReads::Next(UdbFile& file, DataTransfer& record) {
     const Answer found = FromCursor(file, spot);
     if (found != Found) return found;
     spot.version = seen.count->VersionOf(spot.page);
-    copies = seen.walks && !seen.copy.IsOf(seen.header, spot.page);
+    copies = seen.walks && file.maxRead >= static_cast<std::int32_t>(MaxEntry) &&
+             !seen.copy.IsOf(seen.header, spot.page);
     if (copies) seen.copy.Take(spot.entries, LeafBehind(file, spot.page));
     return Read(file, spot, record);
   });
@@ -262,7 +263,7 @@ QuickReads::Answer QuickReads::Next(UdbFile& file, DataTransfer& record) {
   SetCursor(file, spot, seen.header);
   seen.walks = true;
   if (copies) seen.copy.Believe(seen.header, spot.page);
-  if (seen.copy.IsOf(seen.header, spot.page)) seen.copy.StandAt(file.cursorOffset, spot.behind);
+  if (seen.copy.IsOf(seen.header, spot.page)) seen.copy.StandAt(spot.behind);
   return answer;
 }
 

@@ -41,14 +41,12 @@ class QuickReads {
   // since.
   static bool StepInCopy(UdbFile& file, DataTransfer& record) {
     Seen& seen = file.seen;
-    if (!seen.copy.IsAt(seen.header, file.cursorPage, file.cursorOffset) || file.missedSize != 0 ||
-        seen.count->Now() != seen.header) {
-      return false;
-    }
-    if (++seen.steps % StepsUnasked == 0 && !IsStillShared(seen)) return false;
-    if (!seen.copy.Step(record, file.maxRead)) return false;
-    file.cursorOffset = seen.copy.Cursor();
-    seen.behind = seen.copy.Behind();
+    if (!seen.copy.HasMore() || seen.count->Now() != seen.copy.State()) return false;
+    const std::size_t end = seen.copy.Next(record);
+    if (end == 0) return false;
+    file.cursorOffset = static_cast<std::uint16_t>(seen.copy.Behind());
+    seen.behind = end;
+    seen.copy.StandAt(end);
     return true;
   }
   // The key of the entry at the cursor: as udbGetPosition.
@@ -80,15 +78,6 @@ class QuickReads {
     std::size_t passed = 0;                               // pages, down the tree, so far
     std::array<std::uint16_t, PagePath::MostLevels> way;  // which they are
   };
-
-  // How many steps a walk makes in its copy of a leaf between two looks at whether the count is
-  // still everybody's.
-  static constexpr std::uint32_t StepsUnasked = 16;
-
-  // Apart from the steps that do not ask.
-  [[gnu::noinline, gnu::cold]] static bool IsStillShared(const Seen& seen) {
-    return CurrentHost().StillShares(seen.count);
-  }
 
   static constexpr int MostTries = 40;
 
@@ -168,9 +157,7 @@ QuickReads::Answer QuickReads::Validated(UdbFile& file, int tries, Body body) {
 
 // In this state of the file, if it is known.
 inline void QuickReads::SetCursor(UdbFile& file, const Spot& spot, std::uint64_t state) {
-  file.cursorPage = spot.page;
-  file.cursorOffset = static_cast<std::uint16_t>(spot.offset);
-  file.missedSize = 0;
+  file.SetCursor(spot.page, spot.offset);
   file.seen.KnowCursor(state, spot.version);
   file.seen.leaf = spot.behind != 0 ? spot.entries : Bytes();
   file.seen.behind = spot.behind;

@@ -26,7 +26,6 @@ struct Seen {
   std::uint64_t cursorVersion = Never;  // and as long as its page has this version
   Bytes leaf;                   // the entries of its page, where they lie; none: not looked up
   std::size_t behind = 0;       // the offset behind its entry, if so
-  std::uint32_t steps = 0;      // of walks, in copies
   bool walks = false;           // the last operation was a step of a walk
   LeafCopy copy;                // of the leaf in which it goes on
   KnownPages known;             // of the same state as the header

@@ -21,9 +21,7 @@ std::optional<Entry> EntryBeginningAt(const TreePage& page, std::size_t offset) 
 
 void Tree::SetCursor(std::uint16_t page, std::size_t offset) {
   UdbFile& file = work.File();
-  file.cursorPage = page;
-  file.cursorOffset = static_cast<std::uint16_t>(offset);
-  file.missedSize = 0;
+  file.SetCursor(page, offset);
   Seen& seen = file.seen;
   seen.KnowCursor(seen.header, seen.count != nullptr ? seen.count->VersionOf(page) : Seen::Never);
   seen.leaf = {};
