@@ -22,6 +22,8 @@ constexpr const char* DemoFooter =
     "  kvor dict rename /tmp/trace/words.dat cat kitten\n"
     "  kvor log demo /tmp/trace\n";
 
+constexpr const char* Page = "analysis.html";
+
 struct DemoOptions {
   std::string kb;
   std::string folder;
@@ -37,16 +39,18 @@ struct Timing {
 };
 
 std::string FolderFor(const std::string& path) {
-  WidePath(path);  // before anything is made
+  WidePath(fs::absolute(path).string());  // before anything is made
   std::error_code error;
   fs::create_directories(path, error);
   if (error) throw Failure(path, error.message());
   return path + (path.ends_with('/') ? "" : "/");
 }
 
+std::string TemplateFolder() { return Narrow(KBEnv::GetKBMap()->GetDir(KBEnv::DIR_CONFIG, u"")); }
+
 // Complains of the first template that is missing, and tells what comes of it.
 bool TemplatesAreThere() {
-  const std::string folder = Narrow(KBEnv::GetKBMap()->GetDir(KBEnv::DIR_CONFIG, u""));
+  const std::string folder = TemplateFolder();
   const auto isThere = [&](const char* name, const char* consequence) {
     std::error_code ignored;
     if (fs::exists(folder + name, ignored)) return true;
@@ -57,6 +61,18 @@ bool TemplatesAreThere() {
   for (const char* name : {"plus.png", "minus.png", "none.png", "nada.png", "kvor.js", "kvor.css"})
     if (!isThere(name, "the page goes without it and what is copied behind it")) return false;
   return isThere("footer.html", "the page is not closed");
+}
+
+// A log begins with the removal of what earlier ones left in the current folder. That is to be the
+// log's own, not where the user happens to be with files of like names.
+bool Begin(LogHTML& log, const std::string& folder) {
+  const fs::path here = fs::current_path();
+  const bool stays = fs::path(TemplateFolder()).is_relative();
+  const std::u16string page = Wide(fs::absolute(folder).string() + Page);
+  if (!stays) fs::current_path(folder);
+  const bool begun = log.OpenLog(page, true, 'S', nullptr);
+  fs::current_path(here);
+  return begun;
 }
 
 DictFile Dictionary(const std::string& path) {
@@ -86,8 +102,8 @@ int Run(Session& session, const DemoOptions& options) {
   const bool complete = TemplatesAreThere();
   MessLogger* const complaining = MessLogger::GetMessLogger();
   LogHTML log;
-  if (!log.OpenLog(Wide(folder + "analysis.html"), true, 'S', nullptr))
-    throw Failure(folder + "analysis.html", "cannot be written");
+  const std::string page = folder + Page;
+  if (!Begin(log, folder)) throw Failure(page, "cannot be written");
   const Analysis::Counts counts = Analyse(log, options, folder);
   whole.TimeProc();
   const std::u16string report = KV::Timer::GetTimer()->Report();
@@ -95,7 +111,7 @@ int Run(Session& session, const DemoOptions& options) {
     const Section section(log, u"Times");
     log.LogStringMessage(MC_LOG, u"Of the processor, in seconds:\r\n" + report);
   }
-  const std::string page = Narrow(log.CloseLog());
+  log.CloseLog();
   MessLogger::SetMessLogger(complaining);
   if (session.json) {
     session.out << Json("page", page)("errors", counts.errors)("pictures", counts.pictures)(

@@ -706,7 +706,10 @@ def case_demonstration_shows_what_it_did_and_what_it_lacked():
     assert [word.text for word in drawn] == 'The old bat saw a cat in the house'.split()
     assert '[[[The] [old] bat] saw [[a] cat]' in content('a/b/alts-1-analysis.html').decode('utf-16')
     dic('rename', 'a/b/words.dat', 'cat', 'kitten')
+    for name in ('tree-oak-analysis', 'a/b/tree-999-analysis.svg'):
+        write(name, 'mine, and that of an earlier run')
     assert rows('demo', 'a/b', '--sections', '900', of='log')[0]['errors'] > 30
+    assert os.path.exists('tree-oak-analysis') and not os.path.exists('a/b/tree-999-analysis.svg')
     assert content('a/b/analysis.html').decode('utf-16').count('</h1>') >= 900
     base('bare', terms=content(f'{HERE}/../../data/Data/Config/term.xml').decode())
     kb('add', 'bare.kb')
