@@ -134,14 +134,17 @@ class KVORLIB_API KBMap {
 
   // ---- the registry: the key Software\Kvor-3\KBase of the current user
 
-  // Writes the key anew: a value for each base but the local one, or only for those that are Valid,
-  // and the default.
+  // Writes the key anew, in one step: a value for each base but the local one, or only for those
+  // that are Valid, and the default; false, with the bases written, if there is no default. As long
+  // as this process has not had the key open (StartUp opens it), the key's other values stay.
   bool SaveListToRegistry(std::u16string& msg, bool onlyValid) const;
+  // Writes the default alone; false if there is none.
   bool SaveDefaultToRegistry(std::u16string& msg) const;
-  // Any key as a map, the unnamed value under the empty name; `machine` takes that of all users.
+  // Any key as a map, as it stands at one moment, the unnamed value under the empty name; `machine`
+  // takes that of all users.
   bool ReadDataFromKey(bool machine, const std::u16string& subKey, Settings& data,
                        std::u16string& msg);
-  // Replaces a key by a map.
+  // Replaces a key by a map, in one step. Keys below it stay.
   bool WriteDataFromKey(bool machine, const std::u16string& subKey, const Settings& data,
                         std::u16string& msg);
   // Reads a key, has `change` work on the map, empty if there is no such key, and writes it unless
