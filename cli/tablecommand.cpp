@@ -36,8 +36,15 @@ struct TableOptions {
 
 int CodePageOf(const InputFile& input, const TableOptions& options) {
   if (!options.from.empty()) return CodePageFrom(options.from);
-  if (GuessCodePage(input.Content()).codePage != UnknownCodePage) return Utf8;
-  throw Failure(input.Name(), NothingTells);
+  const std::string bytes = input.Content();
+  const int guess = GuessCodePage(bytes).codePage;
+  if (guess == UnknownCodePage) throw Failure(input.Name(), NothingTells);
+  const int looked = static_cast<int>(std::min<std::size_t>(bytes.size(), 512));
+  if ((guess == Utf16 || guess == BigEndianUtf16) && !CheckUnicode(bytes.data(), looked))
+    throw Failure(input.Name(),
+                  "UTF-16 that tables are not read from: it is cut, or the high byte "
+                  "comes first (`kvor text convert` makes UTF-8 of it)");
+  return Utf8;
 }
 
 // A row that is refused and the end of the file have the same answer; the message parts them.

@@ -625,6 +625,7 @@ def case_tables_are_shown_row_by_row():
     table('.', code=2, err='kvor: .: Is a directory\n')
     table('/dev/stdin', stdin='кот\tcat\n', out='кот  cat\n')  # a pipe
     table('-', stdin=b'\xea\xee\xf2\n', code=2, err='nothing tells its code page')
+    table('-', stdin='\ufeffa\tb\n'.encode('utf-16-be'), code=2, err='UTF-16 that tables are not read from')
     table('-', '--columns', '-1', code=2, err='Value -1 not in range 0 to 4096\n')
 
 
