@@ -53,6 +53,16 @@ bool WriteChunks(int fd, const char* data, std::size_t n) {
   return true;
 }
 
+// UTF-8 is not left to A2U and U2A: they set the current code page, which other threads may be
+// using, and cut long texts within characters, A2U under 0 alone.
+bool IsUtf8(int codePage) { return (codePage == 0 ? util::EffectiveCodePage() : codePage) == Utf8; }
+
+std::string Encoded(const std::u16string& text, int codePage) {
+  if (!IsUtf8(codePage)) return U2A(text, codePage);
+  const char16_t* const toZero = text.c_str();
+  return w_u8(toZero, toZero + std::char_traits<char16_t>::length(toZero));
+}
+
 struct FileText {
   std::unique_ptr<const char[]> buffer;
   std::string_view bytes;  // without a mark
@@ -67,15 +77,12 @@ struct FileText {
     }
     return units;
   }
-  // Not by A2U where it is UTF-8: that sets the current code page, which other threads may be
-  // using, or, under 0, cuts long texts within characters.
   std::u16string Decoded() const {
     if (codePage == Utf16) return Units();
     const std::string_view toZero = bytes.substr(0, bytes.find('\0'));
     if (toZero.empty()) return {};
-    const bool utf8 = (codePage == 0 ? util::EffectiveCodePage() : codePage) == Utf8;
-    return utf8 ? u8_w(toZero.data(), toZero.data() + toZero.size())
-                : A2U(std::string(toZero), codePage);
+    return IsUtf8(codePage) ? u8_w(toZero.data(), toZero.data() + toZero.size())
+                            : A2U(std::string(toZero), codePage);
   }
 };
 
@@ -168,7 +175,7 @@ bool GetText(const std::string& path, std::string& text, int& codePage) {
   const int detected = file->codePage;
   const int wanted =
       codePage != Unstated && codePage != Utf16 ? codePage : (detected == Utf16 ? 0 : detected);
-  text = wanted == detected ? std::string(file->bytes) : U2A(file->Decoded(), wanted);
+  text = wanted == detected ? std::string(file->bytes) : Encoded(file->Decoded(), wanted);
   codePage = wanted;
   return true;
 }
@@ -180,8 +187,8 @@ bool SaveText(const std::u16string& path, const std::u16string& text, int codePa
     case Unstated:
       return Overwrite(name, Utf16Bytes(text), Utf16Mark);
     case Utf8:
-      return Overwrite(name, U2A(text, Utf8), Utf8Mark);
+      return Overwrite(name, Encoded(text, Utf8), Utf8Mark);
     default:
-      return Overwrite(name, U2A(text, codePage), {});
+      return Overwrite(name, Encoded(text, codePage), {});
   }
 }
