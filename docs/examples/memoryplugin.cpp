@@ -105,13 +105,13 @@ class Map final : public PersistentMap {
     return true;
   }
   bool _put(DataTransfer const& key, DataTransfer const& record, bool overwrite) override {
-    auto const [at, fresh] = table->records.try_emplace(Bare(key), BytesOf(record));
+    auto const [at, fresh] = table->records.try_emplace(BytesOf(key), BytesOf(record));
     if (!fresh && !overwrite) return No();
     at->second = BytesOf(record);
     return true;
   }
   bool _update(DataTransfer const& key, DataTransfer const& record) override {
-    auto const at = table->records.find(Bare(key));
+    auto const at = table->records.find(BytesOf(key));
     if (at == table->records.end()) return No();
     at->second = BytesOf(record);
     return true;
@@ -150,7 +150,8 @@ class Map final : public PersistentMap {
     errLevel = 1;
     return false;
   }
-  // A text key may come with a zero or its stop symbol at its end, and is the same key without.
+  // A text key that is looked for may come with a zero or its stop symbol at its end, and is the
+  // same key without. One that is put is the record's own, and bare.
   std::string Bare(DataTransfer const& given) const {
     std::string key = BytesOf(given);
     bool const text = table->layout.IsText() && !key.empty();

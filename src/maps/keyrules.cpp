@@ -14,7 +14,7 @@ Bytes BytesOf(DataTransfer const& value) {
           static_cast<std::size_t>(std::max(value.Available(), 0))};
 }
 
-StoreKey::StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level) {
+StoreKey::StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level, Ends ends) {
   Bytes const key = BytesOf(given);
   if (key.size() > Longest) throw ErrBuf("Key too long", level);
   size = key.size();
@@ -29,7 +29,7 @@ StoreKey::StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level) {
   }
   unsigned char const last = bytes[size - 1];
   if (last == kd.len) return;
-  if (last != 0) ++size;
+  if (last != 0 || ends == Ends::Bare) ++size;
   bytes[size - 1] = kd.len;
 }
 

@@ -19,8 +19,12 @@ Bytes BytesOf(DataTransfer const& value);
 // empty one stays empty.
 class StoreKey {
  public:
+  // A key that is a record's own is bare, and a zero at its end is part of it: taken for another,
+  // shorter one, it would put the record where that other key stands.
+  enum class Ends { InAnyWay, Bare };
+
   // Throws: at `level`, what is wrong with a key that no record of this layout can have.
-  StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level);
+  StoreKey(KEYDESCR const& kd, DataTransfer const& given, int level, Ends ends = Ends::InAnyWay);
 
   Bytes Whole() const { return {bytes.data(), size}; }
   // False: with its stop symbol it is longer than any key in a file, which the store tells.

@@ -139,7 +139,7 @@ bool StdPersistentMap::_rewind() { return Answered(udbRewind(file)); }
 bool StdPersistentMap::_put(DataTransfer const& key, DataTransfer const& record, bool overwrite) {
   ++putCalls;
   CheckRecord(keyDescr, key, record);
-  StoreKey const own(keyDescr, key, ErrData::ERR_ERROR);
+  StoreKey const own(keyDescr, key, ErrData::ERR_ERROR, StoreKey::Ends::Bare);
   Bytes const bytes = BytesOf(record);
   auto const length = static_cast<std::uint32_t>(bytes.size());
   int answer = udbInsert(file, bytes.data(), length);
@@ -149,7 +149,7 @@ bool StdPersistentMap::_put(DataTransfer const& key, DataTransfer const& record,
 
 bool StdPersistentMap::_update(DataTransfer const& key, DataTransfer const& record) {
   CheckRecord(keyDescr, key, record);
-  StoreKey const own(keyDescr, key, ErrData::ERR_ERROR);
+  StoreKey const own(keyDescr, key, ErrData::ERR_ERROR, StoreKey::Ends::Bare);
   Bytes const bytes = BytesOf(record);
   return Answered(
       udbUpdate(file, own.Whole(), bytes.data(), static_cast<std::uint32_t>(bytes.size())));

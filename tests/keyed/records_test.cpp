@@ -119,6 +119,15 @@ TEST_F(RecordsTest, RecordIsStoredOnlyUnderItsOwnBareKey) {
   }
   EXPECT_FALSE(text.Update(BytesFrom("cat "), BytesFrom("01cat x")));
   EXPECT_EQ(StateOf(text), "2 Record don't contain key");
+  // A zero at the end of a record's own key is no terminator.
+  std::string const zeroed = "01cat" + Zero + " ";
+  DataTransfer record;
+  EXPECT_TRUE(text.Put(BytesFrom("cat"), BytesFrom("01cat 1"), false));
+  EXPECT_FALSE(text.Update(BytesFrom("cat" + Zero), BytesFrom(zeroed)) || text.CheckError());
+  for (char const* const value : {"2", "3"})
+    EXPECT_TRUE(text.Put(BytesFrom("cat" + Zero), BytesFrom(zeroed + value), true));
+  EXPECT_TRUE(text.Get(BytesFrom("cat"), record) && record == BytesFrom("01cat 1"));
+  EXPECT_TRUE(text.Get(BytesFrom("cat" + Zero + " "), record) && record == BytesFrom(zeroed + "3"));
 }
 
 TEST_F(RecordsTest, RecordsAreTextsOnlyInTextLayoutsAndEndBehindTheirLastZero) {
