@@ -204,7 +204,9 @@ std::optional<Entry> Tree::AtCursor() {
 
 bool Tree::RootHasRoom() {
   const Header& header = work.Head();
-  if (header.depth < path.size() || header.root == 0) return true;
+  // A count that trees emptied before have brought past six says nothing of this one; should it
+  // grow too deep after all, its growth is what fails.
+  if (header.depth != path.size() || header.root == 0) return true;
   const std::size_t longest = header.key.IsText() ? MaxKey : header.key.len;
   const TreePage root = work.ViewOf(work.Fetch(header.root, work.slotA));
   return root.Used() + EntryHead + longest < EntriesEnd;

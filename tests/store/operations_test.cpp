@@ -162,6 +162,16 @@ TEST_F(OperationsTest, SixInternalLevelsAreTheDeepestTree) {
   EXPECT_EQ(Said(Find(file, "zz ")), "INDEX DEPTH OVERFLOW");
   EXPECT_EQ(Said(Erase(file, "zz ")), "INDEX DEPTH OVERFLOW");
   EXPECT_EQ(Walk(file), std::vector<Bytes>{"zz 1"}) << "a walk needs no internal page";
+  // A leaf as the root, and levels that went with the trees before it.
+  for (const unsigned counted : {6U, 7U}) {
+    OpenBytes(
+        HeaderPage({.firstLeaf = 1, .root = 1, .pages = 1, .depth = counted, .recordCount = 2}) +
+        LeafOf({Record("a", 2000), Record("b", 2000)}));
+    EXPECT_EQ(Said(Insert(file, "c 1")), counted == 6 ? "CANNOT ALLOCATE RECORD" : "0");
+    EXPECT_EQ(Said(Insert(file, Record("d", 500))), counted == 6 ? "CANNOT ALLOCATE RECORD" : "0");
+    EXPECT_EQ(Header16(14), counted == 6 ? 6U : 8U);
+    Sound();
+  }
 }
 
 // A read that is cut short on purpose is not tested for its checksum; one into a borrowed block
