@@ -16,6 +16,9 @@
 
 class IndexFile;
 class MapCursor;
+namespace maps {
+class StdMapCursor;
+}
 
 // Owns a cursor, which IndexFile::GetPool sets. The file may be changed during the walk, other
 // pools may walk it at the same time, and it may be closed: then the pool is not valid any more.
@@ -52,4 +55,5 @@ class KVORLIB_API RecordPool {
   bool GetNextInPlace(std::string_view& record, DataTransfer& room);
 
   std::unique_ptr<MapCursor> cursor;
+  maps::StdMapCursor* stored = nullptr;  // the same, if it walks a file of the store
 };

@@ -9,7 +9,10 @@ RecordPool::RecordPool() = default;
 
 RecordPool::~RecordPool() = default;
 
-void RecordPool::SetCursor(MapCursor* walk) { cursor.reset(walk); }
+void RecordPool::SetCursor(MapCursor* walk) {
+  cursor.reset(walk);
+  stored = walk != nullptr ? maps::StdMapCursor::Of(*walk) : nullptr;
+}
 
 bool RecordPool::is_valid() const { return cursor != nullptr && cursor->is_valid(); }
 
@@ -20,17 +23,15 @@ bool RecordPool::GetNext(DataTransfer& key, DataTransfer& record) {
 }
 
 bool RecordPool::GetNextInPlace(std::string_view& record, DataTransfer& room) {
-  if (!is_valid()) return false;
-  if (auto* const walk = maps::StdMapCursor::Of(*cursor)) return walk->NextInPlace(record);
+  if (stored != nullptr) return stored->NextInPlace(record);
   DataTransfer key;
-  if (!cursor->getnext(key, room)) return false;
+  if (!GetNext(key, room)) return false;
   record = {room.GetData(), static_cast<std::size_t>(room.Available())};
   return true;
 }
 
 bool RecordPool::GetNext(std::string& record, std::string& key) {
-  if (!is_valid()) return false;
-  if (auto* const walk = maps::StdMapCursor::Of(*cursor)) return walk->NextText(record, key);
+  if (stored != nullptr) return stored->NextText(record, key);
   DataTransfer keyBytes;
   DataTransfer recordBytes;
   if (!GetNext(keyBytes, recordBytes)) return false;
