@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "store/pagepath.h"
+
 namespace store {
 
 KnownPages::Known& KnownPages::Grow(std::uint16_t page) {
@@ -62,6 +64,7 @@ void KnownPages::DropTable() {
   Hold(Held() - table.Memory());
   table.Clear();
   for (Known& known : pages) known.hasPlaces = false;
+  all = {};
 }
 
 bool KnownPages::PutAll(std::uint16_t page, const SoundPage& leaf) {
@@ -93,6 +96,23 @@ bool KnownPages::AddPlaces(std::uint16_t page, std::uint64_t version, const Soun
   DropTable();
   if (known.directory == nullptr) known.asOf = {};
   return false;
+}
+
+void KnownPages::LookForAll(std::uint16_t root, std::uint64_t fileState) {
+  missed = 0;
+  std::size_t most = MaxPages;
+  if (HasAllBelow(root, PagePath::MostLevels, most)) all = AsAt(fileState);
+}
+
+// In a damaged tree links may lead in circles, or to many pages many times.
+bool KnownPages::HasAllBelow(std::uint16_t page, std::size_t levels, std::size_t& most) {
+  if (levels == 0 || most-- == 0) return false;
+  const Known* known = Find(page);
+  if (known == nullptr) known = Recall(page);
+  if (known == nullptr || known->leaf) return known != nullptr && known->hasPlaces;
+  const auto children = known->directory->ChildPages();
+  return std::all_of(children.begin(), children.end(),
+                     [&](std::uint16_t child) { return HasAllBelow(child, levels - 1, most); });
 }
 
 bool KnownPages::IsWorthKnowing(std::uint16_t page, std::uint64_t version, std::size_t records) {

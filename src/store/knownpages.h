@@ -68,6 +68,13 @@ class KnownPages final : public KeptPages {
   // being known, which takes as long as some walks. It is when nobody else was seen to change the
   // page, and as many leaves have been searched as make up for a table of all records.
   bool IsWorthKnowing(std::uint16_t page, std::uint64_t version, std::size_t records);
+  // A descent for a key has ended in a leaf that does not have it, in this state of the file. After
+  // many of these it is seen whether all leaves below the root are in the table.
+  void NoteMissed(std::uint16_t root, std::uint64_t fileState) {
+    if (++missed > pages.size() / 4) LookForAll(root, fileState);
+  }
+  // Whether they are: a key that is not there is absent then.
+  bool HasAll(std::uint64_t fileState) const { return Holds(all) && all.version == fileState; }
   void Drop(std::uint16_t page) {
     if (page < pages.size()) pages[page].asOf = {};
   }
@@ -87,11 +94,15 @@ class KnownPages final : public KeptPages {
   bool MakeTable(std::size_t records);
   void DropTable();
   bool PutAll(std::uint16_t page, const SoundPage& leaf);
+  void LookForAll(std::uint16_t root, std::uint64_t fileState);
+  bool HasAllBelow(std::uint16_t page, std::size_t levels, std::size_t& most);
 
   std::vector<Known> pages;
   PlaceTable table;
   std::size_t wanted = 0;  // places, at least: half as many were too many before
   std::size_t walks = 0;   // ahead of the table
+  AsOf all;                // all leaves are in the table; the version is the file's state
+  std::size_t missed = 0;  // since that was last looked for
 };
 
 }  // namespace store

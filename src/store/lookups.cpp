@@ -67,6 +67,17 @@ inline bool QuickReads::IsInVain(Seen& seen) {
   return ++seen.failures > Failures && seen.failures % LooksOneIn != 0;
 }
 
+// A key that is not in the table, which may have them all.
+QuickReads::Answer QuickReads::MissKnown(UdbFile& file, Bytes key) {
+  const Seen& seen = file.seen;
+  if (!seen.known.HasAll(seen.header) || !Stands(file)) return Unknown;
+  Spot spot;
+  spot.page = file.header.root;  // it is looked for anew when somebody asks where it would stand
+  SetCursor(file, spot, seen.header);
+  file.RememberMissed(key);
+  return Absent;
+}
+
 // A key that is there and was come by before. Its leaf has not changed since, and so is part of the
 // tree still: who frees a page tells of it.
 QuickReads::Answer QuickReads::GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key,
@@ -77,7 +88,7 @@ QuickReads::Answer QuickReads::GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes
   PagePath path(*seen.count);
   if (hasMoved && (IsInVain(seen) || !path.EnterAt(0, seen.start))) return Unknown;
   Search search(kd, key, mark, hasMoved ? &path : nullptr);
-  if (!FindPlace(file, search)) return Unknown;
+  if (!FindPlace(file, search)) return hasMoved ? Unknown : MissKnown(file, key);
   seen.failures = 0;
   if (record != nullptr && Read(file, search.spot, *record, search.path) != Found) return Unknown;
   if (!Stands(file, search.path)) return Unknown;
@@ -259,7 +270,10 @@ QuickReads::Answer QuickReads::GetByTree(UdbFile& file, const KEYDESCR& kd, Byte
   if (amidChanges) answer = GetAmidChanges(file, key, search, record);
   if (answer > Absent) return answer;
   if (spot.page != 0) SetCursor(file, spot, amidChanges ? Seen::Never : file.seen.header);
-  if (answer == Absent && spot.page != 0) file.RememberMissed(whole);
+  if (answer == Absent && spot.page != 0) {
+    file.RememberMissed(whole);
+    if (!amidChanges) file.seen.known.NoteMissed(file.header.root, file.seen.header);
+  }
   return answer;
 }
 

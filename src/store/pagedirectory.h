@@ -36,6 +36,9 @@ class alignas(16) PageDirectory {
   // The first entry with a key not less. Not found: the page is not what it was.
   Place FirstNotLess(const SoughtKey& key, const KEYDESCR& kd, Bytes entries) const;
 
+  // REQUIRES: of an internal page.
+  std::span<const std::uint16_t> ChildPages() const { return {Children(), samples + 1U}; }
+
   std::size_t Memory() const { return size; }
 
  private:

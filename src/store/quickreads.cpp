@@ -242,7 +242,7 @@ QuickReads::Answer QuickReads::Get(UdbFile& file, UdbKey bytes, DataTransfer* re
   if (!MatchesExactly(file)) return GetInOrder(file, kd, *whole, record);
   const std::uint32_t mark = KeyMark(kd, *whole);
   const Answer answer = GetKnown(file, kd, *whole, mark, record);
-  return answer == Found ? Found : GetByTree(file, kd, *whole, mark, record);
+  return answer <= Absent ? answer : GetByTree(file, kd, *whole, mark, record);
 }
 
 // A leaf is copied when a walk comes to it, or is seen to go on in it.

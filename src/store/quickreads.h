@@ -108,6 +108,7 @@ class QuickReads {
                    const KnownPages::Place& place, Search& search);
   static bool IsInVain(Seen& seen);
   static bool FindPlace(UdbFile& file, Search& search);
+  static Answer MissKnown(UdbFile& file, Bytes key);
   static Answer GetKnown(UdbFile& file, const KEYDESCR& kd, Bytes key, std::uint32_t mark,
                          DataTransfer* record);
   static bool Enter(UdbFile& file, Search& search, const KnownPages::Known*& known);

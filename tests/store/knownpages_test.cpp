@@ -193,6 +193,36 @@ TEST(KnownPagesTest, LeafIsWorthKnowingWhenATableIsAndOthersLeaveItAlone) {
   EXPECT_EQ(askUntilItIs(4), 1) << "changed by oneself";
 }
 
+TEST(KnownPagesTest, AllKeysAreInTheTableWhenThoseOfEveryLeafBelowTheRootAre) {
+  std::mt19937 random(8);
+  const KeyKind kind{KEYDESCR(4, ' ', 0), 0, 5};
+  const RandomLeaf leaf(kind, random);
+  const store::Page page = PageOf(kind, false, 5, random);
+  const store::SoundPage root(*store::TreePage::Of(page), kind.kd);
+  const auto itself = root.At(0).Child();
+  store::DirectoryMemory memory;
+  store::KnownPages known;
+  known.KeepIn(memory);
+  const auto hasAll = [&](std::uint16_t from) {
+    for (std::uint32_t missed = 0; missed < store::MaxPages; ++missed) known.NoteMissed(from, 2);
+    return known.HasAll(2);
+  };
+  known.AddDirectory(1, 0, root);
+  known.AddDirectory(root.RightChild(), 0, leaf.sound);
+  for (std::size_t n = 0; n < root.Count(); ++n) {
+    EXPECT_FALSE(hasAll(1)) << n;
+    known.AddPlaces(root.At(n).Child(), 0, leaf.sound, 1000);
+  }
+  EXPECT_FALSE(hasAll(1)) << "one of them has a directory only";
+  known.AddPlaces(root.RightChild(), 0, leaf.sound, 1000);
+  EXPECT_TRUE(hasAll(1));
+  EXPECT_FALSE(known.HasAll(4)) << "changed by oneself";
+  known.Doubt();
+  EXPECT_FALSE(known.HasAll(2)) << "changed by somebody";
+  known.AddDirectory(itself, 2, root);
+  EXPECT_FALSE(hasAll(itself)) << "links lead in a circle";
+}
+
 TEST(KnownPagesTest, TablesOfSeveralFilesDoNotPushEachOtherOut) {
   std::mt19937 random(8);
   const RandomLeaf leaf({KEYDESCR(4, ' ', 0), 0, 5}, random);
