@@ -53,9 +53,10 @@ const KnownPages::Known* KnownPages::AddDirectory(std::uint16_t page, std::uint6
 // What else is kept needs some of the memory, too. Tables of several files that filled it would be
 // given back and made again with every few leaves.
 bool KnownPages::MakeTable(std::size_t records) {
-  if (!HasRoomFor(records) || !table.Make(std::max(records, wanted))) return false;
+  if (!HasRoomFor(records)) return false;
+  refused = !table.Make(std::max(records, wanted));
   Hold(Held() + table.Memory());
-  return true;
+  return !refused;
 }
 
 // Full of places that died of keys that came and went, it was no smaller than it has to be.
@@ -134,6 +135,7 @@ void KnownPages::Clear() {
   DropAll();
   pages = std::vector<Known>();
   table.Clear();
+  refused = false;
   Hold(0);
 }
 

@@ -54,7 +54,7 @@ class KnownPages final : public KeptPages {
 
   // Whether places could be added, of so many records in the file.
   bool HasRoomFor(std::size_t records) const {
-    if (table.IsMade()) return true;
+    if (table.IsMade() || refused) return !refused;
     const std::size_t size = PlaceTable::MemoryFor(std::max(records, wanted));
     return size <= Limit() / 8 * 5 && HeldByAll() + size <= Limit() / 8 * 7;
   }
@@ -99,6 +99,7 @@ class KnownPages final : public KeptPages {
 
   std::vector<Known> pages;
   PlaceTable table;
+  bool refused = false;    // there was no memory for it
   std::size_t wanted = 0;  // places, at least: half as many were too many before
   std::size_t walks = 0;   // ahead of the table
   AsOf all;                // all leaves are in the table; the version is the file's state

@@ -31,21 +31,6 @@ constexpr std::size_t MostEntries = EntriesEnd / Rounded(EntryHead) + 1;
 
 }  // namespace
 
-bool OrderedKey::Serves(const KEYDESCR& kd) {
-  if (kd.type == 0) return kd.len == 4;
-  return kd.IsText() || ((kd.type == 1 || kd.type == 3) && kd.len > 0 && kd.len <= MaxKey);
-}
-
-OrderedKey::OrderedKey(const KEYDESCR& kd, Bytes key)
-    : ordered(key.first(kd.IsText() ? key.size() - 1 : key.size())) {
-  if (kd.type != 0) return;
-  // The sign turned over, and the highest byte first.
-  number = {static_cast<std::uint8_t>(key[3] ^ 0x80U), key[2], key[1], key[0]};
-  ordered = number;
-}
-
-std::uint32_t OrderedKey::Number(std::size_t at) const { return NumberAt(ordered, at); }
-
 // ---- One page's ----
 
 PageOrder::PageOrder(std::size_t itsCapacity, bool isLeaf)
@@ -110,14 +95,14 @@ bool PageOrder::Take(const Walk& walk, const KEYDESCR& kd) {
   std::copy_n(walk.offsets.begin(), count, Offsets());
   const OrderedKey first(kd, walk.Key(0));
   const OrderedKey last(kd, walk.Key(count - 1U));
-  prefixLength =
-      static_cast<std::uint8_t>(std::min(CommonLength(first.All(), last.All()), MostPrefix));
-  std::copy_n(first.All().begin(), prefixLength, prefix.begin());
+  prefixLength = static_cast<std::uint8_t>(
+      std::min(CommonLength(first.Ordered(), last.Ordered()), MostPrefix));
+  std::copy_n(first.Ordered().begin(), prefixLength, prefix.begin());
   std::uint32_t* const numbers = Numbers();
   for (std::size_t i = 0; i < count; ++i) {
     const OrderedKey key(kd, walk.Key(i));
     if (Side(key) != 0) return false;
-    numbers[i] = key.Number(prefixLength);
+    numbers[i] = NumberAt(key.Ordered(), prefixLength);
     if (i == 0 || numbers[i - 1] < numbers[i]) continue;
     if (CompareKeys(kd, walk.Key(i - 1), walk.Key(i)) >= 0) return false;
   }
@@ -126,8 +111,8 @@ bool PageOrder::Take(const Walk& walk, const KEYDESCR& kd) {
 
 // Where the key stands to all that begin with the prefix: -1 or 1, or 0 if it begins so itself.
 int PageOrder::Side(const OrderedKey& key) const {
-  const std::size_t common = std::min<std::size_t>(key.All().size(), prefixLength);
-  const int order = common == 0 ? 0 : std::memcmp(key.All().data(), prefix.data(), common);
+  const std::size_t common = std::min<std::size_t>(key.Ordered().size(), prefixLength);
+  const int order = common == 0 ? 0 : std::memcmp(key.Ordered().data(), prefix.data(), common);
   if (order != 0) return order < 0 ? -1 : 1;
   return common < prefixLength ? -1 : 0;
 }
@@ -138,7 +123,7 @@ std::optional<PageOrder::Found> PageOrder::Find(const TreePage& page, const KEYD
   const OrderedKey sought(kd, key);
   const int side = Side(sought);
   if (side != 0) return Found{side < 0 ? 0U : std::size_t{used}, false};
-  const std::uint32_t number = sought.Number(prefixLength);
+  const std::uint32_t number = NumberAt(sought.Ordered(), prefixLength);
   const std::uint32_t* const numbers = Numbers();
   std::size_t first = CountLess(numbers, count, number);
   std::size_t equal = first;
@@ -212,9 +197,9 @@ bool PageOrder::Splice(const KEYDESCR& kd, std::size_t offset, std::size_t remov
   const auto key = entry ? entry->Key(kd) : std::nullopt;
   if (!key || (removed == 0 && count == capacity)) return false;
   const OrderedKey added(kd, *key);
-  if (Side(added) != 0) ShortenTo(CommonLength(added.All(), Bytes(prefix).first(prefixLength)));
+  if (Side(added) != 0) ShortenTo(CommonLength(added.Ordered(), Bytes(prefix).first(prefixLength)));
   if (removed == 0) Open(place);
-  const std::uint32_t number = added.Number(prefixLength);
+  const std::uint32_t number = NumberAt(added.Ordered(), prefixLength);
   Numbers()[place] = number;
   offsets[place] = static_cast<std::uint16_t>(offset);
   return (place == 0 || Numbers()[place - 1] <= number) &&

@@ -19,29 +19,9 @@
 
 #include "store/keptpages.h"
 #include "store/page.h"
+#include "store/soughtkey.h"
 
 namespace store {
-
-// A whole key as bytes that order as its kind of keys does, the shorter of two equal beginnings
-// first.
-class OrderedKey {
- public:
-  // Whether keys of this kind can be put so.
-  static bool Serves(const KEYDESCR& kd);
-
-  // REQUIRES: Serves(kd); the key is whole, and stays where it is.
-  OrderedKey(const KEYDESCR& kd, Bytes key);
-  OrderedKey(const OrderedKey&) = delete;
-  OrderedKey& operator=(const OrderedKey&) = delete;
-
-  Bytes All() const { return ordered; }
-  // Four bytes from `at` on as a number that orders as they do; zeros behind the key.
-  std::uint32_t Number(std::size_t at) const;
-
- private:
-  std::array<std::uint8_t, 4> number;
-  Bytes ordered;
-};
 
 // One page's. One stretch of memory: this head, then a number for each entry, then where each
 // begins.

@@ -15,10 +15,6 @@ std::uint64_t BigEndian(std::uint64_t v) {
   return v << 32 | v >> 32;
 }
 
-Bytes WithoutStop(const KEYDESCR& kd, Bytes key) {
-  return key.first(kd.IsText() ? key.size() - 1 : key.size());
-}
-
 // The first sixteen bytes, the first one highest, zeros behind the last.
 std::array<std::uint64_t, 2> BeginOf(Bytes key) {
   if (key.size() < 8) {
@@ -49,18 +45,12 @@ std::uint32_t KeyMark(const KEYDESCR& kd, Bytes key) {
   return static_cast<std::uint32_t>(h >> 32);
 }
 
-SoughtKey::SoughtKey(const KEYDESCR& kd, Bytes key) : whole(key), ordered(WithoutStop(kd, key)) {
-  if (kd.type == 0) {
-    // The sign turned over, and the highest byte first.
-    number = {static_cast<std::uint8_t>(key[3] ^ 0x80U), key[2], key[1], key[0]};
-    ordered = number;
-  }
-  begin = BeginOf(ordered);
-}
+SoughtKey::SoughtKey(const KEYDESCR& kd, Bytes key)
+    : OrderedKey(kd, key), whole(key), begin(BeginOf(Ordered())) {}
 
 std::uint64_t SoughtKey::NumberFar(std::size_t at) const {
-  if (at >= ordered.size()) return 0;
-  const Bytes rest = ordered.subspan(at);
+  if (at >= Ordered().size()) return 0;
+  const Bytes rest = Ordered().subspan(at);
   return BigEndian(rest.size() >= 8 ? Load64(rest.data()) : LoadFewer(rest.data(), rest.size()));
 }
 
