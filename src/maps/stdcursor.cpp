@@ -6,6 +6,7 @@
 #include "maps/frame.h"
 #include "maps/keyrules.h"
 #include "maps/stdmap.h"
+#include "store/page.h"
 #include "store/udb.h"
 
 namespace maps {
@@ -60,6 +61,9 @@ void StdMapCursor::ReadAhead() {
   if (udbStepOn(walked.file, mark, record)) {
     isMarked = true;
     hasNext = Framed(walked, false, [&] { return walked.TakeKey(0, record, key); });
+    // Only of a long record may the key be another one than its entry's, by damage: gone back to by
+    // that, the walk could run in a circle.
+    if (hasNext && record.Size() >= static_cast<int>(store::FirstExternal)) NotePosition();
     return;
   }
   if (isMarked) NoteMarked();
@@ -86,6 +90,7 @@ void StdMapCursor::NoteMarked() {
 // Without its position the record could not be left behind again: the walk ends as failed.
 void StdMapCursor::NotePosition() {
   mark = udbMark(Walked().file);
+  isMarked = false;
   if (Walked()._get_position(position, keyText)) return;
   hasNext = false;
   Walked().Answered(-1);

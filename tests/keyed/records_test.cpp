@@ -249,4 +249,25 @@ TEST_F(RecordsTest, RecordWithoutAWholeKeyEndsTheWalkAsAFailureThatNobodyHasToCa
   EXPECT_TRUE(file.GetIndHandle()->get_index_map(keys)) << "a walk that failed answers true";
 }
 
+TEST_F(RecordsTest, WalkOverALongRecordWithAnotherKeyThanItsEntryEndsAtTheDamageBehindIt) {
+  IndexFile file;
+  CreateAs({1, 4, 0}, file);
+  std::string const path = file.GetURI(), rest(3000, '-');
+  for (auto const& record : {std::string("aabd-"), "bbbb" + rest, std::string("cccc-")})
+    EXPECT_TRUE(file.Put(BytesFrom(record)));
+  file.Close();
+  std::string bytes = Read("1");
+  bytes.replace(bytes.find("bbbb" + rest), 4, "aabd");  // the sum is the same
+  bytes[bytes.find("cccc-") - 7] = 9;
+  Write("1", bytes);
+  ASSERT_TRUE(file.Open(path.c_str(), true));
+  for (int time = 0; time < 3; ++time) {
+    RecordPool pool;
+    DataTransfer key, record;
+    EXPECT_TRUE(file.GetPool(pool) && pool.GetNext(key, record) && pool.GetNext(key, record));
+    EXPECT_FALSE(pool.GetNext(key, record));
+    EXPECT_EQ(StateOf(file), "2 FILE CORRUPTED");
+  }
+}
+
 }  // namespace
