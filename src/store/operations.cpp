@@ -143,7 +143,7 @@ int Erase(UdbKey key) {
   return 0;
 }
 
-// False if it cannot be found out where the cursor stands.
+// False if it cannot be found out where the cursor stands, as in a file that is empty by now.
 bool PlaceCursor(int file) {
   UdbFile* const entry = TheEngine().files.Find(file);
   if (entry == nullptr) return false;
@@ -151,7 +151,7 @@ bool PlaceCursor(int file) {
   const std::uint16_t before = entry->lastError;
   const int answer = AttemptRead(*entry, [] { return TheEngine().tree.PlaceCursor(), 0; });
   entry->lastError = before;
-  return answer == 0;
+  return answer == 0 && entry->missedSize == 0;
 }
 
 // By the record's key: erased in place, a leaf's last record would take the whole tree with it.

@@ -133,7 +133,7 @@ bool Tree::CurrentHas(Bytes key) {
 
 void Tree::PlaceCursor() {
   UdbFile& file = work.File();
-  if (file.missedSize == 0) return;
+  if (file.missedSize == 0 || work.Head().root == 0) return;  // in an empty file it stands nowhere
   const std::array<std::uint8_t, MaxKey> key = file.missed;
   const std::size_t size = file.missedSize;
   file.missedSize = 0;
@@ -197,7 +197,7 @@ std::optional<Entry> Tree::Probe(std::uint16_t page, std::uint16_t offset) {
 
 std::optional<Entry> Tree::AtCursor() {
   PlaceCursor();
-  if (Cursor().page == 0) return std::nullopt;
+  if (Cursor().page == 0 || work.Head().root == 0) return std::nullopt;
   const TreePage view = work.ViewOf(FetchLeaf(Cursor().page, work.slotB));
   return EntryBeginningAt(view, Cursor().offset);
 }

@@ -139,6 +139,20 @@ TEST_F(QuickReadsTest, LeafThatSomebodyFreedIsLost) {
   EXPECT_EQ(udbSetPosition(file, there, AsKey("one ")), 1);
 }
 
+// Nor is it lost for that: it goes on by that key when there are records again.
+TEST_F(QuickReadsTest, CursorBehindAMissStandsNowhereInAFileThatOthersEmptied) {
+  CallsForAll();
+  ASSERT_EQ(Find(file, KeyOf(1) + ' '), 1);
+  for (unsigned n = 0; n < Keys; n += 2) ASSERT_EQ(Erase(writer, KeyOf(n) + ' '), 0);
+  UdbPosition there;
+  Bytes key;
+  EXPECT_EQ(udbGetPosition(file, there, key), -1);
+  EXPECT_EQ(Said(udbEraseCurrent(file)), "1");
+  for (const unsigned n : {0U, 2U, 4U}) ASSERT_EQ(Insert(writer, Record(KeyOf(n), 20)), 0);
+  EXPECT_EQ(GetNext(file, key), 0);
+  EXPECT_EQ(key, Record(KeyOf(4), 20)) << "behind the one at its place";
+}
+
 // A change happens where a reader finds out how far the file goes: ahead of a page that he has not
 // seen as it is now, behind others that he has.
 TEST_F(QuickReadsTest, ChangeAmidAReadIsSeenWholeOrNotAtAll) {
