@@ -68,11 +68,23 @@ void StdMapCursor::ReadAhead() {
   }
   if (isMarked) NoteMarked();
   UdbHold const hold(walked.file);
+  std::string const left = keyText;
   hasNext = Framed(walked, false, [&] {
-    walked._set_position(position, keyText);
+    walked._set_position(position, left);
     return walked.ReadNext(record, key);
   });
   if (hasNext) NotePosition();
+  if (hasNext) GoOnOnlyBehind(left);
+}
+
+// Among keys out of order the search for one may come out in front of it: the walk would never end.
+void StdMapCursor::GoOnOnlyBehind(std::string const& left) {
+  auto const bytes = [](std::string const& text) {
+    return Bytes(reinterpret_cast<unsigned char const*>(text.data()), text.size());
+  };
+  if (store::CompareKeys(Walked().keyDescr, bytes(left), bytes(keyText)) < 0) return;
+  hasNext = false;
+  Walked().set_state(ErrData::ERR_ERROR, "FILE CORRUPTED");
 }
 
 void StdMapCursor::NoteMarked() {

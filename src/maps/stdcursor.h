@@ -37,7 +37,9 @@ class StdMapCursor : public MapCursor {
   void ReadAhead();
   // The file stands on the record that was read ahead: remembers where that is.
   void NotePosition();
-  // The same, of the record in hand, when nothing but a mark was kept of its place.
+  // The record that was read ahead is damage if its key is not behind this one.
+  void GoOnOnlyBehind(std::string const& left);
+  // As NotePosition, of the record in hand, when nothing but a mark was kept of its place.
   void NoteMarked();
   StdPersistentMap& Walked() const;
 

@@ -270,4 +270,22 @@ TEST_F(RecordsTest, WalkOverALongRecordWithAnotherKeyThanItsEntryEndsAtTheDamage
   }
 }
 
+TEST_F(RecordsTest, WalkAmongKeysOutOfOrderInAPageThatCountsAsFreeDoesNotGoInACircle) {
+  IndexFile file;
+  CreateAs({1, 4, 0}, file);
+  std::string const path = file.GetURI();
+  for (char const* const record : {"aaaa-", "bbbb-", "cccc-"}) file.Put(BytesFrom(record));
+  file.Close();
+  std::string bytes = Read("1");
+  auto const entry = [&](char const* record) { return bytes.begin() + bytes.find(record) - 7; };
+  std::swap_ranges(entry("bbbb-"), entry("bbbb-") + 12, entry("cccc-"));
+  bytes[25] &= ~2;
+  Write("1", bytes);
+  ASSERT_TRUE(file.Open(path.c_str(), true));
+  RecordPool pool;
+  EXPECT_TRUE(file.GetPool(pool));
+  EXPECT_EQ(Rest(pool), "aaaa-,cccc-,");
+  EXPECT_EQ(StateOf(file), "2 FILE CORRUPTED");
+}
+
 }  // namespace
