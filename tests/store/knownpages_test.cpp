@@ -217,6 +217,13 @@ TEST(KnownPagesTest, AllKeysAreInTheTableWhenThoseOfEveryLeafBelowTheRootAre) {
   known.AddPlaces(root.RightChild(), 0, leaf.sound, 1000);
   EXPECT_TRUE(hasAll(1));
   EXPECT_FALSE(known.HasAll(4)) << "changed by oneself";
+  std::uint16_t other = 200;
+  while (known.AddPlaces(other, 0, leaf.sound, 1000)) ++other;
+  EXPECT_FALSE(known.HasAll(2)) << "the table ran over";
+  for (const std::uint16_t child : known.At(1)->directory->ChildPages()) {
+    known.AddPlaces(child, 0, leaf.sound, 1000);
+  }
+  EXPECT_TRUE(hasAll(1));
   known.Doubt();
   EXPECT_FALSE(known.HasAll(2)) << "changed by somebody";
   known.AddDirectory(itself, 2, root);
