@@ -44,7 +44,10 @@ std::error_code NamelessFile::TakeName(const std::string& name) const {
   if (linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return {};
   std::error_code error(errno, std::generic_category());
   // What had a name once cannot have another.
-  if (error != std::errc::file_exists) std::filesystem::copy_file(path, name, error);
+  if (error == std::errc::file_exists) return error;
+  if (std::filesystem::copy_file(path, name, error)) return {};
+  std::error_code ignored;
+  if (error != std::errc::file_exists) std::filesystem::remove(name, ignored);
   return error;
 }
 
